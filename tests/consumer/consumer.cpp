@@ -1,0 +1,26 @@
+// Every exported header in one program, and an exception of each direction across the DLL's boundary.
+
+#include <cstdio>
+#include <string>
+
+#include "WindowsAgentCommon/AceRuntime.h"
+#include "WindowsAgentCommon/Encoding.h"
+#include "WindowsAgentCommon/Formatting.h"
+#include "WindowsAgentCommon/KORException.h"
+#include "WindowsAgentCommon/SystemInfo.h"
+#include "WindowsAgentCommon/Text.h"
+#include "WindowsAgentCommon/Win32Exception.h"
+
+using namespace WindowsAgentCommon;
+
+int main() {
+    EnsureAceInitialized();
+    std::string version;
+    GetKORVersionString(version);
+    try {
+        throw ObjectDoesNotExistException("build\\root\\consumer.cpp", __FUNCTION__, 7, ToUTF8(L"consumer"));
+    } catch (const KORException& failure) {
+        std::string line;
+        std::puts(Format(line, "%s: %s, %s", version.c_str(), failure.what(), failure.GetLocation().c_str()));
+    }
+}
