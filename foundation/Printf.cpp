@@ -166,6 +166,7 @@ bool NeedsUs(const Char* format) noexcept {
         }
         const Char size = *at;
         if (size == 'h' || size == 'l' || size == 'w') ++at;
+        if ((size == 'h' || size == 'l') && *at == size) ++at;
         if ((*at == 's' || *at == 'S' || *at == 'c' || *at == 'C') && IsForeign<Char>(size, *at)) return true;
         if (*at == 0) return false;
     }
@@ -274,7 +275,7 @@ struct Foreign<wchar_t> {
         while (lead > 0 && length - lead < 3 && (text[lead - 1] & 0xC0) == 0x80) --lead;
         if (lead == 0) return length;
         const unsigned char first = static_cast<unsigned char>(text[lead - 1]);
-        const std::size_t whole = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC0 ? 2 : 1;
+        const std::size_t whole = first < 0xC2 || first > 0xF4 ? 1 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
         return length - (lead - 1) < whole ? lead - 1 : length;
     }
 };
