@@ -82,8 +82,8 @@ TEST(Formatting, WideFormatsHaveTheMicrosoftMeaning) {
         // Narrow text is taken as UTF-8; width and precision count UTF-16 units.
         {L"\x41B\x43E\x433|2.5|\xD83D\xDE00|a\xFFFDz|7",
          Wide(L"%hs|%.1f|%S|%hs|%d", "\xD0\x9B\xD0\xBE\xD0\xB3", 2.5, "\xF0\x9F\x98\x80", "a\xFFz", 7)},
-        {L"  \x416|\x416  |\x416|a\xFFFD|7", Wide(L"%3hs|%-3S|%.3hs|%.2hs|%d", "\xD0\x96", "\xD0\x96",
-                                             "\xD0\x96\xD0\xB6", "a\xFF", 7)},
+        {L"  \x416|\x416  |\x416|a\xFFFD|7",
+         Wide(L"%3hs|%-3S|%.3hs|%.2hs|%d", "\xD0\x96", "\xD0\x96", "\xD0\x96\xD0\xB6", "a\xFF", 7)},
     };
     for (const auto& row : rows) EXPECT_EQ(row.expected, row.text);
 }
