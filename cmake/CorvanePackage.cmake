@@ -29,7 +29,7 @@ add_dependencies(CorvaneCommon corvane_runtime)
 set(_notices "CorvaneCommon is built with and shipped beside the software named below.\n")
 foreach(name IN ITEMS ACE Boost OpenSSL zlib GCC MinGW-w64)
   find_file(_licence "share/licenses/${name}" PATHS / NO_CACHE)
-  if(_licence)
+  if(_licence AND NOT IS_DIRECTORY "${_licence}")
     file(READ "${_licence}" _text)
     string(APPEND _notices "\n==== ${name} ====\n\n${_text}")
   else()
@@ -50,6 +50,7 @@ install(TARGETS CorvaneCommon EXPORT CorvaneCommonTargets
 install(FILES ${CORVANE_SHIPPED_DLLS} DESTINATION "${CMAKE_INSTALL_BINDIR}")
 install(FILES "$<TARGET_FILE:CorvaneCommon>.debug" DESTINATION "${CMAKE_INSTALL_BINDIR}" CONFIGURATIONS RelWithDebInfo)
 install(DIRECTORY include/ DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+install(FILES cmake/Program.rc cmake/Program.manifest DESTINATION "${CMAKE_INSTALL_DATADIR}/CorvaneCommon")
 install(FILES CHANGELOG.md docs/abi.md "${PROJECT_BINARY_DIR}/THIRD-PARTY-NOTICES.txt"
   DESTINATION "${CMAKE_INSTALL_DOCDIR}")
 

@@ -3,6 +3,9 @@
 /// \file
 /// The one macro by which anything leaves the DLL, and the printf check that goes with it.
 
+/// \namespace WindowsAgentCommon
+/// Everything of the library but its logging.
+
 /// Marks a class or function as part of the library's interface. Nothing without it is exported.
 #ifdef CORVANE_COMMON_BUILD
 #define CORVANE_API __declspec(dllexport)

@@ -1,4 +1,4 @@
-// Every exported header in one program, and an exception of each direction across the DLL's boundary.
+// Every exported header in one program, and an exception whose type, message and location come from the DLL.
 
 #include <cstdio>
 #include <string>
