@@ -55,9 +55,9 @@ function(corvane_map_source_paths target)
 endfunction()
 
 # corvane_split_debug_info(TARGET): moves debug information into TARGET's file name + ".debug" beside it, where
-# a debugger finds it. Debug builds keep it inside.
+# a debugger finds it, in the build that is shipped.
 function(corvane_split_debug_info target)
-  if(CMAKE_BUILD_TYPE STREQUAL "Debug")
+  if(NOT CMAKE_BUILD_TYPE STREQUAL "RelWithDebInfo")
     return()
   endif()
   set(file "$<TARGET_FILE:${target}>")
