@@ -47,7 +47,8 @@ function(corvane_map_source_paths target)
   endforeach()
   list(REMOVE_DUPLICATES folders)
   foreach(folder IN LISTS folders)
-    string(REPLACE "/" "\\" name "${folder}/")
+    string(REGEX REPLACE "(.)$" "\\1/" name "${folder}")  # no separator after nothing
+    string(REPLACE "/" "\\" name "${name}")
     cmake_path(APPEND PROJECT_SOURCE_DIR "${folder}" "" OUTPUT_VARIABLE path)
     target_compile_options(${target} PRIVATE
       "$<$<COMPILE_LANGUAGE:CXX>:-ffile-prefix-map=${path}=corvane\\common\\${name}>")
