@@ -1,11 +1,11 @@
 // Formatting and encoding beside the bare calls underneath them.
 
-#include <cstdio>
-#include <string>
-
 #include "WindowsAgentCommon/Encoding.h"
 #include "WindowsAgentCommon/Formatting.h"
 #include "benchmarks/Benchmark.h"
+
+#include <cstdio>
+#include <string>
 
 using namespace WindowsAgentCommon;
 

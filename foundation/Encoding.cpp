@@ -1,9 +1,10 @@
 #include "WindowsAgentCommon/Encoding.h"
 
+#include "foundation/Transcoding.h"
+
 #include <cstring>
 #include <cwchar>
 
-#include "foundation/Transcoding.h"
 #include "foundation/Win32.h"
 
 namespace WindowsAgentCommon {
@@ -35,7 +36,9 @@ std::string ToUTF8(const wchar_t* text, int length) {
 }
 
 const char* ToUTF8(const std::wstring& text, std::string& out) {
-    out.resize(4 * text.size());  // more than any text needs, so one pass is enough
+    out.clear();
+    if (text.empty()) return out.c_str();  // the system takes no text for an error and sets the last error
+    out.resize(4 * text.size());           // more than any text needs, so one pass is enough
     const int converted = ::WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()),
                                                 out.data(), static_cast<int>(out.size()), nullptr, nullptr);
     out.resize(static_cast<std::size_t>(converted));

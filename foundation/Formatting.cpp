@@ -1,8 +1,8 @@
 #include "WindowsAgentCommon/Formatting.h"
 
-#include <memory>
-
 #include "foundation/Printf.h"
+
+#include <memory>
 
 namespace WindowsAgentCommon {
 
@@ -29,7 +29,7 @@ void FormatInto(std::basic_string<Char>& out, const Char* format, va_list args) 
         size = result < 0 ? size * 2 : static_cast<std::size_t>(result) + 1;
         if (size > kLargestSize) break;
         larger.reset();  // two large buffers are never held at once
-        larger.reset(new Char[size]);
+        larger = std::make_unique<Char[]>(size);
         buffer = larger.get();
     }
     out.clear();

@@ -1,8 +1,9 @@
 #include "WindowsAgentCommon/KORException.h"
 
+#include "WindowsAgentCommon/Formatting.h"
+
 #include <cstring>
 
-#include "WindowsAgentCommon/Formatting.h"
 #include "foundation/Win32.h"
 
 namespace WindowsAgentCommon {

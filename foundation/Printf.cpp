@@ -1,5 +1,7 @@
 #include "foundation/Printf.h"
 
+#include "foundation/Transcoding.h"
+
 #include <algorithm>
 #include <climits>
 #include <cstdint>
@@ -7,7 +9,6 @@
 #include <string>
 #include <type_traits>
 
-#include "foundation/Transcoding.h"
 #include "foundation/Win32.h"
 
 namespace WindowsAgentCommon::detail {
@@ -166,7 +167,10 @@ bool NeedsUs(const Char* format) noexcept {
         }
         const Char size = *at;
         if (size == 'h' || size == 'l' || size == 'w') ++at;
-        if ((size == 'h' || size == 'l') && *at == size) ++at;
+        if ((size == 'h' || size == 'l') && *at == size) {
+            ++at;
+            if (size == 'l') return true;  // XP's runtime takes only half of a number of 64 bits
+        }
         if ((*at == 's' || *at == 'S' || *at == 'c' || *at == 'C') && IsForeign<Char>(size, *at)) return true;
         if (*at == 0) return false;
     }
@@ -224,7 +228,11 @@ public:
         *at++ = '*';
         *at++ = '.';
         *at++ = '*';
-        for (const Char* size = directive.size; *size != 0; ++size) *at++ = *size;
+        if (directive.argument == Argument::Int64) {
+            for (const char* size = "I64"; *size != 0; ++size) *at++ = static_cast<Char>(*size);
+        } else {
+            for (const Char* size = directive.size; *size != 0; ++size) *at++ = *size;
+        }
         *at = directive.type;
         // Runtimes differ on a room of zero characters, so they are never given one.
         Char scratch[1];

@@ -2,8 +2,9 @@
 
 #include "WindowsAgentCommon/Encoding.h"
 #include "WindowsAgentCommon/Formatting.h"
-#include "foundation/Win32.h"
 #include "foundation/Win32Handle.h"
+
+#include "foundation/Win32.h"
 
 namespace WindowsAgentCommon {
 

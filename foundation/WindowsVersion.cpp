@@ -1,6 +1,7 @@
 #include "foundation/WindowsVersion.h"
 
 #include "WindowsAgentCommon/Formatting.h"
+
 #include "foundation/Win32.h"
 
 namespace WindowsAgentCommon {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <string>
-
 #include "WindowsAgentCommon/SystemInfo.h"
+
+#include <string>
 
 namespace WindowsAgentCommon::detail {
 

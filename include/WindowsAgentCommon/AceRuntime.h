@@ -17,7 +17,8 @@ namespace WindowsAgentCommon {
 ///   `ACE::fini()`; otherwise their fini() is never called.
 
 /// Starts the ACE runtime unless it runs already; also starts it again after an early `ACE::fini()`.
-/// Takes a lock for a few instructions. Thread-safe; must not be called from DllMain.
+/// Takes a lock for a few instructions. Thread-safe; must not be called from DllMain. The start
+/// may change the thread's last error.
 /// Throws InitializationException when ACE cannot be started; a later call tries again.
 CORVANE_API void EnsureAceInitialized();
 

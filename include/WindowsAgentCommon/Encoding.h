@@ -15,7 +15,7 @@ namespace WindowsAgentCommon {
 /// characters at its first zero. That exception is deliberate: such texts come from fixed-size buffers.
 /// The returned pointers are out's characters, valid until out changes; input and out may be one object.
 /// All functions throw only std::bad_alloc or, for results beyond the string's limit, std::length_error. They
-/// are thread-safe.
+/// are thread-safe. After an exception, out holds some text or none.
 
 /// UTF-16 to UTF-8.
 CORVANE_API std::string ToUTF8(const std::wstring& text);

@@ -16,12 +16,13 @@ namespace WindowsAgentCommon {
 /// - Text of the other width is converted between UTF-16 and UTF-8 and never makes a call fail, whatever the
 ///   locale; what is no valid text comes out as U+FFFD. Its precision bounds the units that are read as well
 ///   as those that are written, and no character is cut in half.
-/// - A ";" directly after a "%" is dropped.
-/// - `%n` stores nothing where a format also holds one of the two things above; do not use it.
+/// - A ";" directly after a "%" is dropped, and `%lld` means `%I64d` on XP, too.
+/// - `%n` stores nothing where a format also holds one of the things above; do not use it.
 ///
 /// A result longer than 8,388,608 characters, or a format that the runtime rejects, gives an empty string.
 /// A null format counts as empty; null text prints as "(null)". All functions throw only std::bad_alloc and
-/// are thread-safe.
+/// are thread-safe; after std::bad_alloc, out holds
+/// what it held. The decimal point follows the host's C locale.
 
 /// Formats into a UTF-8 string. args is read through a copy, so the caller's stays where it is.
 CORVANE_API std::string varargs2string(const char* format, va_list args);

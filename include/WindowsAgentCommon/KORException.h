@@ -16,6 +16,8 @@ namespace WindowsAgentCommon {
 /// Constructors take file and function as terminated text and copy them; null counts as empty. They fail
 /// only with std::bad_alloc.
 ///
+/// The classes derived from it add nothing but their type, so that a caller can tell failures apart.
+///
 /// Thread rule: none of its own. Several threads may read one object, except that the first GetLocation()
 /// fills a cache and must not run beside another call on the same object.
 class CORVANE_API KORException : public std::exception {

@@ -39,7 +39,8 @@ CORVANE_API void GetWindowsVersionString(std::string& out);
 /// Asks the service control manager for a service's state.
 /// service: the service's name. machine: name of the machine to ask; null asks this one.
 /// state: the Windows service state number (4 is running); unchanged on failure.
-/// Returns the Windows error code, 0 = success (ERROR_SERVICE_DOES_NOT_EXIST when there is no such service).
+/// Returns the Windows error code, 0 = success (ERROR_SERVICE_DOES_NOT_EXIST when there is no such service,
+/// ERROR_INVALID_PARAMETER when service is null).
 /// Blocks while a remote machine is asked.
 CORVANE_API unsigned long GetWindowsServiceStatus(const wchar_t* service, unsigned long& state,
                                                   const wchar_t* machine);

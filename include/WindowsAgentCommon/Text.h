@@ -19,7 +19,8 @@ CORVANE_API std::string& NormalizeComponentName(std::string& name);
 /// Splits key=value items and adds them to map as UTF-8, keeping what map holds and equal keys side by side.
 /// An item is cut at its first character that is one of separators; exactly that one character is dropped.
 /// Items without a separator are skipped.
-/// Returns the number of entries that map holds afterwards.
+/// Returns the number of entries that map holds afterwards. After std::bad_alloc, map holds some of the
+/// items.
 CORVANE_API unsigned ConvertParamVectorToMap(const std::vector<std::wstring>& items,
                                              std::multimap<std::string, std::string>& map,
                                              const std::wstring& separators);

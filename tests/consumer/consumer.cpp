@@ -1,8 +1,5 @@
 // Every exported header in one program, and an exception whose type, message and location come from the DLL.
 
-#include <cstdio>
-#include <string>
-
 #include "WindowsAgentCommon/AceRuntime.h"
 #include "WindowsAgentCommon/Encoding.h"
 #include "WindowsAgentCommon/Formatting.h"
@@ -10,6 +7,9 @@
 #include "WindowsAgentCommon/SystemInfo.h"
 #include "WindowsAgentCommon/Text.h"
 #include "WindowsAgentCommon/Win32Exception.h"
+
+#include <cstdio>
+#include <string>
 
 using namespace WindowsAgentCommon;
 

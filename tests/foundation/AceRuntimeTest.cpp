@@ -2,7 +2,6 @@
 
 #include <ace/Init_ACE.h>
 #include <ace/Task.h>
-
 #include <gtest/gtest.h>
 
 #include <windows.h>

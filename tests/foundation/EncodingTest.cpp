@@ -1,13 +1,13 @@
 #include "WindowsAgentCommon/Encoding.h"
 
+#include "tests/support/GuardedBuffer.h"
+
+#include <gtest/gtest.h>
+
 #include <new>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include <gtest/gtest.h>
-
-#include "tests/support/GuardedBuffer.h"
 
 namespace WindowsAgentCommon {
 namespace {
@@ -102,7 +102,11 @@ TEST(Encoding, CountedTextNeedsNoTerminator) {
         EXPECT_EQ(Encode(text), ToUTF8(terminated.Data<wchar_t>(), -1));
         EXPECT_EQ("", ToUTF8(nullptr, static_cast<int>(length)));
     }
+    ::SetLastError(ERROR_DISK_FULL);
+    std::string out;
+    EXPECT_STREQ("", ToUTF8(std::wstring(), out));
     EXPECT_EQ("", ToUTF8(L"", 0));
+    EXPECT_EQ(static_cast<DWORD>(ERROR_DISK_FULL), ::GetLastError()) << "empty text is no failure";
     EXPECT_EQ("", ToUTF8(nullptr, 0));
 }
 

@@ -1,12 +1,12 @@
 #include "WindowsAgentCommon/Formatting.h"
 
-#include <cstdint>
-#include <string>
-#include <string_view>
+#include "tests/support/GuardedBuffer.h"
 
 #include <gtest/gtest.h>
 
-#include "tests/support/GuardedBuffer.h"
+#include <cstdint>
+#include <string>
+#include <string_view>
 
 namespace WindowsAgentCommon {
 namespace {
@@ -60,6 +60,8 @@ TEST(Formatting, NarrowFormatsHaveTheMicrosoftMeaning) {
          Narrow("%ls|%.1f|%ls|%ls|%d", L"a\xD800z", 2.5, L"\xDE00\xD83D", L"%d", 7)},
         // Its width and precision count bytes; characters stay whole.
         {"  \xD0\x96\xD0\xB6|\xD0\x96\xD0\xB6  |7", Narrow("%6ls|%-6ls|%d", L"\x416\x436", L"\x416\x436", 7)},
+        {"000w|1|7|8", Narrow("%04ls|%lld|%d%n|%d", L"w", std::int64_t{1}, 7, nullptr, 8)},
+        {"-5000000000|7", Narrow("%lld|%d", std::int64_t{-5000000000}, 7)},
         {"w    |\xD0\x96|7", Narrow("%*ls|%.*ls|%d", -5, L"w", -1, L"\x416", 7)},
         {"|\xD0\x96|\xD0\x96  |7", Narrow("%.1ls|%.2ls|%-4.3ls|%d", L"\x416", L"\x416", L"\x416\x436", 7)},
         {"|\xF0\x9F\x98\x80|7", Narrow("%.3ls|%.4ls|%d", L"\xD83D\xDE00", L"\xD83D\xDE00", 7)},

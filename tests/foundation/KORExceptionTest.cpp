@@ -1,9 +1,9 @@
 #include "WindowsAgentCommon/KORException.h"
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <typeinfo>
-
-#include <gtest/gtest.h>
 
 #include <windows.h>
 

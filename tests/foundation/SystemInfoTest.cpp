@@ -1,11 +1,11 @@
 #include "WindowsAgentCommon/SystemInfo.h"
 
-#include <string>
-#include <vector>
+#include "WindowsAgentCommon/Formatting.h"
 
 #include <gtest/gtest.h>
 
-#include "WindowsAgentCommon/Formatting.h"
+#include <string>
+#include <vector>
 
 #include <windows.h>
 

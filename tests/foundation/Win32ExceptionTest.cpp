@@ -1,9 +1,9 @@
 #include "WindowsAgentCommon/Win32Exception.h"
 
+#include <gtest/gtest.h>
+
 #include <sstream>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include <windows.h>
 

@@ -1,10 +1,10 @@
 #include "foundation/Win32Handle.h"
 
+#include <gtest/gtest.h>
+
 #include <type_traits>
 #include <utility>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 namespace WindowsAgentCommon::detail {
 namespace {

@@ -1,9 +1,9 @@
 // Prints the library's line on the Windows version, for runs under several versions.
 
+#include "WindowsAgentCommon/SystemInfo.h"
+
 #include <cstdio>
 #include <string>
-
-#include "WindowsAgentCommon/SystemInfo.h"
 
 int main() {
     std::string line;
