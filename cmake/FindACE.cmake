@@ -11,8 +11,13 @@ if(ACE_INCLUDE_DIR AND EXISTS "${ACE_INCLUDE_DIR}/ace/Version.h")
   unset(_ace_version)
 endif()
 
+# A narrow build has the same names and other signatures.
+if(ACE_INCLUDE_DIR AND EXISTS "${ACE_INCLUDE_DIR}/ace/config.h")
+  file(STRINGS "${ACE_INCLUDE_DIR}/ace/config.h" ACE_USES_WCHAR REGEX "define[ \t]+ACE_USES_WCHAR[ \t]+1")
+endif()
+
 include(FindPackageHandleStandardArgs)
-find_package_handle_standard_args(ACE REQUIRED_VARS ACE_LIBRARY ACE_INCLUDE_DIR ACE_DLL VERSION_VAR ACE_VERSION)
+find_package_handle_standard_args(ACE REQUIRED_VARS ACE_LIBRARY ACE_INCLUDE_DIR ACE_DLL ACE_USES_WCHAR VERSION_VAR ACE_VERSION)
 
 if(ACE_FOUND AND NOT TARGET ACE::ACE)
   add_library(ACE::ACE SHARED IMPORTED)

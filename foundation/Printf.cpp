@@ -341,7 +341,7 @@ void PrintDirective(Output<Char>& out, Directive<Char>& directive, va_list& args
         case Argument::None:
             if (directive.type != 0) out.Append(&directive.type, 1);
             break;
-        case Argument::Int:  // NOLINT(bugprone-branch-clone): the branches take different types
+        case Argument::Int:
             out.Format(directive, va_arg(args, int));
             break;
         case Argument::Int64:
