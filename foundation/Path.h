@@ -1,0 +1,19 @@
+#pragma once
+
+#include <string>
+
+namespace WindowsAgentCommon::detail {
+
+/// \file
+/// Paths as the system wants them. Thread-safe, except that relative paths follow the process's working
+/// folder. Both throw only std::bad_alloc.
+
+/// The absolute form of path, "/" turned into "\" and "." and ".." resolved; nothing is looked up on the
+/// disk. Empty where path is empty or the system refuses it: then GetLastError() tells why.
+std::wstring AbsolutePath(const std::wstring& path);
+
+/// The form in which path is given to the system's file functions: path itself where it is short, otherwise
+/// its absolute form behind the prefix that lifts the limit of 260 characters ("\\?\", "\\?\UNC\").
+std::wstring SystemPath(const std::wstring& path);
+
+}  // namespace WindowsAgentCommon::detail

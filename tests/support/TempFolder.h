@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstdio>
+#include <stdexcept>
+#include <string>
+
+#include <windows.h>
+
+namespace WindowsAgentCommon::test {
+
+/// A folder of the test's own in the temporary folder, gone with everything in it when the object ends.
+class TempFolder {
+public:
+    TempFolder() {
+        wchar_t parent[MAX_PATH], name[MAX_PATH];
+        if (::GetTempPathW(MAX_PATH, parent) == 0 || ::GetTempFileNameW(parent, L"cct", 0, name) == 0 ||
+            !::DeleteFileW(name) || !::CreateDirectoryW(name, nullptr))
+            throw std::runtime_error("no temporary folder");
+        path_ = name;
+        path_ += L'\\';
+    }
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+    ~TempFolder() { Remove(path_); }
+
+    /// The folder, with a backslash at its end.
+    const std::wstring& Path() const { return path_; }
+
+    /// A path inside the folder.
+    std::wstring Path(const std::wstring& name) const { return path_ + name; }
+
+    /// The same in ASCII, which the names of temporary folders are.
+    std::string Narrow(const std::string& name = "") const {
+        return std::string(path_.begin(), path_.end()) + name;
+    }
+
+    /// Makes a file.
+    void Write(const std::wstring& name, const std::string& bytes) const {
+        std::FILE* file = ::_wfopen(Path(name).c_str(), L"wb");
+        if (file == nullptr) throw std::runtime_error("the file cannot be made");
+        const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+        if (std::fclose(file) != 0 || !written) throw std::runtime_error("the file cannot be written");
+    }
+
+    /// A file's bytes; "<none>" when there is no such file.
+    std::string Read(const std::wstring& name) const {
+        std::FILE* file = ::_wfopen(Path(name).c_str(), L"rb");
+        if (file == nullptr) return "<none>";
+        std::string bytes;
+        char part[65536];
+        while (const std::size_t got = std::fread(part, 1, sizeof part, file)) bytes.append(part, got);
+        std::fclose(file);
+        return bytes;
+    }
+
+    bool Has(const std::wstring& name) const {
+        return ::GetFileAttributesW(Path(name).c_str()) != INVALID_FILE_ATTRIBUTES;
+    }
+
+private:
+    static void Remove(const std::wstring& folder) {
+        WIN32_FIND_DATAW entry;
+        const HANDLE search = ::FindFirstFileW((folder + L"*").c_str(), &entry);
+        if (search != INVALID_HANDLE_VALUE) {
+            do {
+                const std::wstring name = entry.cFileName;
+                if (name == L"." || name == L"..") continue;
+                ::SetFileAttributesW((folder + name).c_str(), FILE_ATTRIBUTE_NORMAL);
+                const bool plainFolder = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
+                                         (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
+                if (plainFolder)
+                    Remove(folder + name + L"\\");
+                else if (!::DeleteFileW((folder + name).c_str()))
+                    ::RemoveDirectoryW((folder + name).c_str());
+            } while (::FindNextFileW(search, &entry));
+            ::FindClose(search);
+        }
+        ::RemoveDirectoryW(folder.c_str());
+    }
+
+    std::wstring path_;
+};
+
+}  // namespace WindowsAgentCommon::test
