@@ -1,0 +1,143 @@
+#include "CorvaneLogger/LogDst.h"
+
+#include "CorvaneLogger/CV_Logger.h"
+#include "CorvaneLogger/Levels.h"
+#include "foundation/Clock.h"
+#include "foundation/Printf.h"
+#include "logging/ProcessEnd.h"
+#include "logging/SideFile.h"
+
+#include <cstring>
+#include <ctime>
+
+#include "foundation/Win32.h"
+
+namespace CorvaneLogger {
+namespace {
+
+constexpr char kDefaultPattern[] = "%H:%M:%S";
+
+bool SameName(const std::string& name, const char* other) { return ::_stricmp(name.c_str(), other) == 0; }
+
+// The codes that XP's runtime knows; what it does with others ranges from nothing to ending the process.
+bool IsKnownPattern(const std::string& pattern) {
+    for (std::size_t at = 0; at < pattern.size(); ++at) {
+        if (pattern[at] != '%') continue;
+        ++at;
+        if (at < pattern.size() && pattern[at] == '#') ++at;
+        if (at == pattern.size() || std::strchr("aAbBcdHIjmMpSUwWxXyYzZ%", pattern[at]) == nullptr)
+            return false;
+    }
+    return true;
+}
+
+// The local time of a moment, milliseconds since 1601.
+std::tm LocalTime(std::int64_t milliseconds) {
+    constexpr std::int64_t kUnixEpoch = 11'644'473'600;  // seconds since 1601
+    const __time64_t seconds = milliseconds / 1000 - kUnixEpoch;
+    const std::tm* const local = ::_localtime64(&seconds);  // the thread's own; null before 1970
+    return local != nullptr ? *local : std::tm{};
+}
+
+}  // namespace
+
+LogDst::LogDst(const std::string& name, const std::string& cls, const char* type)
+    : name_(name),
+      cls_(cls),
+      type_(type),
+      prefixPattern_{},
+      prefix_{},
+      prefixLen_(0),
+      level_(kLevelTrace),
+      lastStampMs_(-1),
+      stampLen_(0) {
+    std::strcpy(prefixPattern_, kDefaultPattern);
+}
+
+LogDst::~LogDst() = default;
+
+void LogDst::setup(std::map<std::string, std::string>& params) {
+    bool tooLong = false;
+    for (const auto& [name, value] : params) {
+        if (SameName(name, "Prefix") || SameName(name, "ConversionPattern"))
+            tooLong = !setPrefixPattern(value) || tooLong;
+        else if (SameName(name, "Level"))
+            level_ = CV_Logger::getLvl(value);
+    }
+    {
+        const detail::LockUnlessEnding lock(lock_);
+        if (lock) params_ = params;
+    }
+    if (tooLong) logToSelf(kLevelInfo, "INFO ", "Prefix is too long, max is 20");
+}
+
+// False when the pattern is too long.
+bool LogDst::setPrefixPattern(const std::string& pattern) {
+    if (pattern.size() >= kPatternSize) return false;
+    const detail::LockUnlessEnding lock(lock_);
+    if (!lock) return true;
+    if (!IsKnownPattern(pattern)) {
+        detail::WriteSideFile(getPrefix(), "Prefix %s of %s has an unknown code", pattern.c_str(),
+                              name_.c_str());
+        return true;
+    }
+    std::strcpy(prefixPattern_, pattern.c_str());
+    lastStampMs_ = -1;
+    return true;
+}
+
+bool LogDst::accept(int level) { return PlainLevel(level) <= level_; }
+
+void LogDst::log(int, const char*, const char*, unsigned int, const char*) {}
+
+void LogDst::flush(bool) {}
+
+bool LogDst::getParam(const char* name, std::string& value) {
+    const detail::LockUnlessEnding lock(lock_);
+    if (!lock) return false;
+    for (const auto& param : params_) {
+        if (!SameName(param.first, name)) continue;
+        value = param.second;
+        return true;
+    }
+    return false;
+}
+
+bool LogDst::IsA(const char* type) const noexcept { return std::strcmp(type_, type) == 0; }
+
+void LogDst::logToSelf(int level, const char* tag, const std::string& message) {
+    const std::string start = std::string(tag) + " LogDst : ", line = start + message + "\n";
+    log(level, "LogDst", line.c_str(), static_cast<unsigned>(line.size()), line.c_str() + start.size());
+}
+
+const char* LogDst::getPrefix() noexcept {
+    using namespace WindowsAgentCommon::detail;
+    if (prefixPattern_[0] == 0) {
+        prefix_[0] = 0;
+        prefixLen_ = 0;
+        return prefix_;
+    }
+    // Multiplied, since this machine's 64-bit division costs more than the rest of the function.
+    const std::int64_t now = SystemTicks(), passed = now - lastStampMs_ * kTicksPerMillisecond;
+    if (passed < 0 || passed >= kTicksPerMillisecond) formatStamp(now / kTicksPerMillisecond);
+    return prefix_;
+}
+
+void LogDst::formatStamp(std::int64_t milliseconds) noexcept {
+    if (lastStampMs_ < 0 || milliseconds / 1000 != lastStampMs_ / 1000) {
+        const std::tm local = LocalTime(milliseconds);
+        stampLen_ = static_cast<std::uint32_t>(std::strftime(prefix_, kStampSize, prefixPattern_, &local));
+    }
+    const int fraction = static_cast<int>(milliseconds % 1000);
+    char* at = prefix_ + stampLen_;
+    *at++ = '.';
+    *at++ = static_cast<char>('0' + fraction / 100);
+    *at++ = static_cast<char>('0' + fraction / 10 % 10);
+    *at++ = static_cast<char>('0' + fraction % 10);
+    *at++ = ' ';
+    *at = 0;
+    prefixLen_ = static_cast<std::uint32_t>(at - prefix_);
+    lastStampMs_ = milliseconds;
+}
+
+}  // namespace CorvaneLogger

@@ -1,0 +1,4 @@
+#include "WindowsAgentCommon/LoggerFactory.h"
+namespace WindowsAgentCommon {
+LoggerFactory& GetLoggerFactory();
+}
