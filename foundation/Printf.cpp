@@ -1,5 +1,6 @@
 #include "foundation/Printf.h"
 
+#include "foundation/PlainFormat.h"
 #include "foundation/Transcoding.h"
 
 #include <algorithm>
@@ -389,6 +390,8 @@ int PrintOurWay(Char* buffer, std::size_t size, const Char* format, va_list args
 }  // namespace
 
 int BoundedPrintf(char* buffer, std::size_t size, const char* format, va_list args) {
+    const int written = PlainPrintf(buffer, size, format, args);
+    if (written != kNotPlain) return written;
     return NeedsUs(format) ? PrintOurWay(buffer, size, format, args)
                            : RuntimePrintf(buffer, size, format, args);
 }

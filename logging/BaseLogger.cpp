@@ -20,11 +20,11 @@ public:
     /// A category too long for a line is cut so that half of the line remains for the message.
     Line(const char* tag, const char* name) {
         constexpr std::size_t kLongestPrefix = BaseLogger::kLineSize / 2;
-        Append(tag, std::strlen(tag), kLongestPrefix - 4);
-        text_[length_++] = ' ';
-        Append(name, std::strlen(name), kLongestPrefix - 3);
-        Append(" : ", 3, kLongestPrefix);
-        prefixLength_ = length_;
+        char* at = Copy(text_, text_ + kLongestPrefix - 4, tag);
+        *at++ = ' ';
+        at = Copy(at, text_ + kLongestPrefix - 3, name);
+        at = Copy(at, text_ + kLongestPrefix, " : ");
+        prefixLength_ = length_ = static_cast<std::size_t>(at - text_);
     }
 
     void Message(const char* format, va_list* args) {
@@ -44,6 +44,12 @@ public:
 
 private:
     static constexpr std::size_t kTextLimit = BaseLogger::kLineSize - 2;  // line feed and terminator
+
+    // Without strlen and memcpy, whose calls take longer than the few bytes do.
+    static char* Copy(char* at, const char* end, const char* text) {
+        while (*text != 0 && at != end) *at++ = *text++;
+        return at;
+    }
 
     void Append(const char* text, std::size_t size, std::size_t limit) {
         const std::size_t taken = std::min(size, limit - length_);
