@@ -1,9 +1,13 @@
 // Every exported header in one program, and an exception whose type, message and location come from the DLL.
 
 #include "WindowsAgentCommon/AceRuntime.h"
+#include "WindowsAgentCommon/AgentPaths.h"
+#include "WindowsAgentCommon/CommandLine.h"
 #include "WindowsAgentCommon/Encoding.h"
 #include "WindowsAgentCommon/Formatting.h"
 #include "WindowsAgentCommon/KORException.h"
+#include "WindowsAgentCommon/PathText.h"
+#include "WindowsAgentCommon/ServiceConfig.h"
 #include "WindowsAgentCommon/SystemInfo.h"
 #include "WindowsAgentCommon/Text.h"
 #include "WindowsAgentCommon/Win32Exception.h"

@@ -32,7 +32,9 @@ void ExpectAsTheRuntime(const char* format, Arguments... arguments) {
         std::fill(std::begin(ours), std::end(ours), '#');
         const int written = Plain(ours, static_cast<std::size_t>(room), format, arguments...);
         EXPECT_EQ(written, room < whole ? -1 : whole);
-        if (room > whole) EXPECT_STREQ(ours, theirs);
+        if (room > whole) {
+            EXPECT_STREQ(ours, theirs);
+        }
         EXPECT_EQ(ours[room], '#');
     }
 }
