@@ -31,10 +31,14 @@ public:
                     "median", "p99", "ratio");
     }
 
-    /// ours, peer: callables that do one operation. operations: how many make one timed round.
+    bool IsBrief() const { return brief_; }
+
+    /// ours, peer: callables that do one operation. operations: how many make one timed round. fullRounds:
+    /// how many rounds there are when they are not brief.
     template <class Ours, class Peer>
-    void Run(const char* name, const char* peerName, int operations, Ours ours, Peer peer) {
-        const int rounds = brief_ ? 3 : 201;
+    void Run(const char* name, const char* peerName, int operations, Ours ours, Peer peer,
+             int fullRounds = 201) {
+        const int rounds = brief_ ? 3 : fullRounds;
         if (brief_) operations = std::max(1, operations / 100);
         std::vector<double> ourTimes, peerTimes;
         for (int round = 0; round < rounds; ++round) {

@@ -11,6 +11,11 @@ bool StartsWith(const std::wstring& text, const wchar_t* start) {
     return text.compare(0, std::char_traits<wchar_t>::length(start), start) == 0;
 }
 
+// full: absolute, of neither of the forms "\\?\" and "\\.\".
+std::wstring Prefixed(const std::wstring& full) {
+    return StartsWith(full, L"\\\\") ? L"\\\\?\\UNC\\" + full.substr(2) : L"\\\\?\\" + full;
+}
+
 }  // namespace
 
 std::wstring AbsolutePath(const std::wstring& path) {
@@ -29,7 +34,13 @@ std::wstring SystemPath(const std::wstring& path) {
     if (path.empty() || StartsWith(path, L"\\\\?\\") || StartsWith(path, L"\\\\.\\")) return path;
     const std::wstring full = AbsolutePath(path);
     if (full.size() <= kLongestShortPath || StartsWith(full, L"\\\\.\\")) return path;
-    return StartsWith(full, L"\\\\") ? L"\\\\?\\UNC\\" + full.substr(2) : L"\\\\?\\" + full;
+    return Prefixed(full);
+}
+
+std::wstring VerbatimPath(const std::wstring& path) {
+    if (StartsWith(path, L"\\\\?\\")) return path;
+    const std::wstring full = AbsolutePath(path);
+    return full.empty() || StartsWith(full, L"\\\\.\\") ? full : Prefixed(full);
 }
 
 }  // namespace WindowsAgentCommon::detail

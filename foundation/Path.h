@@ -16,4 +16,9 @@ std::wstring AbsolutePath(const std::wstring& path);
 /// its absolute form behind the prefix that lifts the limit of 260 characters ("\\?\", "\\?\UNC\").
 std::wstring SystemPath(const std::wstring& path);
 
+/// path in the form that the system takes to the letter: absolute, behind "\\?\" or "\\?\UNC\" whatever its
+/// length. Names that end with a blank or dot, as listings may have them, can be appended and stay what they
+/// are. Empty as for AbsolutePath.
+std::wstring VerbatimPath(const std::wstring& path);
+
 }  // namespace WindowsAgentCommon::detail

@@ -4,6 +4,7 @@
 #include "WindowsAgentCommon/AgentPaths.h"
 #include "WindowsAgentCommon/CommandLine.h"
 #include "WindowsAgentCommon/Encoding.h"
+#include "WindowsAgentCommon/FileUtil.h"
 #include "WindowsAgentCommon/Formatting.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/PathText.h"

@@ -30,5 +30,16 @@ TEST(Path, AbsolutePathsAreMadeWithoutLookingAtTheDisk) {
     EXPECT_GT(full.size(), 400U);
 }
 
+TEST(Path, VerbatimPathsAreAbsoluteBehindThePrefix) {
+    const std::pair<std::wstring, std::wstring> rows[] = {
+        {L"", L""},
+        {L"C:/a/../b.", L"\\\\?\\C:\\b"},
+        {L"\\\\host\\share\\a", L"\\\\?\\UNC\\host\\share\\a"},
+        {L"\\\\?\\C:\\a.", L"\\\\?\\C:\\a."},
+        {L"NUL", L"\\\\.\\NUL"},
+    };
+    for (const auto& [path, verbatim] : rows) EXPECT_EQ(VerbatimPath(path), verbatim);
+}
+
 }  // namespace
 }  // namespace WindowsAgentCommon::detail
