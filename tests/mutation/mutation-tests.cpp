@@ -1,0 +1,121 @@
+// Feeds each reader with seeded random mutations of valid inputs, each ending at an inaccessible page.
+//
+//   mutation-tests [COUNT [READER [FIRST]]]   COUNT inputs (20,000) of READER or all, from number FIRST on
+//   (0)
+//
+// An input's number alone decides what it is: a failure names it, and COUNT 1 with that FIRST repeats it.
+// Exit codes: 0 no fault found, 1 a fault or a crash, 2 wrong use. A hang shows in the last line printed.
+
+#include "tests/mutation/HeapMeter.h"
+#include "tests/mutation/Mutation.h"
+#include "tests/mutation/Reader.h"
+#include "tests/support/GuardedBuffer.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <stdexcept>
+
+#include <windows.h>
+
+using namespace WindowsAgentCommon::test;
+
+namespace {
+
+constexpr std::uint64_t kSeed = 0x436F7276616E65;
+constexpr std::size_t kFixedMemory = 65536;
+
+struct {
+    const char* reader = "none";
+    unsigned long number = 0;
+    std::string input;
+} g_current;
+
+void Report(const char* what) {
+    std::printf("FAILED: %s: input %lu of seed 0x%08lX%08lX: %s\n  ", g_current.reader, g_current.number,
+                static_cast<unsigned long>(kSeed >> 32), static_cast<unsigned long>(kSeed & 0xFFFFFFFF),
+                what);
+    for (const char byte : g_current.input) std::printf("%02X", static_cast<unsigned int>(byte) & 0xFF);
+    std::printf("\n");
+    std::fflush(stdout);
+}
+
+LONG WINAPI OnFault(EXCEPTION_POINTERS* fault) {
+    std::printf("fault 0x%08lX at %p\n", fault->ExceptionRecord->ExceptionCode,
+                fault->ExceptionRecord->ExceptionAddress);
+    Report("crashed");
+    ::TerminateProcess(::GetCurrentProcess(), 1);
+    return EXCEPTION_EXECUTE_HANDLER;
+}
+
+void OnAbort(int) {
+    Report("aborted");
+    ::TerminateProcess(::GetCurrentProcess(), 1);
+}
+
+bool RunOne(const Reader& reader, const std::vector<std::string>& examples) {
+    if (g_current.number < examples.size()) {
+        g_current.input = examples[g_current.number];
+    } else {
+        Random random(kSeed + g_current.number);
+        g_current.input = Mutate(examples, random);
+    }
+    const std::string& input = g_current.input;
+    const GuardedBuffer bytes(input.data(), input.size());
+    const std::ptrdiff_t before = HeapMeter::Held();
+    HeapMeter::Mark();
+    try {
+        reader.read(bytes.Data(), input.size());
+    } catch (const std::exception& fault) {
+        Report(fault.what());
+        return false;
+    }
+    const auto most = static_cast<std::ptrdiff_t>(kFixedMemory + reader.memoryPerByte * input.size());
+    if (HeapMeter::Peak() - before <= most) return true;
+    Report("took more memory than its reader states");
+    return false;
+}
+
+bool Run(const Reader& reader, unsigned long first, unsigned long count) {
+    const std::vector<std::string> examples = reader.examples();
+    const std::ptrdiff_t before = HeapMeter::Held();
+    g_current.reader = reader.name;
+    for (unsigned long done = 0; done < count; ++done) {
+        g_current.number = first + done;
+        if (count >= 10 && done % (count / 10) == 0) {
+            std::printf("%s: from %lu\n", reader.name, g_current.number);
+            std::fflush(stdout);
+        }
+        if (!RunOne(reader, examples)) return false;
+    }
+    std::printf("%s: %lu inputs, no fault\n", reader.name, count);
+    if (HeapMeter::Held() - before <= static_cast<std::ptrdiff_t>(kFixedMemory)) return true;
+    std::printf("FAILED: %s: keeps %ld bytes\n", reader.name, static_cast<long>(HeapMeter::Held() - before));
+    return false;
+}
+
+}  // namespace
+
+void WindowsAgentCommon::test::Require(bool condition, const char* what) {
+    if (!condition) throw std::logic_error(what);
+}
+
+int main(int argc, char** argv) {
+    const unsigned long count = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 20'000;
+    const std::string name = argc > 2 ? argv[2] : "all";
+    const unsigned long first = argc > 3 ? std::strtoul(argv[3], nullptr, 10) : 0;
+    ::SetUnhandledExceptionFilter(OnFault);
+    std::signal(SIGABRT, OnAbort);
+    const HeapMeter meter;
+    bool found = false, passed = true;
+    for (const Reader& reader : Registration::All()) {
+        if (name != "all" && name != reader.name) continue;
+        found = true;
+        passed = Run(reader, first, count) && passed;
+    }
+    if (count == 0 || !found) {
+        std::printf("usage: mutation-tests [COUNT [READER|all [FIRST]]]\n");
+        return 2;
+    }
+    return passed ? 0 : 1;
+}
