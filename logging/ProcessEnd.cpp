@@ -24,10 +24,12 @@ bool ProcessIsEnding() noexcept {
 /// runs, since the open registry holds a reference to the library.
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* reserved) {
     if (reason == DLL_PROCESS_DETACH) {
-        if (reserved != nullptr)
+        if (reserved != nullptr) {
             CorvaneLogger::detail::RegistryAccess::Finish();
-        else
+        } else {
+            CorvaneLogger::detail::DestroyLoggerFactory();
             CorvaneLogger::detail::RegistryAccess::Destroy();
+        }
     }
     return TRUE;
 }

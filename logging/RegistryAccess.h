@@ -22,4 +22,7 @@ struct FileAccess {
     static void Finish(LogDst& destination) noexcept;
 };
 
+/// Destroys the logger factory, when the library is unloaded.
+void DestroyLoggerFactory() noexcept;
+
 }  // namespace CorvaneLogger::detail

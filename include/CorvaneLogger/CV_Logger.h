@@ -92,15 +92,19 @@ public:
     /// without destinations: a category that is configured to go nowhere goes nowhere.
     void FixBaseLoggers();
 
-    /// Takes a configuration file over: remembers it unless it is the one remembered, and reads it.
-    /// configFile: UTF-8. defaultFolder: for files that name none. namePrefix: put in front of every category
-    /// name from now on. Troubles are told in "logger.log". False when the file could not be read.
+    /// Takes a configuration file over: remembers it, the folder and the prefix, unless it is the file that
+    /// is remembered already, and reads it as CheckConfig. configFile: UTF-8, absolute with at most 260
+    /// characters, or relative to the working folder of its first reading; empty for none. defaultFolder: for
+    /// files that name none. namePrefix: put in front of every category name from now on. Troubles are told
+    /// in "logger.log". False when the file could not be read: then GetLastError() tells why.
     bool setConfig(const std::string& configFile, const std::string& defaultFolder,
                    const std::string& namePrefix = std::string());
 
     /// Reads the configuration file when its modification time is another than at the last reading. What the
     /// file holds is applied on top of what there is; troubles are told in "logger.log" and the rest of the
-    /// file is applied. False when the file cannot be read. One thread at a time is in here; others wait.
+    /// file is applied. Files beyond 1 MiB are refused. False when the file cannot be read: then
+    /// GetLastError() tells why, and the next call tries again, a file that is too large when it has changed.
+    /// True where there is no file to read. One thread at a time is in here; others wait.
     bool CheckConfig();
 
     void flushDsts();  ///< Flushes every destination; idle files are closed.

@@ -13,9 +13,9 @@ namespace WindowsAgentCommon {
 /// ALogger lives as long as the registry, so a Log never dangles.
 class Log {
 public:
-    explicit Log(CorvaneLogger::ALogger& logger) noexcept : logger_(&logger) {}
-    CorvaneLogger::ALogger* operator->() const noexcept { return logger_; }
-    CorvaneLogger::ALogger& operator*() const noexcept { return *logger_; }
+    explicit Log(CorvaneLogger::ALogger& logger) noexcept : logger_(&logger) {}  ///< For logger's category.
+    CorvaneLogger::ALogger* operator->() const noexcept { return logger_; }      ///< For the logging calls.
+    CorvaneLogger::ALogger& operator*() const noexcept { return *logger_; }      ///< The category's logger.
 
 private:
     CorvaneLogger::ALogger* logger_;
@@ -36,17 +36,18 @@ public:
     /// removed. checkpointFolder: where old checkpoints are removed; empty: nothing is removed. namePrefix:
     /// put in front of every category name. Throws InitializationException ("LoggerFactory -  Configuration
     /// problem: " and why) when a configuration file is given that cannot be found or whose path cannot be
-    /// made absolute; logging then works at the defaults, thread included. Everything else that is wrong is
-    /// told in "logger.log". May be called again: the configuration is taken over, and a clean-up in progress
-    /// is waited for.
+    /// made absolute (260 characters); logging then works at the defaults, thread included, nothing is
+    /// removed, and the file is taken over should it appear. Everything else that is wrong is told in
+    /// "logger.log". May be called again: the configuration is taken over, and a clean-up in progress is
+    /// waited for.
     void Initialize(const std::wstring& configFile, const std::wstring& logFolder,
                     const std::wstring& checkpointFolder, const std::string& namePrefix = std::string());
 
     Log GetLog(const std::string& name);  ///< A handle for a category.
 
     /// Makes monitor the one that receives the lines of LogMonitorDst destinations; null for none. Not owned.
-    /// Returns when no other thread is in a call of the monitor before, which may then be destroyed. When
-    /// called from within OnMessage, it does not wait for that call.
+    /// Returns when no other thread is in a call of a monitor installed before, which may then be destroyed.
+    /// When called from within OnMessage, it waits for nobody.
     void InstallLogMonitor(ILogMonitor* monitor);
     ILogMonitor* GetLogMonitor();  ///< The installed monitor, or null.
 
@@ -54,8 +55,9 @@ public:
     /// already.
     void OnMessage(MessageLevel_t level, const std::string& category, const std::string& message);
 
-    /// Ends the clean-up and the registry's thread, and flushes and closes every destination. What is logged
-    /// afterwards is still written. Initialize may follow.
+    /// Ends the clean-up (what it has not come to is left for the next start) and the registry's thread, and
+    /// flushes and closes every destination. What is logged afterwards is still written. Initialize may
+    /// follow. Not from within OnMessage: the call may be one of the clean-up's.
     void Shutdown();
 
     /// Shutdown of the factory there is.

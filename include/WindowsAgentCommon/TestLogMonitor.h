@@ -24,6 +24,7 @@ public:
 
     /// Whether exactly this message was received.
     bool HasMessage(MessageLevel_t level, const std::string& category, const std::string& message) const;
+    /// The same for terminated texts, none null.
     bool HasMessage(MessageLevel_t level, const char* category, const char* message) const;
 
     /// Whether a message was received in which the pattern (Perl syntax) is found. False for a pattern that

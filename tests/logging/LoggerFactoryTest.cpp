@@ -1,0 +1,209 @@
+#include "CorvaneLogger/CV_Logger.h"
+#include "WindowsAgentCommon/KORException.h"
+#include "WindowsAgentCommon/LoggerFactory.h"
+#include "WindowsAgentCommon/TestLogMonitor.h"
+#include "tests/support/FolderLink.h"
+#include "tests/support/TempFolder.h"
+#include "tests/support/Thread.h"
+
+#include <ace/Manual_Event.h>
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <functional>
+
+#include <windows.h>
+
+namespace WindowsAgentCommon {
+namespace {
+
+using test::Thread;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+// Calls a function for each message.
+class Monitor : public ILogMonitor {
+public:
+    explicit Monitor(std::function<void(const std::string&)> work) : work_(std::move(work)) {}
+    using ILogMonitor::OnMessage;
+    void OnMessage(MessageLevel_t, const std::string&, const std::string& message) override {
+        work_(message);
+    }
+
+private:
+    const std::function<void(const std::string&)> work_;
+};
+
+// Everything from TRACE on goes to all.log and to the monitor.
+class LoggerFactoryTests : public ::testing::Test {
+protected:
+    LoggerFactoryTests() {
+        using CorvaneLogger::CV_Logger;
+        std::map<std::string, std::string> params = {{"File", "all.log"}, {"Prefix", ""}};
+        CV_Logger::TheLogger().addBaseLogger("Code", CorvaneLogger::kLevelTrace);
+        CV_Logger::TheLogger().addDest("all", "RollingFile")->setup(params);
+        CV_Logger::TheLogger().addDstToBaseLogger("Code", "all");
+        CV_Logger::TheLogger().addDstToBaseLogger("Code", "LogMonitorAppender");
+        CV_Logger::TheLogger().FixBaseLoggers();
+    }
+    ~LoggerFactoryTests() override {
+        factory_.InstallLogMonitor(nullptr);
+        LoggerFactory::CloseLogFiles();
+        ::SetCurrentDirectoryW(L"C:\\");
+    }
+
+    std::string Logged() {
+        CorvaneLogger::CV_Logger::TheLogger().flushDsts();
+        return folder_.Read(L"all.log");
+    }
+
+    const test::TempFolder folder_;
+    const BOOL isInFolder_ = ::SetCurrentDirectoryW(folder_.Path().c_str());  // before logging begins
+    LoggerFactory& factory_ = GetLoggerFactory();
+    const Log log_ = factory_.GetLog("Code.Test");
+};
+
+TEST_F(LoggerFactoryTests, InitializeThrowsOnlyForAConfigurationThatCannotBeFound) {
+    const std::wstring rows[] = {L"none\\none.xml", std::wstring(300, L'x')};
+    for (const std::wstring& path : rows) {
+        SCOPED_TRACE(std::string(path.begin(), path.end()));
+        try {
+            factory_.Initialize(path, L"", L"");
+            ADD_FAILURE() << "nothing thrown";
+        } catch (const InitializationException& failure) {
+            EXPECT_THAT(failure.what(), StartsWith("LoggerFactory -  Configuration problem: " +
+                                                   std::string(path.begin(), path.end())));
+            EXPECT_NE(failure.GetLastError(), 0U);
+        }
+        log_->Info("still at work");
+        EXPECT_THAT(Logged(), EndsWith("INFO  Code.Test : still at work\n"));
+    }
+    folder_.Write(L"config.xml",
+                  "<appender name=\"own\" class=\"x\"></appender>"
+                  "<category name=\"Own.Code\"><appender-ref ref=\"own\"/></category>");
+    ASSERT_TRUE(::CreateDirectoryW(folder_.Path(L"logs").c_str(), nullptr));
+    factory_.Initialize(L"config.xml", L"logs", L"", "Own.");
+    factory_.GetLog("Code.Test")->Info("before the end");
+    factory_.Shutdown();
+    EXPECT_THAT(folder_.Read(L"logs\\own.log"), EndsWith("INFO  Own.Code.Test : before the end\n"));
+    factory_.GetLog("Code.Test")->Error("after the end");
+    factory_.Initialize(L"", L"", L"");
+    LoggerFactory::CloseLogFiles();
+    EXPECT_THAT(folder_.Read(L"logs\\own.log"), EndsWith("ERROR Own.Code.Test : after the end\n"));
+}
+
+TEST_F(LoggerFactoryTests, AMonitorsOwnLinesAndExceptionsDoNotComeBackToIt) {
+    int calls = 0;
+    Monitor monitor([&](const std::string& message) {
+        log_->Info("own line %d of %s", ++calls, message.c_str());
+        if (message == "two") throw std::runtime_error("no way");
+        if (message == "three") throw 3;
+    });
+    factory_.InstallLogMonitor(&monitor);
+    for (const char* message : {"one", "two", "three", "four"}) log_->Info("%s", message);
+    EXPECT_EQ(calls, 4);
+    EXPECT_THAT(Logged(), HasSubstr("own line 4 of four\n"));
+    EXPECT_THAT(folder_.Read(L"logger.log"),
+                HasSubstr("OnMessage  no way\nOnMessage  The log monitor threw"));
+}
+
+TEST_F(LoggerFactoryTests, AMonitorMayWaitForAThreadThatLogsAndTwoOfItsCallsMayInstallOthers) {
+    std::atomic<int> inside{0};
+    ACE_Manual_Event both;
+    Monitor monitor([&](const std::string& message) {
+        if (message != "in") return;
+        const Thread sender([&] { log_->Error("sending failed"); });
+        if (++inside == 2) both.signal();
+        both.wait();
+        factory_.InstallLogMonitor(nullptr);
+    });
+    factory_.InstallLogMonitor(&monitor);
+    {
+        const Thread first([&] { log_->Info("in"); }), second([&] { log_->Info("in"); });
+    }
+    EXPECT_EQ(factory_.GetLogMonitor(), nullptr);
+    EXPECT_THAT(Logged(), HasSubstr("ERROR Code.Test : sending failed\n"));
+}
+
+TEST_F(LoggerFactoryTests, AMonitorIsLeftAloneOnceAnotherIsInstalled) {
+    constexpr int kMonitors = 200;
+    std::atomic<int> gone[kMonitors] = {};
+    std::atomic<int> late{0}, calls{0};
+    std::atomic<bool> ending{false};
+    const auto logMany = [&] {
+        while (!ending) log_->Trace("line");
+    };
+    const Thread threads[] = {Thread(logMany), Thread(logMany), Thread(logMany)};
+    for (std::atomic<int>& isGone : gone) {
+        const int before = calls;
+        Monitor monitor([&](const std::string&) {
+            ++calls;
+            ::SwitchToThread();  // lets others run while this thread is inside
+            late += isGone;
+        });
+        factory_.InstallLogMonitor(&monitor);
+        while (calls == before) ::SwitchToThread();
+        factory_.InstallLogMonitor(nullptr);
+        isGone = 1;
+    }
+    ending = true;
+    EXPECT_EQ(late, 0);
+}
+
+TEST_F(LoggerFactoryTests, CleanUpRemovesWhatEarlierVersionsLeftAndNothingElse) {
+    for (const wchar_t* folder : {L"logs", L"data", L"data\\archived_patch_checkpoint_1",
+                                  L"data\\archived_patch_checkpoint_1\\sub", L"data\\other", L"outside"})
+        ASSERT_TRUE(::CreateDirectoryW(folder_.Path(folder).c_str(), nullptr));
+    const wchar_t* const old[] = {L"logs\\Corvane_Code_1.log", L"logs\\Corvane_System_.log",
+                                  L"data\\archived_patch_checkpoint_1\\sub\\a"};
+    const wchar_t* const others[] = {L"logs\\Corvane_1.log", L"logs\\Corvane_Code_1.txt", L"data\\other\\b",
+                                     L"data\\archived_patch_checkpoint", L"outside\\c"};
+    const wchar_t kHeld[] = L"logs\\Corvane_Device_x.log";
+    for (const wchar_t* file : old) folder_.Write(file, "x");
+    for (const wchar_t* file : others) folder_.Write(file, "x");
+    folder_.Write(kHeld, "x");
+    const test::FolderLink link(folder_.Path(L"data\\archived_patch_checkpoint_2"), folder_.Path(L"outside"));
+    ASSERT_TRUE(link.Exists());
+    const HANDLE held = ::CreateFileW(folder_.Path(kHeld).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, 0, nullptr);
+    factory_.Initialize(L"", L"logs", L"data");
+    factory_.Initialize(L"", L"", folder_.Path(L"none"));  // waits for the first clean-up
+    factory_.Initialize(L"", L"", L"");
+    ::CloseHandle(held);
+
+    for (const wchar_t* file : old) EXPECT_FALSE(folder_.Has(file)) << file;
+    for (const wchar_t* file : others) EXPECT_TRUE(folder_.Has(file)) << file;
+    EXPECT_FALSE(folder_.Has(L"data\\archived_patch_checkpoint_1"));
+    const std::string start = "DEBUG Code.LoggerFactory.Cleanup : ", logs = folder_.Narrow("logs"),
+                      none = folder_.Narrow("none");
+    EXPECT_THAT(Logged(),
+                StartsWith(start + "Removing old " + logs + " log files and old " + folder_.Narrow("data") +
+                           " archived_patch_checkpoint* folders\n" + start + "Unable to delete content of " +
+                           logs + "\\Corvane_Device_*.log  -- Error code 32: "));
+    EXPECT_THAT(Logged(), HasSubstr(start + "Unable to find archived_patch_checkpoint* folders in " + none +
+                                    " -- Error code 3: "));
+}
+
+TEST(TestLogMonitors, AnswerWhatTheyReceived) {
+    TestLogMonitor monitor;
+    ILogMonitor& any = monitor;
+    any.OnMessage(kMonitorWarn, "Code", "a 1");
+    const auto formatted = [&](const char* format, ...) {
+        va_list args;
+        va_start(args, format);
+        any.OnMessage(kMonitorInfo, "Code", format, args);
+        va_end(args);
+    };
+    formatted("%ls is %d", L"b", 2);
+    any.OnMessage(kMonitorInfo, "Code", std::string(2000, 'x'));
+    EXPECT_EQ(monitor.GetMessageCount(), 3U);
+    EXPECT_TRUE(monitor.HasMessage(kMonitorInfo, "Code", "b is 2"));
+    EXPECT_FALSE(monitor.HasMessage(kMonitorInfo, "Code", "a 1"));
+    EXPECT_TRUE(monitor.HasMessageLike(kMonitorInfo, "Code", "is \\d$"));
+    for (const char* pattern : {"is \\d\\d", "(", "(x+x+)+y"})
+        EXPECT_FALSE(monitor.HasMessageLike(kMonitorInfo, "Code", pattern)) << pattern;
+}
+
+}  // namespace
+}  // namespace WindowsAgentCommon
