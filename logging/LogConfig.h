@@ -28,7 +28,7 @@ struct LogConfig {
 /// is skipped; of each kind of element, those beyond the third are.
 constexpr std::size_t kConfigFileLimit = 1024 * 1024;
 constexpr std::size_t kConfigElementLimit = 64 * 1024;
-constexpr std::size_t kConfigElementCount = 1000;
+constexpr std::size_t kConfigElementCount = 200;
 
 /// Takes one line about something that is wrong.
 using ConfigReport = std::function<void(const std::string&)>;
