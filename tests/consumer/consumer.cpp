@@ -15,9 +15,11 @@
 #include "WindowsAgentCommon/MessageBlocks.h"
 #include "WindowsAgentCommon/PathText.h"
 #include "WindowsAgentCommon/ServiceConfig.h"
+#include "WindowsAgentCommon/StringRegistry.h"
 #include "WindowsAgentCommon/SystemInfo.h"
 #include "WindowsAgentCommon/TestLogMonitor.h"
 #include "WindowsAgentCommon/Text.h"
+#include "WindowsAgentCommon/URIParser.h"
 #include "WindowsAgentCommon/Win32Exception.h"
 
 #include <cstdio>
