@@ -5,6 +5,8 @@
 #include "WindowsAgentCommon/CommandLine.h"
 #include "WindowsAgentCommon/DualChannelSerializer.h"
 #include "WindowsAgentCommon/Encoding.h"
+#include "WindowsAgentCommon/EnvironmentBlock.h"
+#include "WindowsAgentCommon/EnvironmentBlockHelper.h"
 #include "WindowsAgentCommon/FileUtil.h"
 #include "WindowsAgentCommon/Formatting.h"
 #include "WindowsAgentCommon/ILogMonitor.h"
