@@ -103,19 +103,21 @@ void detail::FileAccess::Finish(LogDst& destination) noexcept {
 ALogger& CV_Logger::getLogger(const std::string& name) {
     const Guard guard(lock_);
     const std::string full = namePrefix_ + name;
-    std::unique_ptr<ALogger>& logger = loggers_[full];
-    if (!logger) logger = std::make_unique<ALogger>(full, findBaseLocked(full, true));
-    return *logger;
+    const auto found = loggers_.find(full);
+    if (found != loggers_.end()) return *found->second;
+    auto logger = std::make_unique<ALogger>(full, findBaseLocked(full, true));
+    return *(loggers_[full] = std::move(logger));
 }
 
 BaseLogger* CV_Logger::addBaseLogger(const std::string& name, int level) {
     const Guard guard(lock_);
-    std::unique_ptr<BaseLogger>& base = baseLoggers_[name];
-    if (base)
-        base->SetLevel(level);
-    else
-        base = std::make_unique<BaseLogger>(name, level);
-    return base.get();
+    const auto found = baseLoggers_.find(name);
+    if (found == baseLoggers_.end()) {
+        auto base = std::make_unique<BaseLogger>(name, level);
+        return (baseLoggers_[name] = std::move(base)).get();
+    }
+    found->second->SetLevel(level);
+    return found->second.get();
 }
 
 LogDst* CV_Logger::addDest(const std::string& name, const std::string& type) {

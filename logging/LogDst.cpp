@@ -21,6 +21,7 @@ bool SameName(const std::string& name, const char* other) { return ::_stricmp(na
 
 // The codes that XP's runtime knows; what it does with others ranges from nothing to ending the process.
 bool IsKnownPattern(const std::string& pattern) {
+    if (pattern.find('\0') != std::string::npos) return false;  // the runtime would see the half of it
     for (std::size_t at = 0; at < pattern.size(); ++at) {
         if (pattern[at] != '%') continue;
         ++at;

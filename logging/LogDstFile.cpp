@@ -198,7 +198,10 @@ void LogDstFile::writeFailed(unsigned long error) {
 
 void LogDstFile::flush(bool closeIfIdle) {
     const detail::LockUnlessEnding lock(lock_);
-    if (!lock) return;
+    if (lock) flushLocked(closeIfIdle);
+}
+
+void LogDstFile::flushLocked(bool closeIfIdle) {
     const bool idle = buffered_ == 0 && dropped_ == 0;
     if (idle) {
         if (closeIfIdle) _close();
@@ -238,10 +241,17 @@ bool LogDstFile::_open() {
 bool LogDstFile::openWith(unsigned long access) {
     FileHandle file(::CreateFileW(SystemName(path_).c_str(), access, kShareAll, nullptr, OPEN_ALWAYS,
                                   FILE_ATTRIBUTE_NORMAL, nullptr));
-    LARGE_INTEGER size;
-    if (!file || !::GetFileSizeEx(file.Get(), &size)) return false;
+    if (!file) return false;
     closeHandle();
     handle_ = file.Release();
+    if (takeSize()) return true;
+    closeHandle();
+    return false;
+}
+
+bool LogDstFile::takeSize() {
+    LARGE_INTEGER size;
+    if (!::GetFileSizeEx(handle_, &size)) return false;
     fileSize_ = Clamped(static_cast<std::uint64_t>(size.QuadPart) + buffered_);
     return true;
 }
@@ -306,7 +316,9 @@ void LogDstFile::rollLocked() {
                                       static_cast<int>(fileSize_), static_cast<int>(maxFileSize_),
                                       static_cast<int>(maxIndex_)));
     _close();
-    if (detail::Roll({folder_, baseName_, ext_}, maxIndex_, report)) fileSize_ = buffered_;
+    const std::size_t name = baseName_.find_last_of('\\') + 1;  // behind the folder that it may begin with
+    if (detail::Roll({folder_ + baseName_.substr(0, name), baseName_.substr(name), ext_}, maxIndex_, report))
+        fileSize_ = buffered_;
     _open();
 }
 

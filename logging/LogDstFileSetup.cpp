@@ -39,6 +39,12 @@ bool ParseNumber(const std::string& text, std::uint32_t most, std::uint32_t& num
     return !text.empty();
 }
 
+std::string WithoutSlashes(std::string path) {
+    for (char& letter : path)
+        if (letter == '/') letter = '\\';
+    return path;
+}
+
 std::string WithBackslash(std::string folder) {
     if (!folder.empty() && folder.back() != '\\' && folder.back() != '/') folder += '\\';
     return folder;
@@ -71,23 +77,23 @@ void LogDstFile::setPath(Params& params) {
     else if (const std::string* defaultFolder = Find(params, "DefFolder"))
         folder_ = WithBackslash(*defaultFolder);
     if (const std::string* name = Find(params, "Filename")) takeFileName(*name);
-    if (const std::string* extension = Find(params, "FileExt"); extension != nullptr && !extension->empty())
-        ext_ = *extension;
+    if (const std::string* extension = Find(params, "FileExt"))
+        if (!extension->empty() && extension->find_first_of("\\/") == std::string::npos) ext_ = *extension;
     if (const std::string* path = Find(params, "File")) takePath(*path);
 }
 
 void LogDstFile::takePath(const std::string& path) {
-    std::string whole = path;
-    for (char& letter : whole)
-        if (letter == '/') letter = '\\';
+    const std::string whole = WithoutSlashes(path);
     const std::size_t slash = whole.find_last_of('\\');
     if (slash != std::string::npos) folder_ = whole.substr(0, slash + 1);
     takeFileName(whole.substr(slash + 1));  // npos + 1 is the beginning
 }
 
-// An empty name or extension changes nothing: no file could have it.
+// An empty name or extension changes nothing, nor does one with a folder in it: no file could have it. In
+// front of the name a folder is as good as one in "Folder".
 void LogDstFile::takeFileName(const std::string& name) {
-    const std::size_t dot = name.find_last_of('.');
+    std::size_t dot = name.find_last_of(".\\/");
+    if (dot != std::string::npos && name[dot] != '.') dot = std::string::npos;
     const std::string base = name.substr(0, dot);
     if (!base.empty()) baseName_ = base;
     if (dot != std::string::npos && dot + 1 < name.size()) ext_ = name.substr(dot + 1);
@@ -127,7 +133,10 @@ void LogDstFile::setNumbers(Params& params) {
 
 void LogDstFile::makePath() {
     folder_ = WithBackslash(WindowsAgentCommon::ToUTF8(detail::LogPath(folder_)));
-    path_ = folder_ + baseName_ + "." + ext_;
+    baseName_ = WithoutSlashes(baseName_);
+    const std::string path = folder_ + baseName_ + "." + ext_;
+    if (path != path_) openFailed_ = false;  // of another file
+    path_ = path;
 }
 
 void LogDstFile::resetLocked() {

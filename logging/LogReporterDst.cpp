@@ -23,11 +23,8 @@ LogReporterDst::~LogReporterDst() = default;
 bool LogReporterDst::accept(int level) { return LogDst::accept(level); }
 
 void LogReporterDst::flush(bool closeIfIdle) {
-    {
-        const detail::LockUnlessEnding lock(lock_);
-        if (!lock || reporting_) return;
-    }
-    LogDstFile::flush(closeIfIdle);
+    const detail::LockUnlessEnding lock(lock_);
+    if (lock && !reporting_) flushLocked(closeIfIdle);
 }
 
 std::uint32_t LogReporterDst::Open() {
@@ -80,9 +77,10 @@ bool LogReporterDst::Add(const std::string& text) {
 void LogReporterDst::Close() {
     const detail::LockUnlessEnding lock(lock_);
     if (!lock) return;
-    if (reporting_ && positioned_ && isOpen()) {
+    if (reporting_ && isOpen()) {
         writeOut();
-        ::SetEndOfFile(handle_);
+        if (positioned_) ::SetEndOfFile(handle_);
+        takeSize();
     }
     reporting_ = false;
     positioned_ = false;

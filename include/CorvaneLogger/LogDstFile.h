@@ -30,21 +30,19 @@ public:
     ~LogDstFile() override;  ///< Writes out and closes.
 
     /// Besides those of LogDst the parameters:
-    /// | name | value |
-    /// |---|---|
-    /// | Folder | folder of the file; it is not created |
-    /// | DefFolder | folder for want of "Folder" |
-    /// | Filename | base name, with a dot the extension after the last one |
-    /// | FileExt | extension, "log" |
-    /// | File | a whole path |
-    /// | MaxFileSize | bytes before rolling, 20000000; 0 never rolls |
-    /// | MaxIndex | number of rolled files kept, 1 |
-    /// | Append | begins with t or T (as it does if not given): the file is continued at the first opening;
-    /// otherwise it is rolled first when it is larger than a hundredth of MaxFileSize | | Instant | begins
-    /// with t or T (as it does if not given): every line is written and flushed to disk at once | |
-    /// InfoX.startLen, InfoX.startMax | seconds from construction, 300, and lines of level 350 accepted in
-    /// them, 5000 | | InfoX.nextEvery, InfoX.nextLen, InfoX.nextMax | seconds from one later window to the
-    /// next, 900; its seconds, 60; its lines, 200 |
+    /// - "Folder": folder of the file; it is not created. "DefFolder": folder for want of "Folder".
+    /// - "Filename": base name, with a dot the extension after the last one; may begin with a folder below
+    ///   the other. "FileExt": extension, "log".
+    /// - "File": a whole path.
+    /// - "MaxFileSize": bytes before rolling, 20000000; 0 never rolls.
+    /// - "MaxIndex": number of rolled files kept, 1.
+    /// - "Append": begins with t or T (as it does if not given): the file is continued at the first opening;
+    ///   otherwise it is rolled first when it is larger than a hundredth of MaxFileSize.
+    /// - "Instant": begins with t or T (as it does if not given): every line is written to the disk at once.
+    /// - "InfoX.startLen", "InfoX.startMax": seconds from construction, 300, and lines of level 350 accepted
+    ///   in them, 5000.
+    /// - "InfoX.nextEvery", "InfoX.nextLen", "InfoX.nextMax": seconds from one later window to the next, 900;
+    ///   its seconds, 60; its lines, 200.
     ///
     /// A number that is none (whole, decimal, not negative, within 32 bits; signed ones but for MaxFileSize)
     /// is refused in "logger.log" and changes nothing. The file is opened, and "logger.log" tells the
@@ -80,11 +78,13 @@ protected:
     bool _flush();  ///< Writes the buffer out and flushes to disk; false when something remains.
     bool canInfoX();
 
+    void flushLocked(bool closeIfIdle);
     bool writeOut();  ///< Writes the buffer out; false when something remains.
     void rollLocked();
     bool isOpen() const noexcept;
     bool openWith(
         unsigned long access);    ///< Opens or creates with access rights of CreateFile; takes the size.
+    bool takeSize();              ///< Makes fileSize_ that of the open file and the buffer.
     void closeHandle() noexcept;  ///< Closes the file and leaves the buffer.
 
     std::string folder_;  // ends with a backslash when set

@@ -1,0 +1,304 @@
+#include "CorvaneLogger/LogDstFile.h"
+#include "WindowsAgentCommon/Encoding.h"
+#include "logging/FileWrite.h"
+#include "logging/SideFile.h"
+#include "tests/logging/LoggingTest.h"
+
+#include <algorithm>
+#include <sstream>
+
+namespace CorvaneLogger {
+namespace {
+
+class LogDstFileTest : public LoggingTest {};
+
+TEST_F(LogDstFileTest, BufferIsWrittenWhenALineFindsNoRoomInIt) {
+    File file("d", {{"Instant", "false"}});
+    std::string all;
+    for (const char letter : {'a', 'b', 'c'}) {
+        EXPECT_EQ(folder.Read(L"d.log"), "") << "still fits";
+        const std::string line(4999, letter);
+        Put(file, line);
+        all += line + "\n";
+        EXPECT_EQ(file.FileSize(), all.size());
+    }
+    EXPECT_EQ(folder.Read(L"d.log"), all.substr(0, 10000));
+    file.flush(false);
+    EXPECT_EQ(folder.Read(L"d.log"), all);
+    Put(file, std::string(20000, 'x'), kLevelError);
+    EXPECT_EQ(folder.Read(L"d.log"), all + std::string(9999, 'x') + "\n") << "no line is longer";
+}
+
+TEST_F(LogDstFileTest, UrgentLinesAreWrittenAtOnceAndAllInInstantMode) {
+    const std::pair<int, bool> rows[] = {{0, true},    {100, true},  {200, true},   {300, false},
+                                         {350, false}, {500, false}, {1124, false}, {1224, false}};
+    for (const char* instant : {"true", "Tx", "false", "1", ""})
+        for (const auto& [level, urgent] : rows) {
+            SCOPED_TRACE(instant + std::to_string(level));
+            {
+                File file("d", {{"INSTANT", instant}, {"Prefix", "%m-%d %H:%M:%S"}});
+                Put(file, "line", level);
+                const bool atOnce = urgent || *instant == 't' || *instant == 'T';
+                EXPECT_EQ(folder.Read(L"d.log"), atOnce ? "03-01 12:00:00.000 line\n" : "");
+            }
+            EXPECT_EQ(folder.Read(L"d.log"), "03-01 12:00:00.000 line\n") << "written by the destructor";
+            Delete(L"d.log");
+        }
+    LogDstFile untold("u", "x");
+    Put(untold, "at once, with a stamp");
+    LogDstFile refused("r", "x");
+    Setup(refused, {{"File", "right.txt"}, {"Prefix", std::string(21, 'x')}, {"Level", "FATAL"}});
+    const Params expected = {
+        {"right.txt", "03-01 12:00:00.000 INFO  LogDst : Prefix is too long, max is 20\n"},
+        {"u.log", "03-01 12:00:00.000 at once, with a stamp\n"}};
+    EXPECT_EQ(Files(), expected);
+}
+
+TEST_F(LogDstFileTest, IdleFileIsClosedByAFlushAndContinuedByTheNextLine) {
+    File file("d", {});
+    Put(file, "one");
+    file.flush(false);
+    EXPECT_NE(file.handle_, INVALID_HANDLE_VALUE);
+    DWORD flags = HANDLE_FLAG_INHERIT;
+    EXPECT_TRUE(::GetHandleInformation(file.handle_, &flags));
+    EXPECT_EQ(flags & HANDLE_FLAG_INHERIT, 0U) << "child processes have no part in it";
+    file.flush(true);
+    EXPECT_EQ(file.handle_, INVALID_HANDLE_VALUE);
+    Put(file, "two");
+    EXPECT_EQ(folder.Read(L"d.log"), "one\ntwo\n");
+}
+
+TEST_F(LogDstFileTest, FileIsWhereTheParametersSay) {
+    EXPECT_EQ(LogDstFile("", "x").FileName(), folder.Narrow("Corvane.log"));
+    for (const wchar_t* name : {L"f", L"g", L"f\\h", L"elsewhere"})
+        ::CreateDirectoryW(folder.Path(name).c_str(), nullptr);
+    ::SetCurrentDirectoryW(folder.Path(L"elsewhere").c_str());
+    const std::pair<Params, std::string> rows[] = {
+        {{}, "d.log"},
+        {{{"Folder", "f"}}, "f\\d.log"},
+        {{{"FOLDER", "f/h/"}, {"DefFolder", "g"}}, "f\\h\\d.log"},
+        {{{"DefFolder", ".\\f\\..\\g\\"}}, "g\\d.log"},
+        {{{"Filename", "a.b.txt"}, {"Folder", "g"}}, "g\\a.b.txt"},
+        {{{"Filename", "a.txt"}, {"FileExt", "csv"}}, "a.csv"},
+        {{{"FileExt", ""}, {"Filename", "end."}}, "end.log"},
+        {{{"File", "f/h/two.dots.txt"}, {"Folder", "g"}}, "f\\h\\two.dots.txt"},
+        {{{"File", "only"}}, "only.log"},
+        {{{"File", folder.Narrow("g/e\xC3\xA9.x")}}, "g\\e\xC3\xA9.x"},
+        {{{"Filename", "f/h\\deep.txt"}}, "f\\h\\deep.txt"},
+        {{{"Filename", "g/../f/x"}, {"FileExt", "a/b"}}, "g\\..\\f\\x.log"}};
+    for (const auto& [params, path] : rows) {
+        SCOPED_TRACE(path);
+        File file("d", {});
+        for (int time = 0; time < 2; ++time) {  // as when the configuration is read again
+            Setup(file, params);
+            EXPECT_EQ(file.FileName(), folder.Narrow(path));
+            Put(file, std::to_string(time));
+            file.RollLogs();
+        }
+        std::wstring rolled = WindowsAgentCommon::FromUTF8(path);
+        EXPECT_EQ(folder.Read(rolled), "");
+        EXPECT_EQ(folder.Read(rolled.insert(rolled.rfind(L'.'), L"_1")), "1\n");
+    }
+    EXPECT_NE(TakeSideFile(), "<none>") << "in the folder of the beginning, too";
+}
+
+TEST_F(LogDstFileTest, SettingsAreToldAndWrongNumbersRefused) {
+    const auto sending = [this](const std::string& settings) {
+        return "03-01 12:00:00.000   Sending d to " + folder.Narrow("d.log ") + settings + "\n\n";
+    };
+    LogDstFile file("d", "x");
+    Setup(file, {});
+    const std::string defaults =
+        sending("lvl 500 rolling 1 files at 20000000 bytes, InfoX start 300/5000 next every 900 secs 60/200");
+    EXPECT_EQ(TakeSideFile(), defaults);
+    for (const char* name : {"MaxFileSize", "MaxIndex", "InfoX.startLen", "InfoX.startMax", "InfoX.nextEvery",
+                             "InfoX.nextLen", "InfoX.nextMax"})
+        for (const char* value : {"", "-1", "+1", "1x", " 1", "4294967296", "18446744073709551617"}) {
+            Setup(file, {{name, value}});
+            EXPECT_EQ(TakeSideFile(), std::string("03-01 12:00:00.000   ") + name +
+                                          " of d is no number that can be used: " + value + "\n" + defaults);
+        }
+    Setup(file, {{"MaxIndex", "2147483648"}, {"MaxFileSize", "4294967295"}});
+    EXPECT_NE(TakeSideFile().find("rolling 1 files at -1 bytes"), std::string::npos);
+    Setup(file, {{"level", "InfoX"},
+                 {"maxfilesize", "0"},
+                 {"MaxIndex", "2147483647"},
+                 {"InfoX.startlen", "001"},
+                 {"InfoX.startmax", "2"},
+                 {"InfoX.nextevery", "3"},
+                 {"InfoX.nextLEN", "4"},
+                 {"INFOX.nextMax", "5"}});
+    EXPECT_EQ(TakeSideFile(), sending("lvl 350 rolling 2147483647 files at 0 bytes, InfoX start 1/2 next "
+                                      "every 3 secs 4/5"));
+}
+
+TEST_F(LogDstFileTest, InfoXLinesAreTakenWithinTheirWindows) {
+    struct Row {
+        int seconds, calls, taken;
+    };
+    // The defaults, among them a long silence that the windows catch up with one by one, then others.
+    const std::pair<Params, std::vector<Row>> tables[] = {
+        {{{"InfoX.startLen", "300"}, {"InfoX.startMax", "5000"}},
+         {{0, 4990, 4990},
+          {299, 20, 10},
+          {300, 300, 0},
+          {899, 300, 0},
+          {900, 150, 150},
+          {959, 100, 50},
+          {960, 300, 0},
+          {1859, 300, 200},
+          {6300, 5, 0},
+          {6300, 201, 200}}},
+        {{{"InfoX.startMax", "0"}, {"InfoX.nextMax", "0"}}, {{0, 9, 0}, {900, 9, 0}, {901, 9, 0}}},
+        {{{"InfoX.startMax", "7"}, {"InfoX.startLen", "11"}}, {{0, 5, 5}, {10, 5, 2}, {11, 5, 0}}},
+        {{{"InfoX.startLen", "5"}, {"InfoX.nextEvery", "10"}, {"InfoX.nextLen", "4"}, {"InfoX.nextMax", "3"}},
+         {{0, 9, 9}, {10, 9, 3}, {14, 1, 0}, {20, 9, 3}, {40, 2, 0}, {40, 1, 1}}},
+        {{{"InfoX.startLen", "0"}, {"InfoX.nextEvery", "0"}}, {{0, 201, 200}, {59, 9, 0}, {60, 9, 0}}}};
+    for (const auto& [params, rows] : tables) {
+        SCOPED_TRACE(testing::PrintToString(params));
+        File file("d", {{"Level", "FATAL"}});
+        int now = 0;
+        for (const Row& row : rows) {
+            clock.AdvanceSeconds(row.seconds - now);
+            clock.SetBySeconds(row.seconds % 2 == 0 ? 3600 : -3600);  // nobody's business here
+            now = row.seconds;
+            Setup(file, params);  // given again it grants nothing anew
+            int taken = 0;
+            for (int i = 0; i < row.calls; ++i) taken += file.accept(kLevelInfoX) ? 1 : 0;
+            EXPECT_EQ(taken, row.taken) << row.seconds;
+        }
+    }
+}
+
+// A disk with little room, or a connection that breaks.
+std::uint32_t room;
+unsigned long refusal;
+
+std::uint32_t WriteWhatFits(void* file, const void* bytes, std::uint32_t size, unsigned long& error) {
+    DWORD written = 0;
+    ::WriteFile(file, bytes, std::min(size, room), &written, nullptr);
+    room -= written;
+    error = written < size ? refusal : 0;
+    return written;
+}
+
+class LogDstFileTroubleTest : public LoggingTest {
+protected:
+    ~LogDstFileTroubleTest() override { detail::ReplaceFileWrite(nullptr); }
+};
+
+TEST_F(LogDstFileTroubleTest, FolderThatIsMadeLaterGetsTheCountAndTheNextLines) {
+    for (const std::string name : {"by flush", "by line"}) {
+        const std::string path = folder.Narrow(name + "\\d.log");
+        File file("d", {{"Folder", name}});
+        for (const char* text : {"one", "two", "three"}) Put(file, text);
+        file.flush(true);
+        const std::string told = TakeSideFile(), unable = "ERROR : Unable to open log file " + path + "\n";
+        EXPECT_NE(told.find(unable), std::string::npos);
+        EXPECT_EQ(told.rfind("Unable"), told.find("Unable")) << "once";
+        const std::wstring wide(name.begin(), name.end());
+        ::CreateDirectoryW(folder.Path(wide).c_str(), nullptr);
+        const bool byLine = name == "by line";
+        byLine ? Put(file, "four") : file.flush(true);
+        EXPECT_EQ(folder.Read(wide + L"\\d.log"), "WARN  LogDst : 3 lines were dropped while " + path +
+                                                      " could not be written\n" + (byLine ? "four\n" : ""));
+        Setup(file, {{"Filename", "no*name"}});
+        EXPECT_NE(TakeSideFile().find("Unable to open"), std::string::npos) << "of another file";
+    }
+}
+
+TEST_F(LogDstFileTroubleTest, FullDiskLosesNothingThatTheBufferHoldsAndCountsTheRest) {
+    detail::ReplaceFileWrite(WriteWhatFits);
+    refusal = ERROR_DISK_FULL;
+    for (const std::uint32_t atOnce : {0U, 60U})
+        for (const char* instant : {"t", "f"}) {
+            SCOPED_TRACE(instant + std::to_string(atOnce));
+            File file("d", {{"Instant", instant}});
+            TakeSideFile();
+            for (int i = 0; i < 302; ++i) {
+                room = i < 300 ? atOnce : 1'000'000;
+                Put(file, std::to_string(1000 + i) + std::string(95, 'x'));
+                if (i % 7 == 0) file.flush(true);
+            }
+            file.flush(true);
+            EXPECT_EQ(TakeSideFile(),
+                      "  ERROR : Unable to write log file " + folder.Narrow("d.log") + "  Error: 112\n");
+            int kept = 0, dropped = 0, last = 999;
+            std::istringstream text(folder.Read(L"d.log"));
+            for (std::string line; std::getline(text, line);) {
+                if (line.find("WARN  LogDst : ") == 0) {
+                    dropped += std::stoi(line.substr(15));
+                    continue;
+                }
+                ASSERT_EQ(line, line.substr(0, 4) + std::string(95, 'x'));
+                EXPECT_GT(std::stoi(line), last) << "in order, none twice";
+                last = std::stoi(line);
+                ++kept;
+            }
+            EXPECT_GE(kept, 100) << "what the buffer holds";
+            EXPECT_EQ(kept + dropped, 302) << "each line once";
+            Delete(L"d.log");
+        }
+}
+
+TEST_F(LogDstFileTroubleTest, BrokenConnectionIsMadeAnewAndTheRestWritten) {
+    File file("d", {});
+    detail::ReplaceFileWrite(WriteWhatFits);
+    refusal = ERROR_NETNAME_DELETED;
+    room = 2;
+    Put(file, "one");
+    EXPECT_EQ(file.handle_, INVALID_HANDLE_VALUE);
+    room = 100;
+    file.flush(true);
+    Put(file, "two");
+    EXPECT_EQ(folder.Read(L"d.log"), "one\ntwo\n");
+}
+
+TEST_F(LogDstFileTroubleTest, FileRenamedOrDeletedBehindItsBackIsBegunAnew) {
+    // Not deleted with a line waiting: Wine lets a file that is being deleted be opened anew.
+    for (const std::string row : {"deleted", "moved", "moved with a line waiting"}) {
+        SCOPED_TRACE(row);
+        const bool busy = row.size() > 9, moved = row[0] == 'm';
+        File file("d", {{"Instant", "f"}});
+        Put(file, "one");
+        file.flush(false);
+        EXPECT_TRUE(moved ? ::MoveFileW(L"d.log", L"moved") : ::DeleteFileW(L"d.log"));
+        if (busy) Put(file, "two");
+        file.flush(true);
+        Put(file, "three");
+        file.flush(true);
+        EXPECT_EQ(folder.Read(L"d.log"), "three\n");
+        EXPECT_EQ(folder.Read(L"moved"), !moved ? "<none>" : busy ? "one\ntwo\n" : "one\n");
+        for (const wchar_t* name : {L"d.log", L"moved"}) Delete(name);
+    }
+}
+
+TEST_F(LogDstFileTroubleTest, LongPathWorks) {
+    const std::wstring part = std::wstring(140, 'p') + L"\\", deep = part + part;
+    for (const std::wstring& path : {part, deep})
+        ASSERT_TRUE(::CreateDirectoryW((L"\\\\?\\" + folder.Path(path)).c_str(), nullptr));
+    File file("d", {{"Folder", std::string(deep.begin(), deep.end())}});
+    Put(file, "line");
+    file.RollLogs();
+    EXPECT_EQ(folder.Read(deep + L"d_1.log"), "line\n");
+}
+
+TEST_F(LogDstFileTroubleTest, SideFileIsSetAsideAtItsLimitAndItsLinesAreBounded) {
+    const std::string line = "heading  " + std::string(2000, 'y') + "\n";
+    for (const std::size_t before : {4'999'999U, 5'000'000U, 5'000'001U}) {
+        const std::string content(before, 'x');
+        const bool setAside = before >= 5'000'000;
+        folder.Write(L"logger.log", content);
+        detail::WriteSideFile("heading", "%s", std::string(3000, 'y').c_str());
+        EXPECT_TRUE(TakeSideFile() == (setAside ? line : content + line)) << before;
+        EXPECT_TRUE(folder.Read(L"logger_old.log") == (setAside ? content : "<none>")) << before;
+    }
+    Delete(L"logger_old.log");
+    ::CreateDirectoryW(folder.Path(L"logger_old.log").c_str(), nullptr);
+    folder.Write(L"logger.log", std::string(5'000'000, 'x'));
+    detail::WriteSideFile("", "cannot be set aside");
+    EXPECT_EQ(TakeSideFile(), "  cannot be set aside\n");
+}
+
+}  // namespace
+}  // namespace CorvaneLogger
