@@ -53,7 +53,13 @@ CV_Logger& CV_Logger::TheLogger() {
     return *instance.load(std::memory_order_relaxed);
 }
 
-CV_Logger::CV_Logger() : root_(nullptr), running_(false), configModified_(0), passes_(0), threadId_(0) {
+CV_Logger::CV_Logger()
+    : root_(nullptr),
+      running_(false),
+      configModified_(0),
+      passes_(0),
+      threadId_(0),
+      destinationsChange_(false) {
     detail::LogPath("");  // the working folder of this moment is that of all log files
     root_ = addBaseLogger(kRootName, kLevelInfo);
     const auto console = std::make_shared<LogDstCons>(kConsoleName, "Console");
@@ -68,9 +74,10 @@ void detail::RegistryAccess::Destroy() noexcept { std::unique_ptr<CV_Logger>(ins
 
 void detail::RegistryAccess::Finish() noexcept {
     CV_Logger* const logger = instance.load();
-    if (logger == nullptr || logger->lock_.tryacquire() != 0) return;
+    // A thread that was ended with the lock, as any that looks something up, left the map whole unless it was
+    // changing it.
+    if (logger == nullptr || (logger->destinationsChange_ && logger->lock_.tryacquire() != 0)) return;
     for (const auto& destination : logger->destinations_) FileAccess::Finish(*destination.second);
-    logger->lock_.release();
 }
 
 ALogger& CV_Logger::Logger(const std::string& name) { return TheLogger().getLogger(name); }
@@ -101,7 +108,8 @@ void detail::FileAccess::Finish(LogDst& destination) noexcept {
 // --- the tree ---
 
 ALogger& CV_Logger::getLogger(const std::string& name) {
-    const Guard guard(lock_);
+    const detail::LockUnlessEnding guard(lock_);
+    if (!guard) return *std::make_unique<ALogger>(name, root_).release();  // the process is ending anyway
     const std::string full = namePrefix_ + name;
     const auto found = loggers_.find(full);
     if (found != loggers_.end()) return *found->second;
@@ -126,7 +134,10 @@ LogDst* CV_Logger::addDest(const std::string& name, const std::string& type) {
     if (found != destinations_.end()) return found->second.get();
     std::shared_ptr<LogDst> destination =
         Contains(type, "Console") ? destinations_[kConsoleName] : MakeDestination(name, type);
-    return (destinations_[name] = std::move(destination)).get();
+    destinationsChange_ = true;
+    LogDst* const added = (destinations_[name] = std::move(destination)).get();
+    destinationsChange_ = false;
+    return added;
 }
 
 bool CV_Logger::addDstToBaseLogger(const std::string& baseName, const std::string& dstName) {

@@ -177,7 +177,10 @@ bool LogDstFile::writeOut() {
     writing_ = true;
     unsigned long error = 0;
     const std::uint32_t written = std::min(detail::WriteLogFile(handle_, buffer_, waiting, error), waiting);
-    if (written < waiting) std::memmove(buffer_, buffer_ + written, waiting - written);
+    if (written < waiting) {
+        buffered_ = 0;  // nothing that is half moved may be taken for lines
+        std::memmove(buffer_, buffer_ + written, waiting - written);
+    }
     buffered_ = waiting - written;
     writing_ = false;
     if (written == waiting) {
@@ -229,6 +232,7 @@ bool LogDstFile::isOpen() const noexcept { return handle_ != INVALID_HANDLE_VALU
 
 bool LogDstFile::_open() {
     if (openWith(FILE_APPEND_DATA)) {
+        if (!opened_ && IsA("LogDstFile")) endLastLine();  // reports need not end with a line feed
         opened_ = true;
         openFailed_ = false;
         return true;
@@ -254,6 +258,20 @@ bool LogDstFile::takeSize() {
     if (!::GetFileSizeEx(handle_, &size)) return false;
     fileSize_ = Clamped(static_cast<std::uint64_t>(size.QuadPart) + buffered_);
     return true;
+}
+
+// Ends the line in whose middle a process was killed, so that ours does not continue it.
+void LogDstFile::endLastLine() {
+    const FileHandle file(::CreateFileW(SystemName(path_).c_str(), GENERIC_READ, kShareAll, nullptr,
+                                        OPEN_EXISTING, 0, nullptr));
+    LARGE_INTEGER end;
+    end.QuadPart = -1;
+    char last = 0;
+    DWORD got = 0;
+    unsigned long error = 0;
+    if (file && ::SetFilePointerEx(file.Get(), end, nullptr, FILE_END) &&
+        ::ReadFile(file.Get(), &last, 1, &got, nullptr) && got == 1 && last != '\n')
+        fileSize_ = Clamped(std::uint64_t{fileSize_} + detail::WriteLogFile(handle_, "\n", 1, error));
 }
 
 void LogDstFile::_close() {
@@ -285,13 +303,22 @@ void LogDstFile::reset() {
 // released. Lines count as buffered only when they are whole, so all of them may be written.
 void LogDstFile::finish() noexcept {
     const bool locked = lock_.tryacquire() == 0;
-    const std::uint32_t waiting = buffered_;
+    const std::uint32_t waiting = buffered_, written = writing_ ? writtenOf(waiting) : 0;
     unsigned long error = 0;
-    if (isOpen() && waiting > 0 && !writing_) {
-        detail::WriteLogFile(handle_, buffer_, waiting, error);
+    if (isOpen() && waiting > written) {
+        detail::WriteLogFile(handle_, buffer_ + written, waiting - written, error);
         buffered_ = 0;
     }
     if (locked) lock_.release();
+}
+
+// How much of the buffer is in the file already, when a thread was ended in the middle of writing it: by the
+// file's size. All of it, where that cannot be told.
+std::uint32_t LogDstFile::writtenOf(std::uint32_t waiting) const noexcept {
+    LARGE_INTEGER size;
+    if (!::GetFileSizeEx(handle_, &size)) return waiting;
+    const std::int64_t written = size.QuadPart - (std::int64_t{fileSize_} - waiting);
+    return written < 0 || written > waiting ? waiting : static_cast<std::uint32_t>(written);
 }
 
 // --- rolling ---

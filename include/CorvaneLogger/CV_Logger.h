@@ -133,6 +133,7 @@ private:
     std::atomic<unsigned long> threadId_;  // 0 while there is no thread
     ACE_Thread_Mutex threadLock_;          // held while the thread is started and ended
     std::unique_ptr<detail::ModuleReference> module_;
+    std::atomic<bool> destinationsChange_;  // seen without the lock, at the end of the process
 };
 
 }  // namespace CorvaneLogger

@@ -124,6 +124,8 @@ private:
     void putDroppedCount();
     void writeFailed(unsigned long error);
     bool namesOurFile() const;
+    void endLastLine();
+    std::uint32_t writtenOf(std::uint32_t waiting) const noexcept;
     void finish() noexcept;
 
     std::int32_t startLen_;
