@@ -1,0 +1,219 @@
+#include "WindowsAgentCommon/KORException.h"
+#include "WindowsAgentCommon/Scheduler.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <stdexcept>
+
+#include "tests/queues/TimerHandler.h"
+#include "tests/support/FakeClock.h"
+
+namespace WindowsAgentCommon {
+namespace {
+
+using Handle = std::shared_ptr<ScheduleInfo>;
+using test::TimerHandler;
+
+constexpr std::int64_t kStart = test::FakeClock::kStart / detail::kTicksPerSecond - 11'644'473'600;
+
+ACE_Time_Value At(std::int64_t second) { return ACE_Time_Value(static_cast<time_t>(kStart + second)); }
+
+ACE_Time_Value Ms(long ms) { return ACE_Time_Value(ms / 1000, ms % 1000 * 1000); }
+
+void Stop(Scheduler& scheduler) {
+    scheduler.deactivate();
+    scheduler.wait();
+}
+
+/// A scheduler whose thread has ended: timers fire when the test says.
+class SchedulerTime : public testing::Test {
+protected:
+    /// Lets time pass and calls what is due.
+    void Pass(std::int64_t milliseconds) {
+        clock_.AdvanceMilliseconds(milliseconds);
+        scheduler_.timer_queue()->expire();
+    }
+
+    void SetUp() override { Stop(scheduler_); }
+
+    test::FakeClock clock_;
+    TimerHandler handler_;
+    Scheduler scheduler_;
+};
+
+TEST_F(SchedulerTime, GoesOnSteadilyWhenTheClockIsSetAndMakesUpForNothing) {
+    for (const int set : {0, -3600, 86400, -86400 * 365}) {
+        SCOPED_TRACE(set);
+        TimerHandler handler;
+        Handle handle = scheduler_.Schedule(&handler, nullptr, Ms(10'000));
+        Pass(0);
+        clock_.SetBySeconds(set);
+        // How long passes, and the calls there have been then; 30 s are due at once.
+        const std::pair<int, std::size_t> rows[] = {{9999, 1}, {1, 2}, {29'000, 3}, {999, 3}, {1, 4}};
+        for (const auto& row : rows) {
+            Pass(row.first);
+            EXPECT_EQ(row.second, handler.calls_.size()) << &row - rows;
+        }
+        EXPECT_EQ(Ms(10'000) + ACE_Time_Value(set), handler.calls_.at(1) - handler.calls_[0])
+            << "time of day";
+        scheduler_.Cancel(handle);
+        Pass(60'000);
+        EXPECT_EQ(4u, handler.calls_.size());
+        clock_.SetBySeconds(-set);
+    }
+}
+
+TEST_F(SchedulerTime, JitterSpreadsOnlyFirstExpiriesThatAreNotGiven) {
+    Scheduler jittering(500, 1500);
+    Stop(jittering);
+    std::set<ACE_Time_Value> expiries;
+    for (int i = 0; i < 200; ++i)
+        expiries.insert(jittering.Schedule(&handler_, nullptr, Ms(60'000))->GetNextExpiry());
+    EXPECT_GT(expiries.size(), 100u);
+    EXPECT_GE(*expiries.begin(), At(0) + Ms(500));
+    EXPECT_LE(*expiries.rbegin(), At(0) + Ms(1500));
+    EXPECT_EQ(At(5), jittering.Schedule(&handler_, nullptr, Ms(60'000), At(5))->GetNextExpiry());
+    for (const auto& [milliseconds, calls] : {std::pair(499, 0), std::pair(1001, 200), std::pair(3500, 1)}) {
+        clock_.AdvanceMilliseconds(milliseconds);
+        EXPECT_EQ(calls, jittering.timer_queue()->expire()) << milliseconds;
+    }
+    EXPECT_EQ(At(5), scheduler_.Schedule(&handler_, nullptr, Ms(1000))->GetNextExpiry()) << "no jitter";
+}
+
+TEST(SchedulerResetInterval, KeepsAnExpiryAheadAndReplacesOneThatHasPassed) {
+    struct {
+        int pass, set, nextExpiry, firstCall;  // s, s, s by the system's clock and by the steady one
+    } const rows[] = {
+        {4, 0, 10, 10}, {10, 0, 13, 13}, {11, 0, 14, 14}, {4, 86400, 10, 10}, {11, -3600, -3586, 14}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.pass << " " << row.set);
+        TimerHandler handler;
+        test::FakeClock clock;
+        Scheduler scheduler;
+        Stop(scheduler);
+        int act = 0;
+        Handle handle = scheduler.Schedule(&handler, &act, Ms(5000), At(10));
+        clock.AdvanceSeconds(row.pass);
+        clock.SetBySeconds(row.set);
+        scheduler.ResetInterval(handle, Ms(3000));
+        EXPECT_EQ(At(row.nextExpiry), handle->GetNextExpiry());
+        EXPECT_EQ(Ms(3000), handle->GetInterval());
+        clock.AdvanceMilliseconds((row.firstCall - row.pass) * 1000 - 1);
+        EXPECT_EQ(0, scheduler.timer_queue()->expire());
+        for (const int milliseconds : {1, 3000}) {
+            clock.AdvanceMilliseconds(milliseconds);
+            EXPECT_EQ(1, scheduler.timer_queue()->expire());
+        }
+        EXPECT_EQ(&act, handler.act_);
+        EXPECT_EQ(0, handler.closed_);
+    }
+}
+
+TEST_F(SchedulerTime, IdsAreNeverZeroAndHandlesNeverMeanAnotherTimer) {
+    Scheduler other;
+    Stop(other);
+    Handle ended = scheduler_.Schedule(&handler_, nullptr, Ms(0)), empty,
+           unset = std::make_shared<ScheduleInfo>();
+    Handle others = other.Schedule(&handler_, nullptr, Ms(1000), At(1));
+    Pass(0);
+    EXPECT_TRUE(scheduler_.IsValid(ended));
+    for (int i = 0; i < 500; ++i) {
+        EXPECT_NE(0, scheduler_.Schedule(&handler_, nullptr, Ms(1000), At(1))->GetTimerId());
+        Handle brief = scheduler_.Schedule(&handler_, nullptr, Ms(1000), At(1));
+        EXPECT_NE(0, brief->GetTimerId());
+        for (int twice = 0; twice < 2; ++twice) scheduler_.Cancel(brief);
+        EXPECT_FALSE(scheduler_.IsValid(brief));
+    }
+    for (Handle* foreign : {&others, &empty, &unset}) {
+        scheduler_.Cancel(*foreign);
+        EXPECT_THROW(scheduler_.ResetInterval(*foreign, Ms(1)), ObjectDoesNotExistException);
+        EXPECT_EQ(foreign == &others, scheduler_.IsValid(*foreign));
+    }
+    EXPECT_THROW(scheduler_.Schedule(nullptr, nullptr, Ms(1)), ObjectDoesNotExistException);
+    scheduler_.Cancel(ended);
+    EXPECT_FALSE(scheduler_.IsValid(ended));
+    Pass(1000);
+    EXPECT_EQ(501u, handler_.calls_.size());
+    EXPECT_EQ(1, other.timer_queue()->expire());
+    scheduler_.ResetInterval(ended, Ms(500));
+    EXPECT_TRUE(scheduler_.IsValid(ended)) << "scheduled anew";
+    clock_.AdvanceMilliseconds(500);
+    EXPECT_EQ(1, scheduler_.timer_queue()->expire());
+}
+
+TEST_F(SchedulerTime, AnyTimesAtAllAreTaken) {
+    const ACE_Time_Value ends[] = {ACE_Time_Value::max_time, ACE_Time_Value(-0x7fffffff),
+                                   ACE_Time_Value(0, 1), ACE_Time_Value(0, -1)};
+    for (const ACE_Time_Value& interval : ends)
+        for (const ACE_Time_Value& first : ends) {
+            Handle handle = scheduler_.Schedule(&handler_, nullptr, interval, first);
+            Pass(1);
+            scheduler_.ResetInterval(handle, interval);
+        }
+    for (int i = 0; i < 100; ++i) Pass(1000);
+    const std::size_t calls = handler_.calls_.size();
+    Pass(1000);
+    EXPECT_EQ(3u, handler_.calls_.size() - calls) << "the intervals of one microsecond";
+}
+
+TEST_F(SchedulerTime, HandlersMayThrowGiveUpOrChangeTimersFromWithin) {
+    std::vector<Handle> handles(4);
+    TimerHandler throws([]() -> int { throw std::runtime_error("meant"); });
+    TimerHandler odd([]() -> int { throw 7; });
+    TimerHandler givesUp([] { return -1; });
+    givesUp.onClose_ = [&] {
+        scheduler_.Cancel(handles[0]);  // an ended timer's
+        throw std::runtime_error("meant too");
+        return 0;
+    };
+    TimerHandler cancels([&] { return scheduler_.Cancel(handles[1]), 0; });
+    TimerHandler resets([&] { return scheduler_.ResetInterval(handles[2], Ms(2000)), 0; });
+    TimerHandler adds([&] { return handles[3] = scheduler_.Schedule(&handler_, nullptr, Ms(1000)), 0; });
+    handles[0] = scheduler_.Schedule(&givesUp, nullptr, Ms(1000));
+    handles[1] = scheduler_.Schedule(&cancels, nullptr, Ms(1000));
+    handles[2] = scheduler_.Schedule(&resets, nullptr, Ms(1000));
+    scheduler_.Schedule(&adds, nullptr, Ms(0));
+    scheduler_.Schedule(&givesUp, nullptr, Ms(1000), At(1));
+    for (TimerHandler* thrower : {&throws, &odd}) scheduler_.Schedule(thrower, nullptr, Ms(1000));
+    Pass(0);
+    EXPECT_FALSE(scheduler_.IsValid(handles[0]) || scheduler_.IsValid(handles[1]));
+    for (int i = 0; i < 4; ++i) Pass(1000);
+    const std::pair<TimerHandler*, std::size_t> rows[] = {
+        {&throws, 5}, {&odd, 5}, {&givesUp, 1}, {&cancels, 1}, {&resets, 3}, {&handler_, 5}, {&adds, 1}};
+    for (const auto& row : rows) EXPECT_EQ(row.second, row.first->calls_.size()) << &row - rows;
+    EXPECT_EQ(1, givesUp.closed_);
+    scheduler_.timer_queue()->close();  // before the handlers are gone
+}
+
+TEST_F(SchedulerTime, TimersHoldCountedHandlersAndTheEndClosesThem) {
+    bool gone[4] = {};
+    TimerHandler closed;
+    closed.onClose_ = []() -> int { throw std::runtime_error("meant"); };
+    {
+        Scheduler scheduler;
+        Stop(scheduler);
+        Handle handles[4];
+        for (int i = 0; i < 4; ++i) {
+            auto handler = std::make_unique<TimerHandler>([&, i] {
+                if (i == 1) scheduler.Cancel(handles[1]);  // its last reference but that of the call
+                return i == 2 ? -1 : 0;
+            });
+            handler->Count(gone[i]);
+            handles[i] = scheduler.Schedule(handler.get(), nullptr, i == 3 ? Ms(0) : Ms(1000));
+            handler.release()->remove_reference();
+        }
+        scheduler.Schedule(&closed, nullptr, Ms(1000), At(9));
+        scheduler.ResetInterval(handles[0], Ms(500));
+        scheduler.timer_queue()->expire();
+        EXPECT_FALSE(gone[0]);
+        EXPECT_TRUE(gone[1] && gone[2] && gone[3]);
+        clock_.AdvanceSeconds(1);
+    }
+    EXPECT_TRUE(gone[0]);
+    EXPECT_EQ(1, closed.closed_);
+    EXPECT_EQ(100, clock_.SleptMilliseconds());
+}
+
+}  // namespace
+}  // namespace WindowsAgentCommon

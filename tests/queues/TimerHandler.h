@@ -1,0 +1,44 @@
+#pragma once
+
+#include <functional>
+#include <vector>
+
+#include <ace/Event_Handler.h>
+#include <ace/Manual_Event.h>
+
+namespace WindowsAgentCommon::test {
+
+/// Notes its calls, and does at each what the test says.
+class TimerHandler : public ACE_Event_Handler {
+public:
+    explicit TimerHandler(std::function<int()> action = [] { return 0; }) : action_(std::move(action)) {}
+    ~TimerHandler() override {
+        if (gone_ != nullptr) *gone_ = true;
+    }
+
+    int handle_timeout(const ACE_Time_Value& now, const void* act) override {
+        calls_.push_back(now);
+        act_ = act;
+        return action_();
+    }
+    int handle_close(ACE_HANDLE, ACE_Reactor_Mask mask) override {
+        closed_ += mask == TIMER_MASK ? 1 : 100;
+        return onClose_();
+    }
+
+    /// Counts references from now on. gone: set when the last one is let go.
+    void Count(bool& gone) {
+        gone_ = &gone;
+        reference_counting_policy().value(Reference_Counting_Policy::ENABLED);
+    }
+
+    std::function<int()> action_, onClose_ = [] { return 0; };
+    std::vector<ACE_Time_Value> calls_;
+    const void* act_ = nullptr;
+    int closed_ = 0;
+
+private:
+    bool* gone_ = nullptr;
+};
+
+}  // namespace WindowsAgentCommon::test
