@@ -6,7 +6,8 @@ namespace WindowsAgentCommon::detail {
 
 /// \file
 /// Where the library takes its time from. Nothing in it asks the system for the time or sleeps in another
-/// way. Times are 100-ns units since 1601 (UTC), as in FILETIME. All functions are thread-safe.
+/// way, except PerformanceTimer, which is about the machine's counter itself. Times are 100-ns units since
+/// 1601 (UTC), as in FILETIME. All functions are thread-safe.
 
 constexpr std::int64_t kTicksPerSecond = 10'000'000;
 constexpr std::int64_t kTicksPerMillisecond = 10'000;

@@ -1,0 +1,103 @@
+#include "WindowsAgentCommon/LinearRegressionAlgo.h"
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <limits>
+
+#include <process.h>
+#include <windows.h>
+
+namespace WindowsAgentCommon {
+namespace {
+
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+using Line = std::pair<double, double>;
+
+TEST(LinearRegressionAlgo, FitsALineThroughTheSamplesItStillHas) {
+    struct Row {
+        const char* what;
+        unsigned int capacity;
+        std::vector<Line> samples;
+        Line line, averages;
+    };
+    const Row rows[] = {
+        {"none", 4, {}, {0, 0}, {0, 0}},
+        {"one", 4, {{1, 2}}, {0, 0}, {0, 0}},
+        {"a line", 4, {{1, 2}, {2, 4}, {3, 6}}, {2, 0}, {2, 4}},
+        {"the oldest drops out", 3, {{0, 99}, {1, 2}, {2, 4}, {3, 6}}, {2, 0}, {2, 4}},
+        {"no line", 4, {{0, 1}, {0, 3}, {4, 5}, {4, 7}}, {1, 2}, {2, 4}},
+        {"no room", 0, {{1, 2}, {2, 4}}, {0, 0}, {0, 0}},
+        {"equal x", 4, {{5, 1}, {5, 2}, {5, 6}}, {kInfinity, kInfinity}, {5, 3}},
+        {"equal x, rounded mean", 3, {{.1, 1}, {.1, 2}, {.1, 6}}, {kInfinity, kInfinity}, {.1 + 1e-17, 3}},
+    };
+    ::_control87(_PC_53, _MCW_PC);  // the precision in most compilers' programs
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.what);
+        LinearRegressionAlgo regression(row.capacity);
+        for (const Line& sample : row.samples) regression.AddSample(sample.first, sample.second);
+        EXPECT_EQ(regression.GetSampleCount(), std::min<std::size_t>(row.samples.size(), row.capacity));
+        EXPECT_EQ(regression.Compute(), row.line);
+        EXPECT_EQ(Line(regression.GetXRollingAverage(), regression.GetYRollingAverage()), row.averages);
+        regression.Clear();
+        EXPECT_EQ(regression.Compute(), Line(0, 0));
+        EXPECT_EQ(regression.GetSampleCount(), 0u);
+    }
+}
+
+TEST(LinearRegressionAlgo, SetDataReplacesAllOrNothing) {
+    LinearRegressionAlgo regression(2);
+    regression.AddSample(1, 1);
+    EXPECT_FALSE(regression.SetData({1, 2}, {1, 2, 3}));
+    EXPECT_EQ(regression.GetSampleCount(), 1u);
+    EXPECT_TRUE(regression.SetData({1, 2, 3}, {5, 3, 1}));
+    EXPECT_EQ(regression.Compute(), Line(-2, 7));
+    EXPECT_TRUE(regression.SetData({7, 8}, {1, 2}));
+    for (int i = 0; i < 2; ++i) regression.AddSample(9, 3);  // the capacity has grown to 3 and stays there
+    EXPECT_EQ(regression.GetSampleCount(), 3u);
+    EXPECT_TRUE(regression.SetData({}, {}));
+    EXPECT_EQ(regression.Compute(), Line(0, 0));
+}
+
+TEST(LinearRegressionAlgo, CopiesHaveSamplesOfTheirOwnAndAveragesUseADerivedFit) {
+    struct Derived : LinearRegressionAlgo {
+        using LinearRegressionAlgo::LinearRegressionAlgo;
+        Line Compute() override { return ++calls, LinearRegressionAlgo::Compute(); }
+        int calls = 0;
+    } first(3);
+    for (int i = 0; i < 5; ++i) first.AddSample(i, i * i);
+    LinearRegressionAlgo second(first), third(0);
+    third = third = second;
+    second.Clear();
+    third.AddSample(5, 25);
+    EXPECT_EQ(third.GetXRollingAverage(), 4);
+    EXPECT_EQ(first.GetXRollingAverage(), 3);
+    EXPECT_EQ(first.calls, 1);
+}
+
+using Pair = std::pair<LinearRegressionAlgo, LinearRegressionAlgo>;
+
+unsigned __stdcall Feed(void* shared) {
+    for (int i = 0; i < 5000; ++i) {
+        static_cast<Pair*>(shared)->first.AddSample(i, i);
+        if (i % 10 == 0) static_cast<Pair*>(shared)->first = static_cast<Pair*>(shared)->second;
+    }
+    return 0;
+}
+
+TEST(LinearRegressionAlgo, NoReaderSeesHalfASampleAndAssigningBothWaysDoesNotLock) {
+    Pair shared{8, 8};
+    const auto thread = reinterpret_cast<HANDLE>(::_beginthreadex(nullptr, 0, Feed, &shared, 0, nullptr));
+    ASSERT_NE(thread, nullptr);
+    bool odd = false;
+    while (::WaitForSingleObject(thread, 0) == WAIT_TIMEOUT) {
+        const double slope = shared.first.Compute().first;
+        odd = odd || (slope != 1 && slope != 0);
+        shared.second = shared.first;
+    }
+    ::CloseHandle(thread);
+    EXPECT_FALSE(odd);
+}
+
+}  // namespace
+}  // namespace WindowsAgentCommon
