@@ -6,6 +6,7 @@
 #include "foundation/Printf.h"
 #include "logging/ProcessEnd.h"
 #include "logging/SideFile.h"
+#include "logging/TimeStamp.h"
 
 #include <cstring>
 #include <ctime>
@@ -16,29 +17,9 @@ namespace CorvaneLogger {
 namespace {
 
 constexpr char kDefaultPattern[] = "%H:%M:%S";
+constexpr std::int64_t kUnixEpoch = 11'644'473'600;  // seconds since 1601
 
 bool SameName(const std::string& name, const char* other) { return ::_stricmp(name.c_str(), other) == 0; }
-
-// The codes that XP's runtime knows; what it does with others ranges from nothing to ending the process.
-bool IsKnownPattern(const std::string& pattern) {
-    if (pattern.find('\0') != std::string::npos) return false;  // the runtime would see the half of it
-    for (std::size_t at = 0; at < pattern.size(); ++at) {
-        if (pattern[at] != '%') continue;
-        ++at;
-        if (at < pattern.size() && pattern[at] == '#') ++at;
-        if (at == pattern.size() || std::strchr("aAbBcdHIjmMpSUwWxXyYzZ%", pattern[at]) == nullptr)
-            return false;
-    }
-    return true;
-}
-
-// The local time of a moment, milliseconds since 1601.
-std::tm LocalTime(std::int64_t milliseconds) {
-    constexpr std::int64_t kUnixEpoch = 11'644'473'600;  // seconds since 1601
-    const __time64_t seconds = milliseconds / 1000 - kUnixEpoch;
-    const std::tm* const local = ::_localtime64(&seconds);  // the thread's own; null before 1970
-    return local != nullptr ? *local : std::tm{};
-}
 
 }  // namespace
 
@@ -77,7 +58,7 @@ bool LogDst::setPrefixPattern(const std::string& pattern) {
     if (pattern.size() >= kPatternSize) return false;
     const detail::LockUnlessEnding lock(lock_);
     if (!lock) return true;
-    if (!IsKnownPattern(pattern)) {
+    if (!detail::IsKnownPattern(pattern)) {
         detail::WriteSideFile(getPrefix(), "Prefix %s of %s has an unknown code", pattern.c_str(),
                               name_.c_str());
         return true;
@@ -126,7 +107,7 @@ const char* LogDst::getPrefix() noexcept {
 
 void LogDst::formatStamp(std::int64_t milliseconds) noexcept {
     if (lastStampMs_ < 0 || milliseconds / 1000 != lastStampMs_ / 1000) {
-        const std::tm local = LocalTime(milliseconds);
+        const std::tm local = detail::LocalTime(milliseconds / 1000 - kUnixEpoch);
         stampLen_ = static_cast<std::uint32_t>(std::strftime(prefix_, kStampSize, prefixPattern_, &local));
     }
     const int fraction = static_cast<int>(milliseconds % 1000);

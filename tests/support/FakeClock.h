@@ -1,6 +1,8 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
+#include <utility>
 
 #include "foundation/Clock.h"
 
@@ -14,6 +16,7 @@ public:
     FakeClock() {
         system_ = steady_ = kStart;
         slept_ = 0;
+        onSleep_ = nullptr;
         static const detail::Clock clock = {System, Steady, Sleep};
         detail::ReplaceClock(&clock);
     }
@@ -31,6 +34,9 @@ public:
     /// How long the library has slept so far. Sleeping lets time pass at once.
     std::int64_t SleptMilliseconds() const { return slept_; }
 
+    /// Calls action with the milliseconds of each later sleep, in the thread that sleeps, once it is over.
+    void OnSleep(std::function<void(unsigned int)> action) { onSleep_ = std::move(action); }
+
     static constexpr std::int64_t kStart = 134'168'400'000'000'000;
 
 private:
@@ -43,8 +49,10 @@ private:
     static void Sleep(unsigned int milliseconds) noexcept {
         slept_ += milliseconds;
         Advance(milliseconds);
+        if (onSleep_) onSleep_(milliseconds);
     }
 
+    static inline std::function<void(unsigned int)> onSleep_;
     static inline std::atomic<std::int64_t> system_{0}, steady_{0}, slept_{0};
 };
 
