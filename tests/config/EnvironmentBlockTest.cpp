@@ -118,7 +118,9 @@ TEST(EnvironmentBlock, PatternsSelectWholeNames) {
         {"Host", {}},
         {"a+", {{longest, ""}}},
         {"(b*)b\\1b", {{std::string(63, 'b'), ""}}},
-        {"(b*)*c", {}},  // would backtrack forever
+        {"(b*)*c", {}},                        // would backtrack forever
+        {"(b*)*(c?)\\1d", {}},                 // does, up to its bound
+        {"(?:(?:(?:)|x){300}b)*(c?)\\1", {}},  // overflows the stack, but for its bound
         {std::string(500, '(') + "Host\\.2" + std::string(500, ')'), {{"Host.2", "z"}}},
         {"(?:H?){800}ost\\.2", {{"Host.2", "z"}}},
         {"H" + longest.substr(1), {}},
