@@ -11,14 +11,12 @@ namespace WindowsAgentCommon {
 namespace {
 
 TEST(AgentPaths, PathsAreNormalizedAndCutAsText) {
-    const std::wstring rows[][5] = {
-        // path, normalized with and without separator, parent with and without
-        {L"", L"", L"", L"", L""},
-        {L"a", L"a\\", L"a", L"", L""},
-        {L"C:/", L"C:\\", L"C:", L"", L""},
-        {L"C:/a\\b/", L"C:\\a\\b\\", L"C:\\a\\b", L"C:\\a\\", L"C:\\a"},
-        {L"/a//", L"\\a\\\\", L"\\a\\", L"\\a\\", L"\\a"},
-    };
+    // Path, normalized with and without separator, parent with and without.
+    const std::wstring rows[][5] = {{L"", L"", L"", L"", L""},
+                                    {L"a", L"a\\", L"a", L"", L""},
+                                    {L"C:/", L"C:\\", L"C:", L"", L""},
+                                    {L"C:/a\\b/", L"C:\\a\\b\\", L"C:\\a\\b", L"C:\\a\\", L"C:\\a"},
+                                    {L"/a//", L"\\a\\\\", L"\\a\\", L"\\a\\", L"\\a"}};
     for (const auto& [path, folder, file, parentFolder, parent] : rows) {
         EXPECT_EQ(folder + L" " + file, NormalizePath(path, true) + L" " + NormalizePath(path, false));
         EXPECT_EQ(parentFolder + L" " + parent, ParentFolder(path, true) + L" " + ParentFolder(path, false));

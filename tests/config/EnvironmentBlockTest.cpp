@@ -72,6 +72,8 @@ TEST(EnvironmentBlock, NamesAreWholeAndKeepTheirOrder) {
     EXPECT_EQ((Map{{"ka", ""}}), block.Entries());
 }
 
+constexpr DWORD kRanToItsEnd = 7;
+
 DWORD WINAPI SelectByPatterns(void*) {
     const std::string longest(1024, 'a'), backtracked(128, 'b');
     EnvironmentBlock block;
@@ -79,18 +81,18 @@ DWORD WINAPI SelectByPatterns(void*) {
         block.SetStringValue(name, "");
     block.SetArrayValue("Host.1", {"x", "y"});
     block.SetStringValue("Host.2", "z");
+    // The last two would backtrack up to their bound and overflow the stack but for its bound.
     const std::pair<std::string, Map> rows[] = {
         {"Host\\.1", {{"Host.1", "x"}, {"Host.1", "y"}}},
         {"Host\\.(1)?2?", {{"1", "x"}, {"1", "y"}, {"", "z"}}},
-        {"Host", {}},
-        {"a+", {{longest, ""}}},
-        {"(b*)b\\1b", {{std::string(63, 'b'), ""}}},
-        {"(b*)*c", {}},                        // would backtrack forever
-        {"(b*)*(c?)\\1d", {}},                 // does, up to its bound
-        {"(?:(?:(?:)|x){300}b)*(c?)\\1", {}},  // overflows the stack, but for its bound
         {std::string(500, '(') + "Host\\.2" + std::string(500, ')'), {{"Host.2", "z"}}},
         {"(?:H?){800}ost\\.2", {{"Host.2", "z"}}},
-    };
+        {"a+", {{longest, ""}}},
+        {"(b*)b\\1b", {{std::string(63, 'b'), ""}}},
+        {"Host", {}},
+        {"(b*)*c", {}},
+        {"(b*)*(c?)\\1d", {}},
+        {"(?:(?:(?:)|x){300}b)*(c?)\\1", {}}};
     Map matches;
     for (const auto& [pattern, expected] : rows) {
         SCOPED_TRACE(pattern);
@@ -99,13 +101,15 @@ DWORD WINAPI SelectByPatterns(void*) {
     }
     for (const std::string& wrong : {longest + "a", "(?:a?){2000}"s, "("s, "(a)\\2"s})
         EXPECT_TRUE(!block.GetValuesForMatchingName(wrong, matches) && matches.empty()) << wrong;
-    return 0;
+    return kRanToItsEnd;
 }
 
 TEST(EnvironmentBlock, PatternsSelectWholeNamesOnTheStackOfAWorker) {
     const HANDLE thread = ::CreateThread(nullptr, 1 << 20, SelectByPatterns, nullptr,
                                          STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
     ::WaitForSingleObject(thread, INFINITE);
+    DWORD code = 0;
+    EXPECT_TRUE(::GetExitCodeThread(thread, &code) && code == kRanToItsEnd) << "0x" << std::hex << code;
     ::CloseHandle(thread);
 }
 
@@ -121,13 +125,12 @@ TEST(EnvironmentBlockHelper, NarrowTextIsExpandedAndWideTextIsNot) {
         SCOPED_TRACE(stored);
         const Map entries = {{"n", stored}};
         const EnvironmentBlockHelper helper(entries);
-        std::string narrow = stored;
-        std::wstring wide;
-        std::vector<std::wstring> values;
+        std::string narrow, fallback = stored;
+        std::vector<std::wstring> wide(1), values;
         EXPECT_TRUE(helper.GetStringValue("n", narrow, "none") && narrow == narrowed);
-        EXPECT_FALSE(helper.GetStringValue("m", narrow = stored, narrow) || narrow != narrowed);
-        EXPECT_TRUE(helper.GetStringValue("n", wide, L"none") && wide == widened);
-        EXPECT_TRUE(helper.GetArrayValue("n", values) && values == std::vector<std::wstring>{widened});
+        EXPECT_FALSE(helper.GetStringValue("m", fallback, fallback) || fallback != narrowed);
+        EXPECT_TRUE(helper.GetStringValue("n", wide[0], L"none") && wide[0] == widened);
+        EXPECT_TRUE(helper.GetArrayValue("n", values) && values == wide);
     }
 }
 
@@ -149,19 +152,14 @@ TEST(EnvironmentBlockHelper, CheckedReadsAreLogged) {
     CorvaneLogger::ALogger logger("Code.X", &base);
     const Map entries = {{"Protocol", "TCP"}};
     EnvironmentBlockHelper helper(entries);
-    const struct {
-        const char *name, *value, *line;
-        std::set<std::string> allowed;
-    } rows[] = {
+    const std::tuple<const char*, const char*, const char*, std::set<std::string>> rows[] = {
         {"Protocol", "TCP", "DEBUG Code.X : Setting Protocol to TCP\n", {"TCP", "UDP"}},
         {"Protocol", "%OS%", "WARN  Code.X : Invalid TCP value specified: %OS% -- defaulting to %OS%\n", {}},
         {"none", "Windows_NT", "DEBUG Code.X : none not specified -- defaulting to Windows_NT\n", {}}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.line);
+    for (const auto& [name, expected, line, allowed] : rows) {
         std::string value = "%OS%";
-        helper.GetStringValue(Log(logger), row.name, value, value, row.allowed);
-        EXPECT_EQ(row.value, value);
-        EXPECT_EQ(row.line, lines.last);
+        helper.GetStringValue(Log(logger), name, value, value, allowed);
+        EXPECT_EQ(std::string(expected) + line, value + lines.last);
     }
 }
 
