@@ -20,7 +20,8 @@ namespace WindowsAgentCommon {
 /// The paths are worked out at first use, from where the executable lies, or set, and then kept for the life
 /// of the process. Paths are UTF-16 with `\` between; a folder's path ends with `\`. Nothing is created or
 /// looked up on the disk, and nothing reports an error: where the executable's path cannot be had, or is
-/// longer than 259 characters, bin path and root are empty and the folders are relative (`cache\`).
+/// longer than 259 characters, bin path and root are empty and the folders are relative (`cache\`). So they
+/// are, and the root is empty, for an executable at the top of a drive, which has no folder above its own.
 ///
 /// Thread rule: the kept paths have no lock. A host settles them on its main thread before it starts others:
 /// first the bin path, by GetBinPath() or SetBinPath(), then the root, by GetRootPath() or SetRootPath().

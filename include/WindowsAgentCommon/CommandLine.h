@@ -41,8 +41,8 @@ namespace WindowsAgentCommon {
 /// ACE's headers wrap a program's wmain to start and end ACE around it: it must have both parameters and
 /// return explicitly. This class works in programs that do not start ACE, too.
 ///
-/// Thread rule: one thread at a time. Nothing blocks. Besides what is stated, the
-/// functions throw only std::bad_alloc. Every switch that is found costs under 100 bytes beyond its value.
+/// Thread rule: one thread at a time. Nothing blocks. Besides what is stated, the functions throw only
+/// std::bad_alloc. Every switch that is found costs under 100 bytes beyond its value.
 ///
 /// A copy has the tables of its own and shares the parser, which keeps pointers to the arguments: those must
 /// last until the last call of Initialize() or Verify() of any copy.

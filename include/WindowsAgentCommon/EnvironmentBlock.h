@@ -90,10 +90,10 @@ public:
     /// (nothing, where the group took no part).
     /// Returns true, also when nothing matched. Returns false, out empty, for text that is no regular
     /// expression, is longer than 1,024 bytes, or repeats so much that it takes more than 4,096 states.
-    /// Names longer than 1,024 bytes do not match, with a back-reference ("\1") in the pattern those longer
-    /// than 128: the standard library's matching goes the deeper into the stack the longer a name is. Without
-    /// back-references and lookaheads the time grows with the product of pattern and name; with them it can
-    /// grow beyond all bounds, so take such patterns from the program only.
+    /// A name that takes too much does not match: one longer than 1,024 bytes; with a back-reference ("\1")
+    /// in the pattern, one longer than 128 bytes; and one that takes the standard library more than
+    /// 10,000,000 comparisons or, beside what the pattern's own depth takes, 256 KB of stack. The bounds are
+    /// made for a thread's usual stack of 1 MB.
     bool GetValuesForMatchingName(const std::string& pattern,
                                   std::multimap<std::string, std::string>& out) const;
 
