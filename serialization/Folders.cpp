@@ -106,8 +106,9 @@ DWORD Walk(const std::wstring& folder, const wchar_t* pattern, Visit visit) {
 unsigned long CreateDirectoryRecursive(const std::wstring& path) {
     const std::wstring full = detail::VerbatimPath(path);
     std::size_t end = RootEnd(full);
-    if (full.empty() || end == std::wstring::npos)
-        return full.empty() ? ERROR_PATH_NOT_FOUND : ERROR_INVALID_NAME;
+    if (full.empty()) return ERROR_PATH_NOT_FOUND;
+    if (end == std::wstring::npos)  // a share or a drive by itself
+        return IsFolder(full + L'\\') ? ERROR_SUCCESS : ERROR_INVALID_NAME;
     while (end != std::wstring::npos) {
         end = full.find(L'\\', end + 1);
         const std::wstring level = full.substr(0, end);
@@ -120,13 +121,14 @@ unsigned long CreateDirectoryRecursive(const std::wstring& path) {
 }
 
 unsigned long DeleteDirectoryContents(const std::wstring& folder, const wchar_t* pattern) {
-    return Walk(folder, pattern != nullptr ? pattern : L"*",
-                [](const std::wstring& path, const WIN32_FIND_DATAW& entry) -> DWORD {
-                    const bool isFolder = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-                    const BOOL gone =
-                        isFolder ? ::RemoveDirectoryW(path.c_str()) : ::DeleteFileW(path.c_str());
-                    return gone ? ERROR_SUCCESS : ::GetLastError();
-                });
+    if (pattern == nullptr) pattern = L"*";
+    // It would find names in one folder, and the deletion would look for them in another.
+    if (std::wcspbrk(pattern, L"\\/") != nullptr) return ERROR_INVALID_NAME;
+    return Walk(folder, pattern, [](const std::wstring& path, const WIN32_FIND_DATAW& entry) -> DWORD {
+        const bool isFolder = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+        const BOOL gone = isFolder ? ::RemoveDirectoryW(path.c_str()) : ::DeleteFileW(path.c_str());
+        return gone ? ERROR_SUCCESS : ::GetLastError();
+    });
 }
 
 unsigned long GetDirectoryContentSize(const std::wstring& folder, LARGE_INTEGER& size) {

@@ -129,20 +129,21 @@ bool StringRegistry::attach(void* file, const std::string& bytes, const std::wst
 }
 
 // Writes what the file lacks behind its whole records. Returns the Windows error code.
+// What an earlier write left of it is written over and not cut away first: records in it are whole already.
 unsigned long StringRegistry::saveLocked() {
     LARGE_INTEGER end;
     end.QuadPart = static_cast<LONGLONG>(fileEnd_);
     if (ragged_ && (!::SetFilePointerEx(file_, end, nullptr, FILE_BEGIN) || !::SetEndOfFile(file_)))
         return ::GetLastError();
+    ragged_ = false;
     OVERLAPPED position = {};
     position.Offset = end.LowPart;
     position.OffsetHigh = static_cast<DWORD>(end.HighPart);
     const auto size = static_cast<DWORD>(unsaved_.size());
     DWORD written = 0;
     const bool done = ::WriteFile(file_, unsaved_.data(), size, &written, &position) != FALSE;
-    const DWORD error = done ? ERROR_HANDLE_DISK_FULL : ::GetLastError();
-    ragged_ = !done || written != size;
-    if (ragged_) return error;
+    if (!done) return ::GetLastError();
+    if (written != size) return ERROR_HANDLE_DISK_FULL;
     fileEnd_ += size;
     unsaved_.clear();
     return ERROR_SUCCESS;

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <new>
 
 #include "foundation/Win32.h"
 
@@ -88,7 +87,7 @@ unsigned long ReadPropFile(const std::wstring& path, std::multimap<std::string, 
         for (std::string& line : SplitLines(text)) AddProperty(line, found);
         props.merge(found);
         return ERROR_SUCCESS;
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {  // more lines than a vector can hold, too
         return ERROR_NOT_ENOUGH_MEMORY;
     }
 }

@@ -32,17 +32,15 @@ bool ToFileTime(const SYSTEMTIME& parts, FILETIME& time) {
            back.wDay == parts.wDay;
 }
 
-// What both compact forms begin with; false for fewer than six numbers or no date. fraction: 0 when absent.
+// What both compact forms begin with; false for fewer than six numbers. fraction: 0 when absent.
 bool ParseCompact(const std::string& text, const char* format, SYSTEMTIME& time, int& fraction) {
     int year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0;
     fraction = 0;
     const int found = std::sscanf(  // NOLINT(cert-err34-c): widths of at most seven digits keep it in range
         text.c_str(), format, &year, &month, &day, &hour, &minute, &second, &fraction);
-    if (found < 6 || fraction < 0) return false;
-    const auto word = [](int value) { return static_cast<WORD>(value); };  // below 0: too large, so no date
+    const auto word = [](int value) { return static_cast<WORD>(value); };  // below 0: too large for a date
     time = {word(year), word(month), 0, word(day), word(hour), word(minute), word(second), 0};
-    FILETIME ignored;
-    return ToFileTime(time, ignored);
+    return found >= 6;
 }
 
 }  // namespace
@@ -74,20 +72,17 @@ void Convert(const FILETIME& time, std::string& out) {
 void Convert(const std::string& text, FILETIME& time) {
     SYSTEMTIME parts;
     int fraction = 0;
-    time = {};
-    if (!ParseCompact(text, "%4d%2d%2d.%2d%2d%2d.%7d", parts, fraction)) return;
-    ::SystemTimeToFileTime(&parts, &time);
-    time = detail::FileTimeOf(detail::TicksOf(time) + fraction);
+    const bool parsed = ParseCompact(text, "%4d%2d%2d.%2d%2d%2d.%7d", parts, fraction);
+    const bool isTime = parsed && fraction >= 0 && ToFileTime(parts, time);
+    time = isTime ? detail::FileTimeOf(detail::TicksOf(time) + fraction) : FILETIME{};
 }
 
 void Convert(const std::string& text, SYSTEMTIME& time) {
     SYSTEMTIME parts;
     int milliseconds = 0;
     const bool parsed = ParseCompact(text, "%4d%2d%2d.%2d%2d%2d.%3d", parts, milliseconds);
-    if (parsed) {
-        parts.wDayOfWeek = time.wDayOfWeek;
-        parts.wMilliseconds = static_cast<WORD>(milliseconds);
-    }
+    parts.wDayOfWeek = time.wDayOfWeek;
+    parts.wMilliseconds = static_cast<WORD>(milliseconds);
     time = parsed ? parts : SYSTEMTIME{};
 }
 

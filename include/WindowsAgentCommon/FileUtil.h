@@ -56,11 +56,11 @@ CORVANE_API unsigned long GUnZip(const std::wstring& gzFile, std::ostream& out);
 CORVANE_API unsigned long GUnZip(const std::wstring& gzFile, const std::wstring& target);
 
 /// Base64 text (standard alphabet, "=" padding, no line breaks) of len bytes. Returns nonzero on success; 0
-/// where data is null and len is not 0, or memory runs out.
+/// where data is null and len is not 0, or the encoder fails.
 CORVANE_API unsigned int EncodeBase64(unsigned char* data, unsigned long len, std::string& out);
 
 /// Bytes of a base64 text as EncodeBase64 makes it; white space before and after it is ignored. Returns
-/// nonzero on success; 0 for any other character, wrong padding or a wrong length, or when memory runs out.
+/// nonzero on success; 0 for any other character, wrong padding or a wrong length, or when the decoder fails.
 CORVANE_API unsigned int DecodeBase64(const std::string& text, std::vector<unsigned char>& out);
 
 /// MD5 as 32 lower-case hexadecimal digits. Returns 6 (ERROR_INVALID_HANDLE) when MD5 is not available, the
@@ -97,8 +97,8 @@ CORVANE_API void Convert(const FILETIME& time, std::string& out);
 CORVANE_API void Convert(const std::string& text, FILETIME& time);
 
 /// Reads "20181212.145337.123"; what follows is ignored, the fraction counts milliseconds and may be absent.
-/// The day of the week stays as it was. All of time becomes zero where fewer than six numbers are found or
-/// they are no date since 1601.
+/// The numbers are taken as they stand, whether they are a date or not; the day of the week stays as it was.
+/// All of time becomes zero where fewer than six numbers are found.
 CORVANE_API void Convert(const std::string& text, SYSTEMTIME& time);
 
 /// Whole seconds since 1970, rounded down; negative before.
@@ -135,8 +135,9 @@ CORVANE_API unsigned long ReadPropFile(const std::wstring& path,
 CORVANE_API unsigned long CreateDirectoryRecursive(const std::wstring& path);
 
 /// Deletes the files and folders in folder whose names match pattern ("*" and "?" as the system takes them;
-/// null means "*"), and everything below these folders. Junctions and links are removed, what they point to
-/// is not touched. The walk goes on after a failure; returns the last error, 0 also when nothing matches.
+/// null means "*"; with a separator ERROR_INVALID_NAME), and everything below these folders. Junctions and
+/// links are removed, what they point to is not touched. The walk goes on after a failure; returns the last
+/// error, 0 also when nothing matches.
 CORVANE_API unsigned long DeleteDirectoryContents(const std::wstring& folder, const wchar_t* pattern);
 
 /// Bytes of all files below folder, junctions and links to folders not followed. Returns the last error; size

@@ -80,7 +80,7 @@ private:
     CorvaneLogger::ALogger& logger_;
     std::uint64_t fileEnd_;  // under lock_; bytes of the whole records in the file
     std::string unsaved_;    // under lock_; records that the file lacks
-    bool ragged_;            // under lock_; the file holds more than whole records
+    bool ragged_;            // under lock_; the file was loaded with more than whole records
 };
 
 /// The process's registry, made by the first call; it lives until the process ends or the library is

@@ -3,7 +3,6 @@
 #include <malloc.h>
 
 #include <algorithm>
-#include <cstddef>
 #include <memory>
 #include <stdexcept>
 #include <vector>
@@ -18,10 +17,10 @@ class HeapMeter {
 public:
     HeapMeter() {
         for (const wchar_t* const module : {L"CorvaneCommon.dll", L"libACE.dll", L"libstdc++-6.dll"}) {
-            Patch(mallocs_, module, "malloc", Malloc);
-            Patch(callocs_, module, "calloc", Calloc);
-            Patch(reallocs_, module, "realloc", Realloc);
-            Patch(frees_, module, "free", Free);
+            Patch(module, "malloc", Malloc);
+            Patch(module, "calloc", Calloc);
+            Patch(module, "realloc", Realloc);
+            Patch(module, "free", Free);
         }
     }
 
@@ -34,45 +33,36 @@ public:
 
 private:
     template <class Function>
-    using Patches = std::vector<std::unique_ptr<ImportPatch<Function>>>;
-
-    template <class Function>
-    static void Patch(Patches<Function>& patches, const wchar_t* module, const char* name,
-                      Function* function) {
+    void Patch(const wchar_t* module, const char* name, Function* function) {
         try {
-            patches.push_back(std::make_unique<ImportPatch<Function>>(module, name, function));
+            patches_.push_back(std::make_shared<ImportPatch<Function>>(module, name, function));
         } catch (const std::runtime_error&) {  // not every module calls every function
         }
     }
 
+    static std::ptrdiff_t SizeOf(void* memory) {
+        return memory == nullptr ? 0 : static_cast<std::ptrdiff_t>(::_msize(memory));
+    }
     static void* Add(void* memory) {
-        if (memory != nullptr) held_ += static_cast<std::ptrdiff_t>(::_msize(memory));
+        held_ += SizeOf(memory);
         peak_ = std::max(peak_, held_);
         return memory;
     }
-    static void Subtract(void* memory) {
-        if (memory != nullptr) held_ -= static_cast<std::ptrdiff_t>(::_msize(memory));
-    }
-
     static void* Malloc(std::size_t size) { return Add(std::malloc(size)); }
     static void* Calloc(std::size_t count, std::size_t size) { return Add(std::calloc(count, size)); }
     static void* Realloc(void* old, std::size_t size) {
-        const std::ptrdiff_t before = old == nullptr ? 0 : static_cast<std::ptrdiff_t>(::_msize(old));
+        const std::ptrdiff_t before = SizeOf(old);
         void* const memory = std::realloc(old, size);
         if (memory != nullptr || size == 0) held_ -= before;
         return Add(memory);
     }
     static void Free(void* memory) {
-        Subtract(memory);
+        held_ -= SizeOf(memory);
         std::free(memory);
     }
 
     static inline std::ptrdiff_t held_ = 0, peak_ = 0;
-
-    Patches<void*(std::size_t)> mallocs_;
-    Patches<void*(std::size_t, std::size_t)> callocs_;
-    Patches<void*(void*, std::size_t)> reallocs_;
-    Patches<void(void*)> frees_;
+    std::vector<std::shared_ptr<void>> patches_;
 };
 
 }  // namespace WindowsAgentCommon::test

@@ -28,45 +28,26 @@ private:
 
 /// One of the examples with one to four changes, at most four times as long as the longest and 64 bytes.
 inline std::string Mutate(const std::vector<std::string>& examples, Random& random) {
-    static constexpr std::uint32_t kNumbers[] = {
-        0,      1,      3,      4,          0x7F,       0x80,       0xFF,       0x100,
-        0xFFFF, 0x1000, 0x1001, 0xFFFFFFFF, 0x7FFFFFFF, 0x80000000, 0xFFFFFFF0, 0xFFFFFFFC};
+    static constexpr std::uint32_t kNumbers[] = {0,      1,      3,      4,          0x7F,       0x80,
+                                                 0xFFFF, 0x1000, 0x1001, 0xFFFFFFFF, 0x7FFFFFFF, 0xFFFFFFFC};
     std::size_t longest = 0;
     for (const std::string& example : examples) longest = std::max(longest, example.size());
     std::string text = examples[random.Below(examples.size())];
     for (std::size_t changes = 1 + random.Below(4); changes > 0; --changes) {
         const std::size_t at = random.Below(text.size() + 1), count = random.Below(text.size() - at + 1);
         const std::string& other = examples[random.Below(examples.size())];
-        switch (random.Below(8)) {
-            case 0:  // one bit
-                if (at < text.size()) text[at] = static_cast<char>(text[at] ^ (1 << random.Below(8)));
-                break;
-            case 1:  // one byte
-                if (at < text.size()) text[at] = static_cast<char>(random.Next());
-                break;
-            case 2:
-            case 3: {  // a number that lies at an edge, or near the input's size
-                const std::uint32_t number = random.Below(3) == 0
-                                                 ? static_cast<std::uint32_t>(text.size() - at)
-                                                 : kNumbers[random.Below(std::size(kNumbers))];
-                const std::size_t width =
-                    std::min<std::size_t>(std::size_t{1} << random.Below(3), text.size() - at);
-                for (std::size_t i = 0; i < width; ++i) text[at + i] = static_cast<char>(number >> (8 * i));
-                break;
-            }
-            case 4:
-                text.erase(at, count);
-                break;
-            case 5:
-                text.insert(at, text.substr(at, count));
-                break;
-            case 6:
-                text.insert(at, random.Below(16) + 1, static_cast<char>(random.Next()));
-                break;
-            default:
-                text.replace(at, count, other, random.Below(other.size() + 1), std::string::npos);
-                break;
+        const std::size_t kind = random.Below(8);
+        if (kind == 0 && at < text.size()) text[at] = static_cast<char>(text[at] ^ (1 << random.Below(8)));
+        if (kind == 1 || kind == 2) {  // a number that lies at an edge, or near the input's size
+            const std::uint32_t number =
+                random.Below(3) == 0 ? text.size() - at : kNumbers[random.Below(std::size(kNumbers))];
+            const std::size_t width = std::min(std::size_t{1} << random.Below(3), text.size() - at);
+            for (std::size_t i = 0; i < width; ++i) text[at + i] = static_cast<char>(number >> (8 * i));
         }
+        if (kind == 3) text.erase(at, count);
+        if (kind == 4) text.insert(at, text.substr(at, count));
+        if (kind == 5) text.insert(at, random.Below(16) + 1, static_cast<char>(random.Next()));
+        if (kind > 5) text.replace(at, count, other, random.Below(other.size() + 1), std::string::npos);
         if (text.size() > 4 * longest + 64) text.resize(4 * longest + 64);
     }
     return text;

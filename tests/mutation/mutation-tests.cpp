@@ -32,48 +32,37 @@ struct {
 } g_current;
 
 void Report(const char* what) {
-    std::printf("FAILED: %s: input %lu of seed 0x%08lX%08lX: %s\n  ", g_current.reader, g_current.number,
-                static_cast<unsigned long>(kSeed >> 32), static_cast<unsigned long>(kSeed & 0xFFFFFFFF),
-                what);
+    std::printf("FAILED: %s: input %lu: %s\n  ", g_current.reader, g_current.number, what);
     for (const char byte : g_current.input) std::printf("%02X", static_cast<unsigned int>(byte) & 0xFF);
     std::printf("\n");
     std::fflush(stdout);
 }
 
-LONG WINAPI OnFault(EXCEPTION_POINTERS* fault) {
-    std::printf("fault 0x%08lX at %p\n", fault->ExceptionRecord->ExceptionCode,
-                fault->ExceptionRecord->ExceptionAddress);
+LONG WINAPI OnFault(EXCEPTION_POINTERS*) {
     Report("crashed");
     ::TerminateProcess(::GetCurrentProcess(), 1);
     return EXCEPTION_EXECUTE_HANDLER;
 }
 
-void OnAbort(int) {
-    Report("aborted");
-    ::TerminateProcess(::GetCurrentProcess(), 1);
-}
+void OnAbort(int) { OnFault(nullptr); }
 
 bool RunOne(const Reader& reader, const std::vector<std::string>& examples) {
-    if (g_current.number < examples.size()) {
-        g_current.input = examples[g_current.number];
-    } else {
-        Random random(kSeed + g_current.number);
-        g_current.input = Mutate(examples, random);
-    }
+    Random random(kSeed + g_current.number);
+    const bool isExample = g_current.number < examples.size();
+    g_current.input = isExample ? examples[g_current.number] : Mutate(examples, random);
     const std::string& input = g_current.input;
     const GuardedBuffer bytes(input.data(), input.size());
     const std::ptrdiff_t before = HeapMeter::Held();
     HeapMeter::Mark();
     try {
         reader.read(bytes.Data(), input.size());
+        const auto most = static_cast<std::ptrdiff_t>(kFixedMemory + reader.memoryPerByte * input.size());
+        Require(HeapMeter::Peak() - before <= most, "took more memory than its reader states");
+        return true;
     } catch (const std::exception& fault) {
         Report(fault.what());
         return false;
     }
-    const auto most = static_cast<std::ptrdiff_t>(kFixedMemory + reader.memoryPerByte * input.size());
-    if (HeapMeter::Peak() - before <= most) return true;
-    Report("took more memory than its reader states");
-    return false;
 }
 
 bool Run(const Reader& reader, unsigned long first, unsigned long count) {

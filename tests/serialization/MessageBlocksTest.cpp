@@ -22,67 +22,43 @@ Owner Create(int size) {
     return Owner(block);
 }
 
-struct Collector : MessageBlockVisitor {
-    void Visit(ACE_Message_Block* block) override { seen.push_back(block); }
-    std::vector<ACE_Message_Block*> seen;
-};
-
 }  // namespace
 
 TEST(MessageBlocks, MeasuresAndEndsChains) {
-    const struct {
-        const char* name;
-        std::vector<int> sizes;
-        int behindHead;
-        unsigned int total;
-    } rows[] = {
-        {"none", {}, -1, 0},
-        {"single", {100}, 0, 100},
-        {"three", {100, 50, 25}, 75, 175},
-        {"empty blocks", {0, 0, 7, 0}, 7, 7},
-        {"long", std::vector<int>(2000, 1), 1999, 2000},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        std::vector<ACE_Message_Block*> blocks;
-        for (const int size : row.sizes) {
-            blocks.push_back(Create(size).release());
-            if (blocks.size() > 1) blocks[blocks.size() - 2]->cont(blocks.back());
+    const std::tuple<std::vector<int>, int, unsigned int> rows[] = {
+        {{}, -1, 0}, {{100}, 0, 100}, {{100, 50, 25}, 75, 175}, {std::vector<int>(2000, 1), 1999, 2000}};
+    for (const auto& [sizes, behindHead, total] : rows) {
+        SCOPED_TRACE(total);
+        Owner chain;
+        ACE_Message_Block* last = nullptr;
+        for (const int size : sizes) {
+            ACE_Message_Block* const block = Create(size).release();
+            last == nullptr ? chain.reset(block) : last->cont(block);
+            last = block;
         }
-        const Owner chain(blocks.empty() ? nullptr : blocks.front());
         MessageBlockChainSizeVisitor size;
         VisitContChain(chain.get(), size);
-        EXPECT_EQ(row.total, size.GetTotalSize());
-        Collector collector;
-        VisitContChain(chain.get(), collector);
-        EXPECT_EQ(blocks, collector.seen);
-        EXPECT_EQ(row.behindHead, GetContChainSize(chain.get()));
-        EXPECT_EQ(blocks.empty() ? nullptr : blocks.back(), GetContChainTail(chain.get()));
+        EXPECT_EQ(total, size.GetTotalSize());
+        EXPECT_EQ(behindHead, GetContChainSize(chain.get()));  // deliberately without the head
+        EXPECT_EQ(last, GetContChainTail(chain.get()));
         EXPECT_TRUE(!chain || chain->reference_count() == 1);
     }
-}
-
-TEST(MessageBlocks, SizesBeyondTheirTypeStayAtItsEnd) {
-    std::vector<char> bytes(1);
-    ACE_Message_Block head(bytes.data(), 1), huge(bytes.data(), INT_MAX), more(bytes.data(), INT_MAX),
-        most(bytes.data(), 5);
+    char byte = 0;
+    ACE_Message_Block head(&byte, 1), huge(&byte, INT_MAX), more(&byte, INT_MAX), most(&byte, 5);
     head.cont(&huge);
     huge.cont(&more);
     more.cont(&most);
-    EXPECT_EQ(INT_MAX, GetContChainSize(&head));
     MessageBlockChainSizeVisitor size;
     VisitContChain(&head, size);
-    EXPECT_EQ(UINT_MAX, size.GetTotalSize());
+    EXPECT_TRUE(size.GetTotalSize() == UINT_MAX && GetContChainSize(&head) == INT_MAX);
 }
 
 TEST(MessageBlocks, CreatesDataBlocksThatShareOneLock) {
     const Owner first = Create(3), empty = Create(0);
     EXPECT_EQ(ACE_Message_Block::MB_DATA, first->msg_type());
-    EXPECT_EQ(3U, first->size());
-    EXPECT_EQ(0U, first->length() + empty->size());
-    EXPECT_EQ(nullptr, first->cont());
+    EXPECT_TRUE(first->size() == 3 && first->length() + empty->size() == 0 && first->cont() == nullptr);
     EXPECT_NE(nullptr, first->locking_strategy());
     EXPECT_EQ(first->locking_strategy(), empty->locking_strategy());
     EXPECT_EQ(ACE_Time_Value::max_time, first->msg_deadline_time());
-    for (const int size : {-1, INT_MIN, INT_MAX}) EXPECT_FALSE(Create(size)) << size;
+    for (const int size : {-1, INT_MAX}) EXPECT_FALSE(Create(size)) << size;
 }

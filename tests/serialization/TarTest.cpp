@@ -6,50 +6,38 @@
 #include <gmock/gmock.h>
 
 #include <cstdio>
-#include <functional>
 
-namespace WindowsAgentCommon {
+using namespace WindowsAgentCommon;
+
 namespace {
 
-using test::TempFolder;
-using testing::HasSubstr;
 using testing::StartsWith;
 
-const std::string kEnd(1024, '\0');
-
-std::string Sealed(std::string header) {
-    header.replace(148, 8, 8, ' ');
-    unsigned sum = 0;
-    for (const char byte : header) sum += static_cast<unsigned char>(byte);
+std::string Octal(int width, std::size_t number) {
     char text[16];
-    std::snprintf(text, sizeof text, "%06o", sum);
-    return header.replace(148, 7, text, 7);
+    std::snprintf(text, sizeof text, "%0*o", width, static_cast<unsigned>(number));
+    return text;
 }
 
-std::string Header(const std::string& name, char type, const std::string& size,
-                   const std::string& prefix = "") {
+std::string Entry(const std::string& name, char type, const std::string& size, const std::string& data = "",
+                  const std::string& prefix = "") {
     std::string header(512, '\0');
     header.replace(0, name.size(), name).replace(124, size.size(), size)[156] = type;
-    if (!prefix.empty())
-        header
-            .replace(257, 8,
-                     "ustar\0"
-                     "00",
-                     8)
-            .replace(345, prefix.size(), prefix);
-    return Sealed(header);
+    if (!prefix.empty()) header.replace(257, 5, "ustar").replace(345, prefix.size(), prefix);
+    header.replace(148, 8, 8, ' ');
+    std::size_t sum = 0;
+    for (const char byte : header) sum += static_cast<unsigned char>(byte);
+    return header.replace(148, 6, Octal(6, sum)) + data + std::string((512 - data.size() % 512) % 512, '\0');
 }
 
 std::string File(const std::string& name, const std::string& data, const std::string& prefix = "") {
-    char size[16];
-    std::snprintf(size, sizeof size, "%011o", static_cast<unsigned>(data.size()));
-    return Header(name, '0', size, prefix) + data + std::string((512 - data.size() % 512) % 512, '\0');
+    return Entry(name, '0', Octal(11, data.size()), data, prefix);
 }
 
-std::string Folder(const std::string& name) { return Header(name, '5', "00000000000"); }
+std::string Folder(const std::string& name) { return Entry(name, '5', "0"); }
 
 struct Tar : testing::Test {
-    TempFolder temp;
+    test::TempFolder temp;
     std::wstring dest = temp.Path(L"in");
     Tar() { ::CreateDirectoryW(dest.c_str(), nullptr); }
 
@@ -63,152 +51,97 @@ struct Tar : testing::Test {
             return {0, std::to_string(Extract(archive))};
         } catch (const KORException& failure) {
             EXPECT_EQ(failure.GetFunction(), "WindowsAgentCommon::BasicUnTar");
-            EXPECT_THAT(failure.GetLocation(), HasSubstr("FileUtil"));
+            EXPECT_THAT(failure.GetLocation(), testing::HasSubstr("FileUtil"));
             return {failure.GetLastError(), failure.what()};
         }
     }
 };
 
-TEST_F(Tar, ExtractsFoldersAndFilesBelowTheDestinationAndStaysInTheWorkingFolder) {
-    wchar_t before[MAX_PATH], after[MAX_PATH];
-    ::GetCurrentDirectoryW(MAX_PATH, before);
-    const std::string block(512, 'b'), big(700'001, 'x'), name(100, 'n');
-    EXPECT_EQ(
-        Extract(Folder("./") + Folder("./a/b/") + File("a/b/one", "1") + File("block", block) +
-                File("big.", big) + File("empty", "") + File(name, "long") + File("p", "prefixed", "a/b") +
-                File("\xD0\xB6", "utf8") + Header("link", '2', "") + File("after", "2") + kEnd),
-        7U);
-    const std::pair<std::wstring, std::string> files[] = {{L"in\\a\\b\\one", "1"},
-                                                          {L"in\\block", block},
-                                                          {L"in\\big", big},
-                                                          {L"in\\empty", "<none>"},
-                                                          {L"in\\" + std::wstring(100, L'n'), "long"},
-                                                          {L"in\\a\\b\\p", "prefixed"},
-                                                          {L"in\\\x0436", "utf8"},
-                                                          {L"in\\link", "<none>"},
-                                                          {L"in\\after", "2"}};
+TEST_F(Tar, ExtractsFoldersAndFilesBelowTheDestination) {
+    const std::string block(512, 'b'), big(700'001, 'x'), name(100, 'n'), end(1024, '\0');
+    EXPECT_EQ(Extract(Folder("./") + Folder("./a/b/") + File("block", block) + File("big.", big) +
+                      File("empty", "") + File(name, "long") + File("p", "prefixed", "a/b") +
+                      File("\xD0\xB6", "utf8") + Entry("link", '2', "") + Entry("old", '\0', "1", "o") + end),
+              6U);
+    const std::pair<std::wstring, std::string> files[] = {
+        {L"block", block},    {L"big", big},
+        {L"empty", "<none>"}, {std::wstring(100, L'n'), "long"},
+        {L"link", "<none>"},  {L"a\\b\\p", "prefixed"},
+        {L"\x0436", "utf8"},  {L"old", "o"}};
     for (const auto& [path, content] : files)
-        EXPECT_TRUE(temp.Read(path) == content) << temp.Read(path).substr(0, 99);
-    ::GetCurrentDirectoryW(MAX_PATH, after);
-    EXPECT_STREQ(before, after);
-    EXPECT_EQ(Extract(kEnd), 0U);
-    EXPECT_EQ(Extract(""), 0U);
-}
-
-TEST_F(Tar, MissingArchiveOrDestinationIsAnObjectThatDoesNotExist) {
-    temp.Write(L"a.tar", kEnd);
-    EXPECT_THROW(BasicUnTar(temp.Path(L"b.tar"), dest), ObjectDoesNotExistException);
-    EXPECT_THROW(BasicUnTar(temp.Path(L"a.tar"), temp.Path(L"no")), ObjectDoesNotExistException);
-    EXPECT_THROW(BasicUnTar(temp.Path(L"a.tar"), temp.Path(L"a.tar")), ObjectDoesNotExistException);
+        EXPECT_TRUE(temp.Read(L"in\\" + path) == content) << content.substr(0, 99);
+    EXPECT_EQ(Extract("") + Extract(end), 0U);
+    dest = L"C:\\";
+    EXPECT_EQ(Extract(Folder("./")), 0U);
+    for (const wchar_t* const folder : {L"no", L"a.tar"})
+        EXPECT_THROW(BasicUnTar(temp.Path(L"a.tar"), temp.Path(folder)), ObjectDoesNotExistException);
+    EXPECT_THROW(BasicUnTar(temp.Path(L"no"), temp.Path()), ObjectDoesNotExistException);
 }
 
 TEST_F(Tar, DamagedArchivesFailWithTheirReasonAndKeepWhatWasExtracted) {
-    const char* const header =
-        "This does not appear to be a valid tar file, or the file is corrupt "
-        "(file header checksum invalid).";
-    const char* const create =
-        "An error occurred when trying to create an extracted file (f); extraction aborted. "
-        "Reason: Error code ";
-    const char* const folder = "An error occurred when trying to create an extracted directory (";
-    const char* const write =
-        "An error occurred when trying to write one of the files in the archive (f); "
-        "extraction aborted. Reason: Error code 38: ";
+    const std::string header =
+        "This does not appear to be a valid tar file, or the file is corrupt (file header checksum invalid).";
+    const std::string create = "An error occurred when trying to create an extracted file (";
+    const std::string folder = "An error occurred when trying to create an extracted directory (" +
+                               temp.Narrow("in\\whole/sub); extraction aborted. Reason: Error code 183: ");
+    const std::string write =
+        "An error occurred when trying to write one of the files in the archive (f); extraction aborted. "
+        "Reason: Error code 38: ";
     const std::string file = File("f", std::string(600, 'f'));
-    std::string altered = file, noSum = file;
-    altered[3] = 'x';
-    noSum.replace(148, 8, "garbage!");
-    const struct {
-        std::string archive;
-        unsigned long code;
-        const char* text;
-    } rows[] = {
-        {altered, ERROR_INVALID_DATA, header},
-        {noSum, ERROR_INVALID_DATA, header},
+    const std::tuple<std::string, unsigned long, std::string> rows[] = {
+        {std::string(file).replace(3, 1, "x"), ERROR_INVALID_DATA, header},
+        {std::string(file).replace(148, 8, "garbage!"), ERROR_INVALID_DATA, header},
         {file.substr(0, 300), ERROR_HANDLE_EOF, header},
         {file.substr(0, 512), ERROR_HANDLE_EOF, write},
         {file.substr(0, 512 + 599), ERROR_HANDLE_EOF, write},
-        {Header("f", '0', "77777777777") + "few", ERROR_HANDLE_EOF, write},
-        {Header("f", '0', "777777777777"), ERROR_HANDLE_EOF, write},
-        {Header("f", '0', "00000000009"), ERROR_INVALID_DATA, create},
-        {Header("f", '0', std::string("\x80\0\0\0\0\0\0\0\0\0\0\1", 12)), ERROR_INVALID_DATA, create},
-        {Header("f", '0', "-1"), ERROR_INVALID_DATA, create},
-        {Folder("f") + file, ERROR_ACCESS_DENIED, create},
-        {File("no/f", "1"), ERROR_PATH_NOT_FOUND,
-         "An error occurred when trying to create an extracted file (no/f)"},
+        {file.substr(0, 512 + 600), 0, "2"},  // only the padding is missing
+        {Entry("f", '0', "777777777777"), ERROR_HANDLE_EOF, write},
+        {Entry("f", '0', "00000000009"), ERROR_INVALID_DATA,
+         create + "f); extraction aborted. Reason: Error "},
+        {Entry("f", '0', "\x80"), ERROR_INVALID_DATA, create},
+        {Entry("f", '0', "-1"), ERROR_INVALID_DATA, create},
+        {Folder("d") + File("d", "1"), ERROR_ACCESS_DENIED, create},
+        {File("no/f", "1"), ERROR_PATH_NOT_FOUND, create + "no/f)"},
         {Folder("whole/sub"), ERROR_ALREADY_EXISTS, folder},
-        {Header("x", 'x', "00000000010") + std::string(512, 'p'), ERROR_INVALID_DATA, header},
+        {Entry("x", 'x', "10", "pax data is read as a header"), ERROR_INVALID_DATA, header},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(&row - rows);
-        ::DeleteFileW(temp.Path(L"in\\f").c_str());
-        ::RemoveDirectoryW(temp.Path(L"in\\f").c_str());
-        const auto [code, text] = Failure(File("whole", "1") + row.archive);
-        EXPECT_EQ(code, row.code);
-        EXPECT_THAT(text, StartsWith(row.text));
+    for (const auto& [archive, code, text] : rows) {
+        const auto failure = Failure(File("whole", "1") + archive);
+        EXPECT_EQ(failure.first, code);
+        EXPECT_THAT(failure.second, StartsWith(text));
         EXPECT_EQ(temp.Read(L"in\\whole"), "1");
     }
-    EXPECT_EQ(Failure(file.substr(0, 512 + 600)).second,
-              "1");  // the padding may be missing, the data is there
-    temp.Write(L"in\\a.tar", File("a.tar", "self"));
+    const std::string self = File("a.tar", "self");
+    temp.Write(L"in\\a.tar", self);
     EXPECT_THROW(BasicUnTar(temp.Path(L"in\\a.tar"), dest), KORException);
-    EXPECT_EQ(temp.Read(L"in\\a.tar"), File("a.tar", "self"));
+    EXPECT_EQ(temp.Read(L"in\\a.tar"), self);
 }
 
 TEST_F(Tar, NamesThatLeadOutsideOrToDevicesAreRefused) {
     const std::string drive = temp.Narrow("out");
-    for (const std::string& name : {std::string("/out"),
-                                    std::string("\\out"),
-                                    std::string("../out"),
-                                    std::string("a/../../out"),
-                                    std::string("..\\out"),
-                                    std::string(".. /out"),
-                                    std::string("a/..."),
-                                    drive,
-                                    std::string("c:out"),
-                                    std::string("f:stream"),
-                                    std::string("//server/share/out"),
-                                    std::string("\\\\?\\C:\\out"),
-                                    std::string("NUL"),
-                                    std::string("nul.txt"),
-                                    std::string("CON .x"),
-                                    std::string("a/aux/b"),
-                                    std::string("Prn."),
-                                    std::string("com1"),
-                                    std::string("LPT9.tar.gz"),
-                                    std::string("COM\xC2\xB2"),
-                                    std::string("CONIN$"),
-                                    std::string("conout$ "),
-                                    std::string("a?"),
-                                    std::string("a\nb"),
-                                    std::string("sub/")}) {
+    for (const std::string name :
+         {"/out",           "\\out",       "a/../../out", "..\\out",     ".. /out",
+          "a/...",          drive.c_str(), "c:out",       "f:stream",    "//server/share/out",
+          "\\\\?\\C:\\out", "NUL",         "nul.txt",     "CON .x",      "a/aux/b",
+          "Prn.",           "com1",        "LPT9.tar.gz", "COM\xC2\xB2", "CONIN$",
+          "conout$ ",       "a?",          "a\nb"}) {
         SCOPED_TRACE(name);
-        const auto [code, text] = Failure(File(name, "1"));
-        EXPECT_EQ(code, DWORD{ERROR_INVALID_NAME});
-        EXPECT_THAT(text,
-                    HasSubstr("create an extracted file (" + name + "); extraction aborted. Reason: Error"));
-        if (name == "sub/") continue;
-        EXPECT_THAT(Failure(Folder(name)).second, HasSubstr("create an extracted directory ("));
-        EXPECT_EQ(Failure(Header(name, '\0', "")).first, DWORD{ERROR_INVALID_NAME});
+        const std::string text = "An error occurred when trying to create an extracted ";
+        EXPECT_THAT(Failure(File(name, "1")).second, StartsWith(text + "file (" + name + "); extraction ab"));
+        EXPECT_THAT(Failure(Folder(name)).second, StartsWith(text + "directory ("));
+        EXPECT_EQ(Failure(Entry(name, '\0', "")).first, DWORD{ERROR_INVALID_NAME});
     }
-    bool isEmpty = false;
-    EXPECT_EQ(IsDirectoryEmpty(dest, isEmpty), 0U);
-    EXPECT_TRUE(isEmpty);
+    EXPECT_EQ(Failure(File("sub/", "1")).first, DWORD{ERROR_INVALID_NAME});
     EXPECT_FALSE(temp.Has(L"out"));
+    EXPECT_TRUE(::RemoveDirectoryW(dest.c_str()));  // it is empty
+    ::CreateDirectoryW(dest.c_str(), nullptr);
     EXPECT_EQ(Extract(File("console", "1") + File("COM0", "1") + File("nu.l", "1") + File("LPT10", "1")), 4U);
-}
-
-TEST_F(Tar, NothingIsWrittenThroughALink) {
-    const std::wstring out = temp.Path(L"out");
-    ::CreateDirectoryW(out.c_str(), nullptr);
-    const test::FolderLink link(temp.Path(L"in\\link"), out);
+    ::CreateDirectoryW(temp.Path(L"out").c_str(), nullptr);
+    const test::FolderLink link(dest + L"\\link", temp.Path(L"out"));
     ASSERT_TRUE(link.Exists());
-    EXPECT_EQ(Failure(File("link/f", "1")).first, DWORD{ERROR_CANT_ACCESS_FILE});
-    EXPECT_EQ(Failure(Folder("link/d")).first, DWORD{ERROR_CANT_ACCESS_FILE});
-    EXPECT_EQ(Failure(Folder("link")).first, DWORD{ERROR_CANT_ACCESS_FILE});
-    bool isEmpty = false;
-    EXPECT_EQ(IsDirectoryEmpty(out, isEmpty), 0U);
-    EXPECT_TRUE(isEmpty);
+    for (const std::string& entry : {File("link/f", "1"), Folder("link/d"), Folder("link")})
+        EXPECT_EQ(Failure(entry).first, DWORD{ERROR_CANT_ACCESS_FILE});
+    EXPECT_TRUE(::RemoveDirectoryW(temp.Path(L"out").c_str()));
 }
 
 }  // namespace
-}  // namespace WindowsAgentCommon
