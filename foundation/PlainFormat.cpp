@@ -73,7 +73,8 @@ int PlainPrintf(char* buffer, std::size_t size, const char* format, va_list args
     va_list rest;
     va_copy(rest, args);
     bool plain = true;
-    for (const char* at = format; *at != 0 && out != nullptr && plain; ++at) {
+    for (const char* at = format; plain && out != nullptr && *at != 0;
+         ++at) {  // not plain: may be behind the end
         if (*at != '%') {
             out = PutLetter(out, end, *at);
             continue;

@@ -71,7 +71,8 @@ LogDstFile::LogDstFile(const std::string& name, const std::string& cls, const ch
       dropped_(0),
       openFailed_(false),
       writeFailed_(false),
-      writing_(false) {
+      writing_(false),
+      endsInLine_(false) {
     std::strcpy(prefixPattern_, "%m-%d %H:%M:%S");
     makePath();
 }
@@ -177,6 +178,7 @@ bool LogDstFile::writeOut() {
     writing_ = true;
     unsigned long error = 0;
     const std::uint32_t written = std::min(detail::WriteLogFile(handle_, buffer_, waiting, error), waiting);
+    if (written > 0) endsInLine_ = buffer_[written - 1] != '\n';
     if (written < waiting) {
         buffered_ = 0;  // nothing that is half moved may be taken for lines
         std::memmove(buffer_, buffer_ + written, waiting - written);
@@ -331,7 +333,14 @@ void LogDstFile::RollLogs() {
 void LogDstFile::rollIfDue() {
     if (maxFileSize_ == 0 || fileSize_ <= std::uint64_t{rollSlack_} + maxFileSize_) return;
     rollLocked();
-    rollSlack_ = fileSize_ > maxFileSize_ ? Clamped(std::uint64_t{rollSlack_} + maxFileSize_ / 5) : 0;
+    if (fileSize_ <= maxFileSize_) {
+        rollSlack_ = 0;
+        return;
+    }
+    // A file that was far beyond the limit from the beginning would be due again at every line.
+    const std::uint64_t next = std::uint64_t{rollSlack_} + maxFileSize_ / 5,
+                        excess = fileSize_ - maxFileSize_;
+    rollSlack_ = Clamped(excess > next ? excess + maxFileSize_ / 5 : next);
 }
 
 void LogDstFile::rollLocked() {
@@ -343,6 +352,10 @@ void LogDstFile::rollLocked() {
                                       static_cast<int>(fileSize_), static_cast<int>(maxFileSize_),
                                       static_cast<int>(maxIndex_)));
     _close();
+    if (endsInLine_ && buffered_ > 0) {  // a full disk: both halves of a line belong in one file
+        _open();
+        return;
+    }
     const std::size_t name = baseName_.find_last_of('\\') + 1;  // behind the folder that it may begin with
     if (detail::Roll({folder_ + baseName_.substr(0, name), baseName_.substr(name), ext_}, maxIndex_, report))
         fileSize_ = buffered_;

@@ -94,12 +94,18 @@ bool ShiftUp(const RolledNames& names, std::int32_t maxIndex, const RollReport& 
     return moved;
 }
 
+// Whether waiting helps: it does with a file that is held, not with one that is gone, nor with a rolled file
+// 0 that could not be shifted up.
+bool MayPass(DWORD error) {
+    return error != ERROR_FILE_NOT_FOUND && error != ERROR_PATH_NOT_FOUND && error != ERROR_ALREADY_EXISTS;
+}
+
 bool RenameLive(const std::string& from, const std::string& to, const RollReport& report) {
     Report(report, "Renaming %s to %s", from.c_str(), to.c_str());
     for (int attempt = 1;; ++attempt) {
         const DWORD error = Rename(from, to);
         if (error == ERROR_SUCCESS) return true;
-        if (attempt == kRenameAttempts) {
+        if (attempt == kRenameAttempts || !MayPass(error)) {
             ReportRenameFailure(report, from, to, error);
             return false;
         }

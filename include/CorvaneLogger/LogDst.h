@@ -15,7 +15,7 @@ namespace CorvaneLogger {
 /// parameters, lock) and drops every line.
 ///
 /// All texts are UTF-8. Thread rule: every operation may be called from any thread; each destination's own
-/// lock makes one of another. Nothing throws but setup and getParam, and those only std::bad_alloc.
+/// lock makes one of another. Nothing throws but std::bad_alloc.
 ///
 /// A thread that logs while the process is ending, when the system has already ended the other threads, does
 /// not wait for a lock that one of those holds: its line is dropped.

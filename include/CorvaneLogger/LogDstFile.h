@@ -20,7 +20,8 @@ struct FileAccess;
 /// cannot be written (full disk) lines stay in the buffer, and those that find no room are dropped. Dropped
 /// lines are counted, and the count is logged as soon as writing works again. "logger.log" says why, once
 /// until it works again. A file that cannot be rolled is written on, and tried again after each further fifth
-/// of the size limit. A roll waits at most a second for somebody who holds the file open.
+/// of the size limit; so is one that ends in the middle of a line while its rest cannot be written. A roll
+/// waits at most a second for somebody who holds the file open.
 ///
 /// Relative paths are relative to the working folder of the process at its first log destination.
 class CORVANE_API LogDstFile : public LogDst {
@@ -135,6 +136,7 @@ private:
     bool openFailed_;           // told in "logger.log"
     bool writeFailed_;          // told in "logger.log"
     bool writing_;              // the system is at it
+    bool endsInLine_;           // the rest of what was last written is in the buffer
 };
 
 }  // namespace CorvaneLogger

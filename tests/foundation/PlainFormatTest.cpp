@@ -1,10 +1,12 @@
 #include "foundation/PlainFormat.h"
+#include "tests/support/GuardedBuffer.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include <windows.h>
@@ -56,8 +58,10 @@ TEST(PlainFormat, LeavesEverythingElseAlone) {
     char buffer[100];
     for (const char* format :
          {"%5d", "%-d",   "%.2s", "%ls", "%hs", "%S", "%C",  "%f", "%p", "%X",   "%o", "%lld",
-          "%hd", "%I32d", "%Id",  "%;s", "%l%", "%n", "%*d", "%",  "a%", "%I64", "%l"})
-        EXPECT_EQ(Plain(buffer, sizeof buffer, format, nullptr, nullptr), kNotPlain) << format;
+          "%hd", "%I32d", "%Id",  "%;s", "%l%", "%n", "%*d", "%",  "a%", "%I64", "%l"}) {
+        const test::GuardedBuffer guarded(format, std::strlen(format) + 1);
+        EXPECT_EQ(Plain(buffer, sizeof buffer, guarded.Data(), nullptr, nullptr), kNotPlain) << format;
+    }
 }
 
 }  // namespace

@@ -29,58 +29,45 @@ public:
     std::vector<std::string> lines;
 };
 
+void CallAll(ALogger& log) {
+    static constexpr char f[] = "%d%%";
+    const std::string text = "5%";
+    LogNoiseReducer e, w, i, d;
+    log.Fatal(f, 5), log.Error(f, 5), log.Warn(f, 5), log.Info(f, 5);
+    log.InfoX(f, 5), log.Debug(f, 5), log.Trace(f, 5);
+    log.DbgTrc(false, f, 5), log.DbgTrc(true, f, 5), log.ErrorNoFeed(f, 5), log.WarnNoFeed(f, 5);
+    log.Fatal(text), log.Error(text), log.Warn(text), log.Info(text);
+    log.Error(e, f, 5), log.Warn(w, f, 5), log.Info(i, f, 5), log.Debug(d, f, 5);
+    log.Error(e, f, 5), log.Warn(w, f, 5), log.Info(i, f, 5), log.Debug(d, f, 5);  // repeated
+}
+
 TEST(ALogger, CallsPassTheirThresholdWithLevelAndTag) {
-    using A = ALogger;
-    using R = LogNoiseReducer;
-    static constexpr char format[] = "text %d%%";
-    const std::string text = "text 5%";
-    const struct {
-        void (*call)(A&, R& fresh, R& used, const std::string& text);
-        int level;
-        const char* tag;
-    } rows[] = {{[](A& a, R&, R&, auto&) { a.Fatal(format, 5); }, 0, "FATAL"},
-                {[](A& a, R&, R&, auto&) { a.Error(format, 5); }, 100, "ERROR"},
-                {[](A& a, R&, R&, auto&) { a.Warn(format, 5); }, 200, "WARN "},
-                {[](A& a, R&, R&, auto&) { a.Info(format, 5); }, 300, "INFO "},
-                {[](A& a, R&, R&, auto&) { a.InfoX(format, 5); }, 350, "InfoX"},
-                {[](A& a, R&, R&, auto&) { a.Debug(format, 5); }, 400, "DEBUG"},
-                {[](A& a, R&, R&, auto&) { a.Trace(format, 5); }, 500, "TRACE"},
-                {[](A& a, R&, R&, auto&) { a.DbgTrc(false, format, 5); }, 400, "DEBUG"},
-                {[](A& a, R&, R&, auto&) { a.DbgTrc(true, format, 5); }, 500, "TRC_D"},
-                {[](A& a, R&, R&, auto&) { a.ErrorNoFeed(format, 5); }, 1124, "ERROR"},
-                {[](A& a, R&, R&, auto&) { a.WarnNoFeed(format, 5); }, 1224, "WARN "},
-                {[](A& a, R&, R&, auto& t) { a.Fatal(t); }, 0, "FATAL"},
-                {[](A& a, R&, R&, auto& t) { a.Error(t); }, 100, "ERROR"},
-                {[](A& a, R&, R&, auto& t) { a.Warn(t); }, 200, "WARN "},
-                {[](A& a, R&, R&, auto& t) { a.Info(t); }, 300, "INFO "},
-                {[](A& a, R& fresh, R&, auto&) { a.Error(fresh, format, 5); }, 100, "ERROR"},
-                {[](A& a, R& fresh, R&, auto&) { a.Warn(fresh, format, 5); }, 200, "WARN "},
-                {[](A& a, R& fresh, R&, auto&) { a.Info(fresh, format, 5); }, 300, "INFO "},
-                {[](A& a, R& fresh, R&, auto&) { a.Debug(fresh, format, 5); }, 400, "DEBUG"},
-                {[](A& a, R&, R& used, auto&) { a.Error(used, format, 5); }, 400, "DBG_E"},
-                {[](A& a, R&, R& used, auto&) { a.Warn(used, format, 5); }, 400, "DBG_W"},
-                {[](A& a, R&, R& used, auto&) { a.Info(used, format, 5); }, 400, "DBG_I"},
-                {[](A& a, R&, R& used, auto&) { a.Debug(used, format, 5); }, 500, "TRC_D"}};
-    for (const auto& row : rows)
-        for (const int above : {-1, 0, 1, 100}) {
-            SCOPED_TRACE(testing::Message() << row.tag << row.level << ' ' << above);
-            const int threshold = row.level % kNoFeed + above;
-            BaseLogger base("root", threshold);
-            Capture capture;
-            base.AddDest(&capture);
-            ALogger logger("Code.Disk", &base);
-            LogNoiseReducer fresh, used;
-            used.canLog(format);
-            row.call(logger, fresh, used, text);
-            // With DEBUG or TRACE on, InfoX lines need no allowance.
-            const int asked = row.level == kLevelInfoX ? threshold : row.level;
-            const std::size_t on = above >= 0 ? 1 : 0;
-            EXPECT_EQ(capture.asked, std::vector<int>(on, asked));
-            EXPECT_EQ(capture.levels, std::vector<int>(on, row.level));
-            EXPECT_EQ(capture.lines, std::vector<std::string>(on, row.tag + (" Code.Disk : " + text + "\n")));
-            EXPECT_EQ(logger.IsDebugEnabled(), threshold >= 400);
-            EXPECT_EQ(logger.IsTraceEnabled(), threshold >= 500);
+    const std::pair<int, const char*> calls[] = {
+        {0, "FATAL"},   {100, "ERROR"}, {200, "WARN "}, {300, "INFO "},  {350, "InfoX"},  {400, "DEBUG"},
+        {500, "TRACE"}, {400, "DEBUG"}, {500, "TRC_D"}, {1124, "ERROR"}, {1224, "WARN "}, {0, "FATAL"},
+        {100, "ERROR"}, {200, "WARN "}, {300, "INFO "}, {100, "ERROR"},  {200, "WARN "},  {300, "INFO "},
+        {400, "DEBUG"}, {400, "DBG_E"}, {400, "DBG_W"}, {400, "DBG_I"},  {500, "TRC_D"}};
+    for (const int threshold : {-1, 0, 99, 100, 199, 200, 299, 300, 349, 350, 399, 400, 499, 500, 600}) {
+        SCOPED_TRACE(threshold);
+        BaseLogger base("root", threshold);
+        Capture capture;
+        base.AddDest(&capture);
+        ALogger logger("Code.Disk", &base);
+        CallAll(logger);
+        std::vector<int> asked, levels;
+        std::vector<std::string> lines;
+        for (const auto& [level, tag] : calls) {
+            if (level % kNoFeed > threshold) continue;
+            asked.push_back(level == kLevelInfoX ? threshold : level);  // above 350 they need no allowance
+            levels.push_back(level);
+            lines.push_back(tag + std::string(" Code.Disk : 5%\n"));
         }
+        EXPECT_EQ(capture.asked, asked);
+        EXPECT_EQ(capture.levels, levels);
+        EXPECT_EQ(capture.lines, lines);
+        EXPECT_EQ(logger.IsDebugEnabled(), threshold >= 400);
+        EXPECT_EQ(logger.IsTraceEnabled(), threshold >= 500);
+    }
 }
 
 TEST(BaseLogger, MessageThatDoesNotFitIsReplacedAndTheReplacementCut) {
@@ -103,7 +90,6 @@ TEST(BaseLogger, MessageThatDoesNotFitIsReplacedAndTheReplacementCut) {
     expected.emplace_back("a");
     for (std::string& message : expected) message = "INFO  c : " + message + "\n";
     EXPECT_EQ(capture.lines, expected);
-
     base.log(kLevelInfo, "INFO ", x(5000).c_str(), "message", nullptr);
     EXPECT_EQ(capture.lines.back().find("INFO  " + x(2002 - 9) + " : message\n"), 0U)
         << "half a line remains";
@@ -114,19 +100,16 @@ class BaseLoggerTest : public LoggingTest {};
 TEST_F(BaseLoggerTest, DestinationsAreAskedInOrderAndNoneKeepsTheNextFromItsLine) {
     Capture a("a"), b("b"), c("c"), throwing("throws");
     BaseLogger base("root", kLevelInfo);
+    ALogger logger("x", &base);
     EXPECT_FALSE(base.AddDest(nullptr));
     for (Capture* each : {&c, &throwing, &b}) EXPECT_TRUE(base.AddDest(each));
     EXPECT_FALSE(base.AddDest(&a));
-    ALogger logger("x", &base);
     logger.Info("1");
-    EXPECT_EQ(Capture::order, "cb");
     EXPECT_EQ(TakeSideFile(), "log  Destination throws threw an exception\n");
-
-    LogDst* const gap[] = {&a, nullptr, &b, &c};
+    LogDst *const gap[] = {&a, nullptr, &b, &c}, *const four[] = {&b, &a, &b, &c};
     base.SetDests(gap);
     EXPECT_EQ(base.DstCnt(), 1);
     logger.Info("2");
-    LogDst* const four[] = {&b, &a, &b, &c};
     base.SetDests(four);
     EXPECT_EQ(base.DstCnt(), 3);
     logger.Info("3");

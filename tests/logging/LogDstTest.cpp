@@ -2,8 +2,8 @@
 #include "CorvaneLogger/LogDstCons.h"
 #include "CorvaneLogger/LogMonitorDst.h"
 #include "CorvaneLogger/LogReporterDst.h"
-#include "foundation/Win32Handle.h"
 #include "tests/logging/LoggingTest.h"
+#include "tests/support/Thread.h"
 
 #include <atomic>
 #include <cstdio>
@@ -19,38 +19,37 @@ class LogDstTest : public LoggingTest {
 protected:
     struct Stamped : LogDst {
         Stamped() : LogDst("stamped", "x") {}
-        std::string Stamp() {
-            const std::string stamp = getPrefix();
-            return stamp.size() == prefixLen_ ? stamp : "wrong length of " + stamp;
-        }
+        std::string Stamp() { return {getPrefix(), prefixLen_}; }
     };
 };
 
 TEST_F(LogDstTest, StampFollowsThePatternUnlessTheRuntimeCannotKnowIt) {
-    std::vector<std::pair<std::string, std::string>> rows = {
+    const std::string usual = "12:00:00.000 ";
+    const std::pair<std::string, std::string> rows[] = {
         {"", ""},
         {"%Y-%m-%dT%H:%M:%S", "2026-03-01T12:00:00.000 "},
         {"%#d/%j 100%%", "1/060 100%.000 "},
         {"no code at all 12345", "no code at all 12345.000 "},
         {"%A%A%A%A%Aabcde", "SundaySundaySundaySundaySundayabcde.000 "},
-        {"%A%A%A%A%Aabcdef", ".000 "}};  // more than 35 bytes: deliberately no text at all
-    for (const std::string& refused :
-         {std::string("%"), std::string("%H%#"), std::string("%Q"), std::string("%E%H"), std::string(21, 'x'),
-          std::string("%\0", 2), std::string("%H%#\0x", 6)})
-        rows.emplace_back(refused, "12:00:00.000 ");
+        {"%A%A%A%A%Aabcdef", ".000 "},  // more than 35 bytes: deliberately no text at all
+        {"%", usual},
+        {"%H%#", usual},
+        {"%Q", usual},
+        {"%E%H", usual},
+        {std::string(21, 'x'), usual},
+        {std::string("%H%#\0x", 6), usual}};
     for (const auto& [pattern, stamp] : rows)
         for (const char* name : {"Prefix", "CONVERSIONpattern"}) {
             SCOPED_TRACE(pattern);
             Stamped destination;
-            EXPECT_EQ(destination.Stamp(), "12:00:00.000 ");
+            EXPECT_EQ(destination.Stamp(), usual);
             Setup(destination, {{name, pattern}});
             EXPECT_EQ(destination.Stamp(), stamp);
             std::string kept;
             EXPECT_TRUE(destination.getParam(*name == 'P' ? "prefix" : "ConversionPattern", kept));
             EXPECT_EQ(kept, pattern);
         }
-    EXPECT_NE(TakeSideFile().find("12:00:00.000   Prefix %Q of stamped has an unknown code\n"),
-              std::string::npos);
+    EXPECT_NE(TakeSideFile().find(usual + "  Prefix %Q of stamped has an unknown code\n"), std::string::npos);
 }
 
 TEST_F(LogDstTest, StampShowsTheSystemsTimeWhicheverWayItMoves) {
@@ -58,9 +57,9 @@ TEST_F(LogDstTest, StampShowsTheSystemsTimeWhicheverWayItMoves) {
     const struct {
         std::int64_t milliseconds, setBySeconds;
         const char* stamp;
-    } rows[] = {{0, 0, "12:00:00.000 "},  {7, 0, "12:00:00.007 "},     {992, 0, "12:00:00.999 "},
-                {1, 0, "12:00:01.000 "},  {0, -3600, "11:00:01.000 "}, {1, 0, "11:00:01.001 "},
-                {0, -1, "11:00:00.001 "}, {999, 0, "11:00:01.000 "},   {999, -86400, "11:00:01.999 "}};
+    } rows[] = {{0, 0, "12:00:00.000 "},       {7, 0, "12:00:00.007 "},     {992, 0, "12:00:00.999 "},
+                {1, 0, "12:00:01.000 "},       {1, -3600, "11:00:01.001 "}, {0, -1, "11:00:00.001 "},
+                {999, -86400, "11:00:01.000 "}};
     for (const auto& row : rows) {
         clock.AdvanceMilliseconds(row.milliseconds);
         clock.SetBySeconds(row.setBySeconds);
@@ -93,7 +92,6 @@ TEST_F(LogDstTest, ConsoleLinesKeepTheirOrderWithWhatTheHostPrints) {
     LogDstCons console("console", "Console");
     Put(console, "one");
     std::fputs("two\n", stdout);
-    clock.AdvanceMilliseconds(5);
     Setup(console, {{"Prefix", std::string(21, '%')}});
     console.flush(true);
     const std::string flushed = folder.Read(L"screen");
@@ -101,7 +99,7 @@ TEST_F(LogDstTest, ConsoleLinesKeepTheirOrderWithWhatTheHostPrints) {
     for (const int each : {screen, file}) ::_close(each);
     EXPECT_EQ(flushed,
               "12:00:00.000 one\r\ntwo\r\n"
-              "12:00:00.005 INFO  LogDst : Prefix is too long, max is 20\r\n");
+              "12:00:00.000 INFO  LogDst : Prefix is too long, max is 20\r\n");
 }
 
 class LogReporterDstTest : public LoggingTest {
@@ -150,6 +148,14 @@ TEST_F(LogReporterDstTest, FlushLeavesAReportOpenAndLinesGoBetweenItsTexts) {
     Put(reporter, "after");
     reporter.Close();
     EXPECT_EQ(folder.Read(L"r.log"), "one\nline\ntwo\nafter\n") << "nothing is cut without a report";
+    std::atomic<bool> ended{false};
+    const WindowsAgentCommon::test::Thread flushing([&] {
+        while (!ended) reporter.flush(true);
+    });
+    int lost = 0;
+    for (int i = 0; i < 500; ++i) lost += Report(0, "report\n") ? 0 : 1;
+    ended = true;
+    EXPECT_EQ(lost, 0);
 }
 
 TEST_F(LogReporterDstTest, FileAtItsLimitIsRolledBeforeAReportAndOneThatCannotBeOpenedIsTold) {
@@ -167,23 +173,6 @@ TEST_F(LogReporterDstTest, FileAtItsLimitIsRolledBeforeAReportAndOneThatCannotBe
     TakeSideFile();
     for (const std::uint32_t position : {0U, 0xFFFFFFFF}) EXPECT_FALSE(Report(position, "x"));
     EXPECT_EQ(TakeSideFile(), "  ERROR : Unable to re-open stats file " + folder.Narrow("none\\r.log\n"));
-}
-
-std::atomic<bool> ended{false};
-
-DWORD WINAPI FlushUntilEnded(void* reporter) {
-    while (!ended) static_cast<LogReporterDst*>(reporter)->flush(true);
-    return 0;
-}
-
-TEST_F(LogReporterDstTest, FlushingThreadNeverClosesAReport) {
-    const WindowsAgentCommon::detail::KernelHandle thread(
-        ::CreateThread(nullptr, 0, FlushUntilEnded, &reporter, 0, nullptr));
-    int lost = 0;
-    for (int i = 0; i < 500; ++i) lost += Report(0, "report\n") ? 0 : 1;
-    ended = true;
-    ::WaitForSingleObject(thread.Get(), INFINITE);
-    EXPECT_EQ(lost, 0);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/LoggerFactory.h"
 #include "WindowsAgentCommon/TestLogMonitor.h"
+#include "foundation/Win32Handle.h"
 #include "tests/support/FolderLink.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Thread.h"
@@ -65,17 +66,11 @@ protected:
 };
 
 TEST_F(LoggerFactoryTests, InitializeThrowsOnlyForAConfigurationThatCannotBeFound) {
-    const std::wstring rows[] = {L"none\\none.xml", std::wstring(300, L'x')};
-    for (const std::wstring& path : rows) {
-        SCOPED_TRACE(std::string(path.begin(), path.end()));
-        try {
-            factory_.Initialize(path, L"", L"");
-            ADD_FAILURE() << "nothing thrown";
-        } catch (const InitializationException& failure) {
-            EXPECT_THAT(failure.what(), StartsWith("LoggerFactory -  Configuration problem: " +
-                                                   std::string(path.begin(), path.end())));
-            EXPECT_NE(failure.GetLastError(), 0U);
-        }
+    for (const std::wstring& path : {std::wstring(L"none\\none.xml"), std::wstring(300, L'x')}) {
+        const std::string text =
+            "LoggerFactory -  Configuration problem: " + std::string(path.begin(), path.end());
+        EXPECT_THAT([&] { factory_.Initialize(path, L"", L""); },
+                    ::testing::ThrowsMessage<InitializationException>(StartsWith(text)));
         log_->Info("still at work");
         EXPECT_THAT(Logged(), EndsWith("INFO  Code.Test : still at work\n"));
     }
@@ -127,9 +122,7 @@ TEST_F(LoggerFactoryTests, AMonitorMayWaitForAThreadThatLogsAndTwoOfItsCallsMayI
 }
 
 TEST_F(LoggerFactoryTests, AMonitorIsLeftAloneOnceAnotherIsInstalled) {
-    constexpr int kMonitors = 200;
-    std::atomic<int> gone[kMonitors] = {};
-    std::atomic<int> late{0}, calls{0};
+    std::atomic<int> gone[200] = {}, late{0}, calls{0};
     std::atomic<bool> ending{false};
     const auto logMany = [&] {
         while (!ending) log_->Trace("line");
@@ -152,49 +145,49 @@ TEST_F(LoggerFactoryTests, AMonitorIsLeftAloneOnceAnotherIsInstalled) {
 }
 
 TEST_F(LoggerFactoryTests, CleanUpRemovesWhatEarlierVersionsLeftAndNothingElse) {
-    for (const wchar_t* folder : {L"logs", L"data", L"data\\archived_patch_checkpoint_1",
-                                  L"data\\archived_patch_checkpoint_1\\sub", L"data\\other", L"outside"})
-        ASSERT_TRUE(::CreateDirectoryW(folder_.Path(folder).c_str(), nullptr));
-    const wchar_t* const old[] = {L"logs\\Corvane_Code_1.log", L"logs\\Corvane_System_.log",
-                                  L"data\\archived_patch_checkpoint_1\\sub\\a"};
-    const wchar_t* const others[] = {L"logs\\Corvane_1.log", L"logs\\Corvane_Code_1.txt", L"data\\other\\b",
-                                     L"data\\archived_patch_checkpoint", L"outside\\c"};
-    const wchar_t kHeld[] = L"logs\\Corvane_Device_x.log";
-    for (const wchar_t* file : old) folder_.Write(file, "x");
-    for (const wchar_t* file : others) folder_.Write(file, "x");
-    folder_.Write(kHeld, "x");
+    const std::wstring checkpoint = L"data\\archived_patch_checkpoint_1",
+                       kHeld = L"logs\\Corvane_Device_x.log";
+    for (const std::wstring& name : {std::wstring(L"logs"), std::wstring(L"data"), checkpoint,
+                                     checkpoint + L"\\sub", std::wstring(L"outside")})
+        ASSERT_TRUE(::CreateDirectoryW(folder_.Path(name).c_str(), nullptr));
+    const std::wstring old[] = {L"logs\\Corvane_Code_1.log", L"logs\\Corvane_System_.log",
+                                checkpoint + L"\\sub\\a"};
+    const std::wstring others[] = {L"logs\\Corvane_1.log", L"logs\\Corvane_Code_1.txt",
+                                   L"data\\archived_patch_checkpoint", L"outside\\c", kHeld};
+    for (const std::wstring& file : old) folder_.Write(file, "x");
+    for (const std::wstring& file : others) folder_.Write(file, "x");
     const test::FolderLink link(folder_.Path(L"data\\archived_patch_checkpoint_2"), folder_.Path(L"outside"));
     ASSERT_TRUE(link.Exists());
-    const HANDLE held = ::CreateFileW(folder_.Path(kHeld).c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                      OPEN_EXISTING, 0, nullptr);
-    factory_.Initialize(L"", L"logs", L"data");
-    factory_.Initialize(L"", L"", folder_.Path(L"none"));  // waits for the first clean-up
-    factory_.Initialize(L"", L"", L"");
-    ::CloseHandle(held);
-
-    for (const wchar_t* file : old) EXPECT_FALSE(folder_.Has(file)) << file;
-    for (const wchar_t* file : others) EXPECT_TRUE(folder_.Has(file)) << file;
-    EXPECT_FALSE(folder_.Has(L"data\\archived_patch_checkpoint_1"));
+    {
+        const detail::FileHandle held(::CreateFileW(folder_.Path(kHeld).c_str(), GENERIC_READ,
+                                                    FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
+        factory_.Initialize(L"", L"logs", L"data");
+        factory_.Initialize(L"", L"", folder_.Path(L"none"));  // waits for the first clean-up
+        factory_.Initialize(L"", L"", L"");
+    }
+    for (const std::wstring& file : old) EXPECT_FALSE(folder_.Has(file));
+    for (const std::wstring& file : others) EXPECT_TRUE(folder_.Has(file));
+    EXPECT_FALSE(folder_.Has(checkpoint));
     const std::string start = "DEBUG Code.LoggerFactory.Cleanup : ", logs = folder_.Narrow("logs"),
-                      none = folder_.Narrow("none");
-    EXPECT_THAT(Logged(),
+                      none = folder_.Narrow("none"), logged = Logged();
+    EXPECT_THAT(logged,
                 StartsWith(start + "Removing old " + logs + " log files and old " + folder_.Narrow("data") +
                            " archived_patch_checkpoint* folders\n" + start + "Unable to delete content of " +
                            logs + "\\Corvane_Device_*.log  -- Error code 32: "));
-    EXPECT_THAT(Logged(), HasSubstr(start + "Unable to find archived_patch_checkpoint* folders in " + none +
-                                    " -- Error code 3: "));
+    EXPECT_THAT(logged, HasSubstr(start + "Unable to find archived_patch_checkpoint* folders in " + none +
+                                  " -- Error code 3: "));
 }
 
 TEST(TestLogMonitors, AnswerWhatTheyReceived) {
     TestLogMonitor monitor;
     ILogMonitor& any = monitor;
-    any.OnMessage(kMonitorWarn, "Code", "a 1");
     const auto formatted = [&](const char* format, ...) {
         va_list args;
         va_start(args, format);
         any.OnMessage(kMonitorInfo, "Code", format, args);
         va_end(args);
     };
+    any.OnMessage(kMonitorWarn, "Code", "a 1");
     formatted("%ls is %d", L"b", 2);
     any.OnMessage(kMonitorInfo, "Code", std::string(2000, 'x'));
     EXPECT_EQ(monitor.GetMessageCount(), 3U);

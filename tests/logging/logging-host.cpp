@@ -3,106 +3,61 @@
 
 #include "WindowsAgentCommon/Encoding.h"
 #include "tests/logging/StressLog.h"
-#include "tests/support/AllocationCounter.h"
+#include "tests/support/ImportPatch.h"
+#include "tests/support/Thread.h"
 
 #include <cstdio>
-#include <cstring>
+#include <cstdlib>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <vector>
 
 using namespace CorvaneLogger;
-using test::Category;
-using test::Counts;
+using namespace WindowsAgentCommon::test;
+using namespace CorvaneLogger::test;
 
 namespace {
 
-class Threads {
-public:
-    void Start(std::function<void()> body) {
-        bodies_.push_back(std::make_unique<std::function<void()>>(std::move(body)));
-        handles_.push_back(::CreateThread(nullptr, 0, Run, bodies_.back().get(), 0, nullptr));
-    }
-    void Join() {
-        for (const HANDLE handle : handles_) {
-            ::WaitForSingleObject(handle, INFINITE);
-            ::CloseHandle(handle);
-        }
-    }
-
-private:
-    static DWORD WINAPI Run(void* body) { return (*static_cast<std::function<void()>*>(body))(), 0; }
-
-    std::vector<std::unique_ptr<std::function<void()>>> bodies_;
-    std::vector<HANDLE> handles_;
-};
-
-// Threads that go on when main returns, with all that they use.
-Threads& EndlessThreads() { return *std::make_unique<Threads>().release(); }
-
-test::CloseAtEnd closeAtEnd;
-
-// --- a configuration that changes under threads ---
-
-/// Takes lines in memory, and counts those that are not whole.
-class Checker : public LogDst {
-public:
-    Checker() : LogDst("checker", "checker") {}
-    void log(int, const char* category, const char* line, unsigned length, const char* message) override {
-        const std::string text(line, length);
-        const std::size_t at = text.size() - std::strlen(message);
-        const bool whole = text.compare(at - 3, 3, " : ") == 0 && text.compare(6, at - 9, category) == 0 &&
-                           text.compare(text.size() - 5, 5, " end\n") == 0;
-        if (!whole) ++torn;
-    }
-    std::atomic<int> torn{0};
-};
-
-void ChangeEverything(LogDstFile& file, Checker& checker, int round) {
-    CV_Logger& registry = CV_Logger::TheLogger();
-    LogDst* const slots[3][4] = {{&file}, {&file, &checker}, {&checker, &file}};
-    registry.flushDsts();
-    const int level = round % 2 == 0 ? kLevelInfo : kLevelTrace;
-    registry.addBaseLogger("Stress", level)->SetDests(slots[round % 3]);
-    registry.addBaseLogger(Category(round % 16), level)->SetDests(slots[(round + 1) % 3]);
-    registry.FixBaseLoggers();
-    if (round % 64 == 0 && round < 64 * 20) file.RollLogs();
-}
+/// Starts a thread that goes on when main returns.
+void StartEndless(std::function<void()> work) { std::make_unique<Thread>(std::move(work)).release(); }
 
 int ManyThreads() {
-    LogDstFile& file = test::UseFile("1300000");
-    Checker checker;
+    CV_Logger& registry = CV_Logger::TheLogger();
+    LogDstFile& file = UseFile("1300000");
+    LogDst nothing("nothing", "x");
+    LogDst* const slots[3][4] = {{&file}, {&file, &nothing}, {&nothing, &file}};
     std::atomic<int> running{16}, rounds{0};
-    CV_Logger::TheLogger().open();
-    Threads threads;
-    for (int thread = 0; thread < 16; ++thread) {
-        threads.Start([thread, &running, &rounds] {
+    registry.open();
+    std::vector<std::unique_ptr<Thread>> threads;
+    for (int thread = 0; thread < 16; ++thread)
+        threads.push_back(std::make_unique<Thread>([thread, &running, &rounds] {
             ALogger& logger = CV_Logger::Logger(Category(thread));
             for (int line = 0; line < 50'000; ++line) {
-                logger.Info(test::kLineFormat, 0, thread, line);
+                Log(logger, 0, thread, line);
                 while (line == 25'000 && rounds < 16) ::SwitchToThread();  // changes must not come too late
             }
             --running;
-        });
+        }));
+    for (int round = 0; running > 0; round = ++rounds) {
+        const int level = round % 2 == 0 ? kLevelInfo : kLevelTrace;
+        registry.flushDsts();
+        registry.addBaseLogger("Stress", level)->SetDests(slots[round % 3]);
+        registry.addBaseLogger(Category(round % 16), level)->SetDests(slots[(round + 1) % 3]);
+        registry.FixBaseLoggers();
+        if (round % 64 == 0 && round < 64 * 20) file.RollLogs();
     }
-    while (running > 0) ChangeEverything(file, checker, rounds++);
-    threads.Join();
-    CV_Logger::TheLogger().close();
-    return checker.torn == 0 ? 0 : 2;
+    threads.clear();
+    return registry.close();
 }
-
-// --- a process to be killed ---
 
 /// Two threads log, flush, and tell the lines that were flushed: "thread count".
 int UntilKilled(int process) {
-    test::UseFile("20000");
+    UseFile("20000");
     CV_Logger::TheLogger().open();
     const auto work = [process](int thread) {
         ALogger& logger = CV_Logger::Logger(Category(thread));
         for (int line = 0;;) {
-            for (const int stop = line + 50; line < stop; ++line)
-                logger.Info(test::kLineFormat, process, thread, line);
+            for (const int stop = line + 50; line < stop; ++line) Log(logger, process, thread, line);
             CV_Logger::TheLogger().flushDsts();
             const std::string told = std::to_string(thread) + " " + std::to_string(line) + "\n";
             DWORD written = 0;
@@ -110,30 +65,38 @@ int UntilKilled(int process) {
                         &written, nullptr);
         }
     };
-    EndlessThreads().Start([&work] { work(0); });
+    StartEndless([&work] { work(0); });
     work(1);
     return 0;
 }
 
 // --- ends ---
 
+struct AtEnd {
+    bool closes = false;
+    ~AtEnd() {
+        if (!closes) return;
+        LogAndCount(0, 0);
+        CV_Logger::TheLogger().close();
+    }
+} atEnd;
+
 // Four threads, each with its thousandth line behind it, in the middle of logging and rolling.
-void LogForEver(Counts& counts) {
-    test::UseFile("1000000");
-    Threads& threads = EndlessThreads();
-    for (int thread = 0; thread < Counts::kThreads; ++thread)
-        threads.Start([thread, counts]() mutable {
-            for (;;) counts.Log(0, thread);
+void LogForEver() {
+    UseFile("1000000");
+    for (int thread = 0; thread < 4; ++thread)
+        StartEndless([thread] {
+            for (;;) LogAndCount(0, thread);
         });
-    for (int thread = 0; thread < Counts::kThreads; ++thread)
-        while (counts.Of(0, thread) < 1000) ::SwitchToThread();
+    for (int thread = 0; thread < 4; ++thread)
+        while (Count(0, thread) < 1000) ::SwitchToThread();
 }
 
 // A thread that waits, within the destination's lock, for a file that cannot be renamed.
 void RollForEver(LogDstFile& file) {
     ::CreateFileW(L"main.log", GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0,
                   nullptr);
-    EndlessThreads().Start([&file] {
+    StartEndless([&file] {
         for (;;) file.RollLogs();
     });
     for (std::string told; told.find("Renaming") == std::string::npos;) {
@@ -143,47 +106,57 @@ void RollForEver(LogDstFile& file) {
 }
 
 int End(const std::string& mode) {
-    static Counts counts;
     CV_Logger& registry = CV_Logger::TheLogger();
-    LogDstFile& file = test::UseFile("0");
+    LogDstFile& file = UseFile("0");
     if (mode != "never-opened") registry.open();
-    for (int line = 0; line < 100; ++line) counts.Log(0, 0);
-    if (mode == "closed" || mode == "closed-twice") registry.close();
-    if (mode == "closed-twice") registry.close();
-    if (mode == "closed") counts.Log(0, 0);
-    if (mode == "closes-static") closeAtEnd = {true, &counts};
-    if (mode == "logging") LogForEver(counts);
+    for (int line = 0; line < 100; ++line) LogAndCount(0, 0);
+    if (mode == "closed") registry.close(), registry.close(), LogAndCount(0, 0);
+    if (mode == "logging") LogForEver();
     if (mode == "rolling") RollForEver(file);
+    atEnd.closes = mode == "closes-static";
     return 0;
 }
 
 // --- allocations ---
 
+std::atomic<int> allocations{0};
+
+void* Malloc(std::size_t size) { return ++allocations, std::malloc(size); }
+void* Calloc(std::size_t count, std::size_t size) { return ++allocations, std::calloc(count, size); }
+void* Realloc(void* memory, std::size_t size) { return ++allocations, std::realloc(memory, size); }
+void* WINAPI OfHeap(HANDLE heap, DWORD flags, SIZE_T size) {
+    return ++allocations, ::HeapAlloc(heap, flags, size);
+}
+
+template <class Function>
+void Watch(const char* name, Function* function) {
+    for (const wchar_t* dll : {L"CorvaneCommon.dll", L"libstdc++-6.dll", L"libACE.dll"}) try {
+            std::make_unique<ImportPatch<Function>>(dll, name, function).release();
+        } catch (const std::runtime_error&) {  // not each of them calls every function
+        }
+}
+
 int AllocationsOfLines(const char* instant, LogDst* only) {
-    LogDstFile& file = test::UseFile("0");
     std::map<std::string, std::string> params = {{"Instant", instant}, {"Prefix", "%m-%d %H:%M:%S"}};
-    file.setup(params);
-    LogDst* const destinations[4] = {only != nullptr ? only : &file};
+    LogDst* const destinations[4] = {only};
+    only->setup(params);
     CV_Logger::TheLogger().findBaseLogger("root", false)->SetDests(destinations);
     ALogger& logger = CV_Logger::Logger("Allocations");
     int before = 0;
     for (int line = -1; line < 1000; ++line) {
-        if (line == 0) before = WindowsAgentCommon::test::AllocationCounter::Count();
+        if (line == 0) before = allocations;
         logger.Info("%d %s %I64d %5.2f %ls", line, "text", -5'000'000'000LL, 3.14159, L"wide");
     }
-    return WindowsAgentCommon::test::AllocationCounter::Count() - before;
+    return allocations - before;
 }
 
 int Allocations() {
-    using Counter = WindowsAgentCommon::test::AllocationCounter;
-    for (const wchar_t* dll :
-         {L"CorvaneCommon.dll", L"libstdc++-6.dll", L"libACE.dll", L"libgcc_s_dw2-1.dll"})
-        if (!Counter::Watch(dll)) return 1;
-    LogDst* const console = CV_Logger::TheLogger().findLogDst("console");
-    const int buffered = AllocationsOfLines("false", nullptr), instant = AllocationsOfLines("true", nullptr),
-              onConsole = AllocationsOfLines("true", console), before = Counter::Count();
+    Watch("malloc", Malloc), Watch("calloc", Calloc), Watch("realloc", Realloc), Watch("HeapAlloc", OfHeap);
+    LogDst *const file = &UseFile("0"), *const console = CV_Logger::TheLogger().findLogDst("console");
+    const int buffered = AllocationsOfLines("false", file), instant = AllocationsOfLines("true", file),
+              onConsole = AllocationsOfLines("true", console), before = allocations;
     WindowsAgentCommon::ToUTF8(std::wstring(1000, L'x'));
-    std::printf("%d %d %d %s", buffered, instant, onConsole, Counter::Count() > before ? "counts" : "blind");
+    std::printf("%d %d %d %s", buffered, instant, onConsole, allocations > before ? "counts" : "blind");
     return 0;
 }
 

@@ -5,16 +5,23 @@
 using namespace CorvaneLogger;
 
 namespace {
-test::CloseAtEnd closeAtEnd;
-}
 
-/// Opens the registry and logs. Then closes it, or lets its static objects do that at the end of the process,
-/// or does neither.
-extern "C" __declspec(dllexport) void Work(int process, bool close, bool closeLater) {
-    static test::Counts counts;
+// No line then: a lock that the ended flushing thread holds drops it.
+struct AtEnd {
+    bool closes = false;
+    ~AtEnd() {
+        if (closes) CV_Logger::TheLogger().close();
+    }
+} atEnd;
+
+}  // namespace
+
+/// Opens the registry and logs. Then closes it ('n': now), or lets its static objects do that at the end of
+/// the process ('l': later), or does neither.
+extern "C" __declspec(dllexport) void Work(int process, char close) {
     test::UseFile("0");
     CV_Logger::TheLogger().open();
-    for (int line = 0; line < 100; ++line) counts.Log(process, 0);
-    if (close) CV_Logger::TheLogger().close();
-    closeAtEnd.wanted = closeLater;  // no line then: a lock that the ended flushing thread holds drops it
+    for (int line = 0; line < 100; ++line) test::LogAndCount(process, 0);
+    if (close == 'n') CV_Logger::TheLogger().close();
+    atEnd.closes = close == 'l';
 }
