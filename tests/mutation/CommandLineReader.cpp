@@ -9,7 +9,8 @@ using namespace WindowsAgentCommon::test;
 namespace {
 
 void Read(const char* bytes, std::size_t size) {
-    const std::wstring texts(reinterpret_cast<const wchar_t*>(bytes), size / sizeof(wchar_t));
+    std::wstring texts(size / sizeof(wchar_t), L'\0');
+    std::memcpy(texts.data(), bytes, texts.size() * sizeof(wchar_t));
     SampleCommandLine line;
     if (line.Parse(texts) == "failed") return;
     Require(line.Verify(), "the end is not the end");
