@@ -158,6 +158,7 @@ TEST_F(LogConfig, IsReadAgainAtEvery22ndPassWhenItsTimeHasChangedWhereverTheWork
     };
     const std::string before = Appender("a") + Category("Code", Ref("a"));
     Write(before, 1);
+    EXPECT_EQ(Served(), "root 300 ") << "and the handle moves";
     EXPECT_TRUE(Set("config.xml"));
     EXPECT_EQ(Served(), "Code 300 a");
     Write(Appender("b") + Category("Code", Priority("WARN") + Ref("b")), 2);

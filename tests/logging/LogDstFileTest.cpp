@@ -110,58 +110,42 @@ TEST_F(LogDstFileTest, SettingsAreToldAndWrongNumbersRefused) {
     const std::string defaults =
         sending("lvl 500 rolling 1 files at 20000000 bytes, InfoX start 300/5000 next every 900 secs 60/200");
     EXPECT_EQ(TakeSideFile(), defaults);
-    for (const char* name : {"MaxFileSize", "MaxIndex", "InfoX.nextMax"})
-        for (const char* value : {"", "-1", "+1", "1x", " 1", "4294967296", "18446744073709551617"}) {
-            Setup(file, {{name, value}});
-            EXPECT_EQ(TakeSideFile(), std::string("03-01 12:00:00.000   ") + name +
-                                          " of d is no number that can be used: " + value + "\n" + defaults);
-        }
-    Setup(file, {{"MaxIndex", "2147483648"}, {"MaxFileSize", "4294967295"}});
-    EXPECT_NE(TakeSideFile().find("rolling 1 files at -1 bytes"), std::string::npos);
-    Setup(file, {{"level", "InfoX"},
-                 {"maxfilesize", "0"},
-                 {"MaxIndex", "2147483647"},
-                 {"InfoX.startlen", "001"},
-                 {"InfoX.startmax", "2"},
-                 {"InfoX.nextevery", "3"},
-                 {"InfoX.nextLEN", "4"},
-                 {"INFOX.nextMax", "5"}});
-    EXPECT_EQ(TakeSideFile(), sending("lvl 350 rolling 2147483647 files at 0 bytes, InfoX start 1/2 next "
-                                      "every 3 secs 4/5"));
+    for (const char* value : {"", "-1", "+1", "1x", " 1", "4294967296", "18446744073709551617"}) {
+        Setup(file, {{"MaxFileSize", value}});
+        EXPECT_EQ(TakeSideFile(), "03-01 12:00:00.000   MaxFileSize of d is no number that can be used: " +
+                                      std::string(value) + "\n" + defaults);
+    }
+    Params params = {{"level", "InfoX"}, {"maxfilesize", "4294967295"}, {"MaxIndex", "2147483648"}};
+    for (const char* name : {"startlen", "startmax", "nextevery", "nextLEN", "NEXTMax"})
+        params["InfoX." + std::string(name)] = "00" + std::to_string(params.size());
+    Setup(file, params);
+    EXPECT_NE(
+        TakeSideFile().find("lvl 350 rolling 1 files at -1 bytes, InfoX start 3/4 next every 5 secs 6/7\n"),
+        std::string::npos);
 }
 
 TEST_F(LogDstFileTest, InfoXLinesAreTakenWithinTheirWindows) {
-    struct Row {
-        int seconds, calls, taken;
-    };
-    // The defaults, among them a long silence that the windows catch up with one by one, then others.
-    const std::pair<Params, std::vector<Row>> tables[] = {
+    // Seconds, calls, lines taken: the defaults, among them a long silence that the windows catch up with one
+    // by one, then others.
+    const std::pair<Params, const char*> tables[] = {
         {{{"InfoX.startLen", "300"}, {"InfoX.startMax", "5000"}},
-         {{0, 4990, 4990},
-          {299, 20, 10},
-          {300, 300, 0},
-          {899, 300, 0},
-          {900, 150, 150},
-          {959, 100, 50},
-          {960, 300, 0},
-          {6300, 5, 0},
-          {6300, 201, 200}}},
-        {{{"InfoX.startMax", "0"}, {"InfoX.nextMax", "0"}}, {{0, 9, 0}, {900, 9, 0}, {901, 9, 0}}},
-        {{{"InfoX.startMax", "7"}, {"InfoX.startLen", "11"}}, {{0, 5, 5}, {10, 5, 2}, {11, 5, 0}}},
-        {{{"InfoX.startLen", "5"}, {"InfoX.nextEvery", "10"}, {"InfoX.nextLen", "4"}, {"InfoX.nextMax", "3"}},
-         {{0, 9, 9}, {10, 9, 3}, {14, 1, 0}, {20, 9, 3}}}};
+         "0 4990 4990  299 20 10  300 300 0  899 300 0  900 150 150  959 100 50  960 300 0  6300 5 0  6300 "
+         "201 200"},
+        {{{"InfoX.startMax", "0"}, {"InfoX.nextMax", "0"}}, "0 9 0  900 9 0  901 9 0"},
+        {{{"InfoX.startMax", "7"}, {"InfoX.startLen", "11"}}, "0 5 5  10 5 2  11 5 0"},
+        {{{"InfoX.nextEvery", "400"}, {"InfoX.nextLen", "4"}, {"InfoX.nextMax", "3"}},
+         "300 1 0  403 9 3  404 1 0"}};
     for (const auto& [params, rows] : tables) {
-        SCOPED_TRACE(testing::PrintToString(params));
+        SCOPED_TRACE(rows);
         File file("d", {{"Level", "FATAL"}});
-        int now = 0;
-        for (const Row& row : rows) {
-            clock.AdvanceSeconds(row.seconds - now);
-            clock.SetBySeconds(row.seconds % 2 == 0 ? 3600 : -3600);  // nobody's business here
-            now = row.seconds;
-            Setup(file, params);  // given again it grants nothing anew
+        std::istringstream row(rows);
+        for (int now = 0, seconds, calls, expected; row >> seconds >> calls >> expected; now = seconds) {
+            clock.AdvanceSeconds(seconds - now);
+            clock.SetBySeconds(seconds % 2 == 0 ? 3600 : -3600);  // nobody's business here
+            Setup(file, params);                                  // given again it grants nothing anew
             int taken = 0;
-            for (int i = 0; i < row.calls; ++i) taken += file.accept(kLevelInfoX) ? 1 : 0;
-            EXPECT_EQ(taken, row.taken) << row.seconds;
+            for (int i = 0; i < calls; ++i) taken += file.accept(kLevelInfoX) ? 1 : 0;
+            EXPECT_EQ(taken, expected) << seconds;
         }
     }
 }
