@@ -70,10 +70,11 @@ private:
 /// lock, and no handler is called under it. Nothing blocks but the destructor.
 ///
 /// Lifetime: made and destroyed while the ACE runtime runs (the constructor starts it if need be), outside
-/// DllMain. The process may end while a scheduler is running; nobody waits for its thread then. Of ACE's
-/// adapter, schedule() and cancel() are not for callers (the queue has times and ids of its own), the queue
-/// must not be replaced nor the task activated again, thr_id() is not set, and deactivate() ends dispatching
-/// for good.
+/// DllMain: a module that is unloaded while the process goes on has destroyed its own before, since the
+/// thread cannot end under the loader's lock. The process may end while a scheduler is running; nobody waits
+/// for its thread then. Of ACE's adapter, schedule() and cancel() are not for callers (the queue has times
+/// and ids of its own), the queue must not be replaced nor the task activated again, thr_id() is not set, and
+/// deactivate() ends dispatching for good.
 class CORVANE_API Scheduler : public ACE_Thread_Timer_Queue_Adapter<ACE_Timer_Heap> {
 public:
     /// First expiries "now" are now: jitter is off (its range would be 0 to 1000 ms). Starts the thread.
