@@ -19,6 +19,7 @@ using Guard = ACE_Guard<ACE_Recursive_Thread_Mutex>;
 
 constexpr long kJitterMs = 1000;
 constexpr unsigned int kStopPauseMs = 100;
+
 ACE_Thread_Manager* ThreadManager() {
     EnsureAceInitialized();
     return ACE_Thread_Manager::instance();

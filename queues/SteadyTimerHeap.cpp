@@ -1,6 +1,7 @@
 #include "queues/SteadyTimerHeap.h"
 
 #include "CorvaneLogger/CV_Logger.h"
+#include "WindowsAgentCommon/KORException.h"
 #include "foundation/Clock.h"
 #include "logging/ProcessEnd.h"
 #include "queues/AceTime.h"
@@ -32,6 +33,12 @@ std::uint32_t NextSerial() noexcept {
     return ++last;
 }
 
+/// One that is not counted may be gone as soon as it is called or has no timer any more.
+bool IsCounted(ACE_Event_Handler& handler) {
+    return handler.reference_counting_policy().value() ==
+           ACE_Event_Handler::Reference_Counting_Policy::ENABLED;
+}
+
 }  // namespace
 
 SteadyTimerHeap::SteadyTimerHeap()
@@ -41,6 +48,7 @@ SteadyTimerHeap::SteadyTimerHeap()
       lastStamp_(0),
       waiting_(false),
       stopped_(false),
+      closed_(false),
       log_(CorvaneLogger::CV_Logger::Logger("Code.Scheduler")) {
     // ACE gives ids in turn, 0 when it has come round. A node that is neither in the heap nor freed keeps its
     // id for good.
@@ -67,6 +75,7 @@ SteadyTimerHeap::Timer SteadyTimerHeap::Add(ACE_Event_Handler* handler, const vo
     const std::int64_t at = now + std::clamp<std::int64_t>(wait, 0, kLongest) - Origin();
     const std::int64_t every = std::clamp<std::int64_t>(Ticks(interval), 0, kLongest);
     const Guard guard(mutex());
+    if (closed_) throw KORException(__FILE__, __FUNCTION__, __LINE__, "The scheduler has ended");
     // Rounded up: a timer never fires early.
     const long id = schedule(handler, act, AceTime(at + kTicksPerMicrosecond - 1), AceTime(every));
     if (id == -1) throw std::bad_alloc();
@@ -77,7 +86,10 @@ ACE_Event_Handler_var SteadyTimerHeap::Remove(const Timer& timer, ACE_Event_Hand
     const Guard guard(mutex());
     const auto id = static_cast<std::size_t>(timer.id);
     if (timer.id <= 0 || id >= stamps_.size() || stamps_[id] != timer.stamp) return ACE_Event_Handler_var();
-    handler->add_reference();
+    if (IsCounted(*handler))
+        handler->add_reference();
+    else
+        handler = nullptr;
     cancel(timer.id);
     return ACE_Event_Handler_var(handler);
 }
@@ -157,9 +169,7 @@ bool SteadyTimerHeap::ExpireOne(const ACE_Time_Value& now) {
         if (due.recurring_timer_) due.type_->add_reference();
     }
     ACE_Event_Handler* const handler = due.type_;
-    // Asked for beforehand: one that is not counted may be gone after its call.
-    const bool counted =
-        handler->reference_counting_policy().value() == ACE_Event_Handler::Reference_Counting_Policy::ENABLED;
+    const bool counted = IsCounted(*handler);
     Guarded([&] {
         if (handler->handle_timeout(AceTime(SystemTicks() - kTicksTo1970), due.act_) != -1) return;
         cancel(handler);
@@ -175,6 +185,7 @@ int SteadyTimerHeap::close() {
         ACE_Event_Handler* handler = nullptr;
         {
             const Guard guard(mutex());
+            closed_ = true;  // a handler that schedules when it is closed would be closed without end
             auto* const node = remove_first();
             if (node == nullptr) return 0;
             handler = node->get_type();
@@ -189,10 +200,15 @@ void SteadyTimerHeap::Guarded(Call call) noexcept {
     try {
         call();
     } catch (const std::exception& failure) {
-        log_.Error(noise_, "A timer's handler failed: %s", failure.what());
+        Report(failure.what());
     } catch (...) {
-        log_.Error(noise_, "A timer's handler failed with an unknown exception");
+        Report("unknown exception");
     }
+}
+
+// The reducer's one call site.
+void SteadyTimerHeap::Report(const char* failure) noexcept {
+    log_.Error(noise_, "A timer's handler failed: %s", failure);
 }
 
 }  // namespace WindowsAgentCommon::detail

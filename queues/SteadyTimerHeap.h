@@ -36,13 +36,12 @@ public:
 
     /// now: the steady time, which the caller has read already. wait: ticks from now on. Waits and intervals
     /// beyond 30 years are brought down to that, those below 0 up to it.
-    /// Throws std::bad_alloc.
+    /// Throws std::bad_alloc, and KORException after close.
     Timer Add(ACE_Event_Handler* handler, const void* act, std::int64_t now, std::int64_t wait,
               const ACE_Time_Value& interval);
 
     /// Cancels a timer if it is still there. handler: the timer's; not touched when the timer is gone.
-    /// Returns a reference to it, to be dropped outside of all locks, or an empty one when there was no
-    /// timer.
+    /// Returns a counted handler's reference, to be dropped outside of all locks; otherwise an empty one.
     ACE_Event_Handler_var Remove(const Timer& timer, ACE_Event_Handler* handler) noexcept;
 
     std::uint32_t Serial() const noexcept {
@@ -63,8 +62,8 @@ public:
     /// Calls the handlers that are due at now, stopped or not. Returns how many calls that were.
     int expire(const ACE_Time_Value& now) override;
 
-    /// Removes all timers and calls their handlers' handle_close. Does nothing when the process is ending:
-    /// a thread that is no more may hold the lock.
+    /// Removes all timers, for good, and calls their handlers' handle_close. Does nothing when the process is
+    /// ending: a thread that is no more may hold the lock.
     int close() override;
 
 protected:
@@ -77,6 +76,7 @@ private:
     int MillisecondsToNext();
     template <class Call>
     void Guarded(Call call) noexcept;
+    void Report(const char* failure) noexcept;
 
     ACE_Timer_Node_T<ACE_Event_Handler*>* zero_;  // has the id 0, outside the heap
     const std::uint32_t serial_;
@@ -85,6 +85,7 @@ private:
     bool waiting_;                       // a timer that comes first must wake the thread; under mutex()
     ACE_Auto_Event wake_;
     std::atomic<bool> stopped_;
+    bool closed_;  // under mutex()
     CorvaneLogger::ALogger& log_;
     CorvaneLogger::LogNoiseReducer noise_;
 };

@@ -25,7 +25,7 @@ enum WHAT2DO : int {
 /// and begins the next one. The disposition counts the fits of the period that rose less those that fell: the
 /// check's own, and one for each call of UpdateDisposition, which an owner may make after each sample.
 ///
-/// A check of a full period, and any check with at least 100 messages a thread, decides in this order:
+/// A check of a full period, and any check with more than 100 messages a thread, decides in this order:
 /// - falling behind: the disposition is at least the high limit and more than 5 messages a thread wait, or at
 ///   least 100 a thread do, which is the case for no threads at all;
 /// - too many: the disposition is at most the low limit, or fewer than 2 messages a thread wait;
@@ -77,7 +77,7 @@ private:
     double lastSlope_;
 
 public:
-    std::uint32_t minimumSamples;       ///< A period with fewer decides only on a hundredfold backlog; above
+    std::uint32_t minimumSamples;       ///< A period with fewer decides only on more than 100 a thread; above
                                         ///< the capacity, no other one ever does.
     std::int16_t lowDispositionLimit;   ///< "Too many" at or below it.
     std::int16_t highDispositionLimit;  ///< "Falling behind" at or above it, with more than 5 a thread.

@@ -11,9 +11,8 @@ namespace WindowsAgentCommon {
 /// The queue of message blocks that components hand work over with: ACE's thread-safe queue with limits of
 /// the library's own. Everything but the constructor is ACE's, unchanged:
 ///
-/// - A new queue is activated and empty. Its high and low water mark are both 16384 bytes, deliberately
-/// equal:
-///   there is no band between them. Callers that need more room raise both after construction.
+/// - A new queue is activated and empty. Its high and low water mark are both 16384 bytes: deliberately there
+///   is no band between them. Callers that need more room raise both after construction.
 /// - An enqueue that finds the marks reached waits until dequeues have brought the bytes held below them. The
 ///   block that crosses them is taken whatever its size, so the bytes held exceed the mark by less than that
 ///   block. Bytes are those of the blocks' contents (total_size), not of their headers.

@@ -70,9 +70,11 @@ private:
 /// lock, and no handler is called under it. Nothing blocks but the destructor.
 ///
 /// Lifetime: made and destroyed while the ACE runtime runs (the constructor starts it if need be), outside
-/// DllMain. The process may end while a scheduler is running; nobody waits for its thread then. Of ACE's
-/// adapter, schedule() and cancel() are not for callers (the queue has times and ids of its own), the queue
-/// must not be replaced nor the task activated again, and deactivate() ends dispatching for good.
+/// DllMain: a module that is unloaded while the process goes on has destroyed its own before, since the
+/// thread cannot end under the loader's lock. The process may end while a scheduler is running; nobody waits
+/// for its thread then. Of ACE's adapter, schedule() and cancel() are not for callers (the queue has times
+/// and ids of its own), the queue must not be replaced nor the task activated again, thr_id() is not set, and
+/// deactivate() ends dispatching for good.
 class CORVANE_API Scheduler : public ACE_Thread_Timer_Queue_Adapter<ACE_Timer_Heap> {
 public:
     /// First expiries "now" are now: jitter is off (its range would be 0 to 1000 ms). Starts the thread.
@@ -89,8 +91,9 @@ public:
 
     /// Stops dispatching, waits 100 ms, and until a handler that is running has returned and the thread has
     /// ended. No handler is called any more, but those of timers still scheduled get handle_close as above,
-    /// in the calling thread. When the process is ending and the system has ended the thread already, none
-    /// of this happens: nobody is waited for, no handler is called.
+    /// once for each timer, in the calling thread; scheduling from there throws KORException. When the
+    /// process is ending and the system has ended the thread already, none of this happens: nobody is waited
+    /// for, no handler is called.
     ~Scheduler() override;
 
     /// Schedules a timer. handler: not owned, not null; see above for how long it must live. act: handed back
@@ -117,7 +120,8 @@ public:
 
     /// Gives a timer another interval, with a new identifier. Its next expiry stays if it lies ahead, and
     /// becomes now plus the interval if it has come or passed, which a timer that has fired already always
-    /// has. A cancelled timer, and one that has ended by itself, is scheduled anew this way. Throws
+    /// has. A cancelled timer, and one that has ended by itself, is scheduled anew this way (its handler
+    /// must still live then, which such a timer does not see to). Throws
     /// ObjectDoesNotExistException when the handle is empty or another scheduler's; std::bad_alloc, and the
     /// timer is cancelled then.
     void ResetInterval(std::shared_ptr<ScheduleInfo>& handle, const ACE_Time_Value& interval);

@@ -21,6 +21,10 @@ public:
         act_ = act;
         return action_();
     }
+    Reference_Count remove_reference() override {
+        ++releases_;
+        return ACE_Event_Handler::remove_reference();
+    }
     int handle_close(ACE_HANDLE, ACE_Reactor_Mask mask) override {
         closed_ += mask == TIMER_MASK ? 1 : 100;
         return onClose_();
@@ -35,7 +39,7 @@ public:
     std::function<int()> action_, onClose_ = [] { return 0; };
     std::vector<ACE_Time_Value> calls_;
     const void* act_ = nullptr;
-    int closed_ = 0;
+    int closed_ = 0, releases_ = 0;
 
 private:
     bool* gone_ = nullptr;

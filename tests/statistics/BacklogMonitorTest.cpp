@@ -2,28 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include "CorvaneLogger/LogDst.h"
-
 #include <algorithm>
+#include <regex>
+
+#include "tests/support/LogLines.h"
 
 namespace WindowsAgentCommon {
 namespace {
 
-/// A logger whose lines can be read.
-struct RecordingLog : CorvaneLogger::LogDst {
-    RecordingLog() : LogDst("recorder", "Recorder") { base.AddDest(this); }
-    bool accept(int) override { return true; }
-    void log(int level, const char*, const char*, unsigned int, const char* message) override {
-        lines += std::to_string(level) + " " + message;
-    }
-    CorvaneLogger::BaseLogger base{"Code", CorvaneLogger::kLevelTrace};
-    CorvaneLogger::ALogger logger{"Code.Backlog", &base};
-    Log handle{logger};
-    std::string lines;
-};
-
 struct BacklogMonitorTest : ::testing::Test {
-    RecordingLog log;
+    test::LogLines lines;
+    CorvaneLogger::ALogger logger{"Code.Backlog", &lines.base};
+    Log log{logger};
     std::string text;
 };
 
@@ -33,7 +23,7 @@ TEST_F(BacklogMonitorTest, DecidesByDispositionAndRatio) {
         unsigned int messages, threads;
         const char* text;
     };
-    const std::vector<double> xs = {0, 5, 10, 15}, rising = {1, 2, 3}, falling = {3, 2, 1}, flat = {3, 3, 3};
+    const std::vector<double> xs = {0, 5, 10}, rising = {1, 2, 3}, falling = {3, 2, 1}, flat = {3, 3, 3};
     const Row rows[] = {
         {{}, 500, 4, "0 samples, slope   0.000, disposition 0 => falling behind"},
         {{5}, 400, 4, "only 1 samples, slope   0.000, disposition 0"},
@@ -42,7 +32,7 @@ TEST_F(BacklogMonitorTest, DecidesByDispositionAndRatio) {
         {rising, 21, 4, "3 samples, slope   0.200, disposition 1 => falling behind"},
         {rising, 20, 4, "3 samples, slope   0.200, disposition 1 => ok"},
         {rising, 7, 4, "3 samples, slope   0.200, disposition 1 => too many"},
-        {flat, 399, 4, "3 samples, slope   0.000, disposition 0 => ok"},
+        {flat, 8, 4, "3 samples, slope   0.000, disposition 0 => ok"},
         {flat, 0, 0, "3 samples, slope   0.000, disposition 0 => falling behind"},
     };
     for (const Row& row : rows) {
@@ -53,14 +43,14 @@ TEST_F(BacklogMonitorTest, DecidesByDispositionAndRatio) {
         monitor.minimumSamples = 3;
         monitor.lowDispositionLimit = -1;
         monitor.SetData({xs.begin(), xs.begin() + static_cast<int>(row.depths.size())}, row.depths);
-        log.lines.clear();
-        const WHAT2DO advice = monitor.WhatToDo(row.messages, row.threads, log.handle, text);
+        lines.text.clear();
+        const WHAT2DO advice = monitor.WhatToDo(row.messages, row.threads, log, text);
         EXPECT_EQ(text, expected);
         EXPECT_EQ(advice, expected.find("behind") != std::string::npos ? kBacklogFallingBehind
                           : expected.find("many") != std::string::npos ? kBacklogTooMany
                                                                        : kBacklogOk);
         const bool decided = text.find("=>") != std::string::npos;
-        EXPECT_EQ(log.lines, (decided ? "400" : "500") + (" Backlog check: " + text + "\n"));
+        EXPECT_EQ(lines.text, (decided ? "400" : "500") + (" Backlog check: " + text + "\n"));
         EXPECT_EQ(monitor.GetSampleCount(), decided ? 0 : row.depths.size());
         EXPECT_EQ(monitor.GetDisposition() + monitor.GetSlope(), 0);
     }
@@ -71,41 +61,30 @@ TEST_F(BacklogMonitorTest, DispositionCountsFitsAndStaysInRange) {
     EXPECT_EQ(monitor.UpdateDisposition(), 0);
     monitor.SetData({0, 5, 10}, {3, 2, 1});
     for (int i = 0; i < 32767; ++i) monitor.UpdateDisposition();
-    EXPECT_EQ(monitor.UpdateDisposition(), -32768);
-    EXPECT_EQ(monitor.UpdateDisposition(), -32768);
+    for (int twice = 0; twice < 2; ++twice) EXPECT_EQ(monitor.UpdateDisposition(), -32768);
     EXPECT_EQ(BacklogMonitor(monitor).GetDisposition(), -32768);
     EXPECT_EQ(BacklogMonitor(3).minimumSamples, 3u);  // what it holds is always enough
 }
 
 TEST_F(BacklogMonitorTest, DefaultsReactWithinAMinuteAndDoNotFlap) {
     // Of 4 threads, checked every 5 seconds. depth: of the check, counted from the change of load, before
-    // which lie up to 11 others, so that the change meets every moment of a period. good: of the decisions
+    // which lie up to 11 others, so that the change meets every moment of a period. good: the decisions
     // since: + falling behind, o ok, - too many, a blank for none.
     struct Row {
-        const char* what;
+        const char* good;
         int (*depth)(int check);
-        bool (*good)(const std::string& decisions);
-    };
-    constexpr auto overload = [](const std::string& all) {
-        const std::size_t first = all.find('+');
-        return first <= 12 && all.find_first_not_of(" +", first) == all.npos && all.find('-') == all.npos;
     };
     const Row rows[] = {
-        {"calm, overload", [](int check) { return check < 0 ? 10 : 10 + 12 * check; }, overload},
-        {"drain, overload", [](int check) { return check < 0 ? 10 - 30 * check : 10 + 12 * check; },
-         overload},
-        {"drain", [](int check) { return check < 0 ? 390 : std::max(0, 390 - 13 * check); },
-         [](const std::string& all) {
-             const std::size_t first = all.find('-');  // fewer than 8 messages are left from check 30 on
-             return first >= 30 && first < 36 && all.find('+') == all.npos &&
-                    all.find('o', first) == all.npos;
-         }},
-        {"burst", [](int check) { return check < 0 ? 10 : std::max(10, 300 - 60 * check); },
-         [](const std::string& all) { return all.find('-') == all.npos && all.find('+') == all.rfind('+'); }},
-        {"noise", [](int check) { return 8 + (check * check) % 13; },
-         [](const std::string& all) { return all.find_first_of("+-") == all.npos; }},
+        // an overload, after a drain
+        {"[ o]{0,12}\\+[ +]*", [](int check) { return check < 0 ? 10 - 30 * check : 10 + 12 * check; }},
+        // a drain; fewer than 8 messages are left from check 30 on
+        {"[ o]{30,35}-[ -]*", [](int check) { return check < 0 ? 390 : std::max(0, 390 - 13 * check); }},
+        // a burst
+        {"[ o]*\\+?[ o]*", [](int check) { return check < 0 ? 10 : std::max(10, 300 - 60 * check); }},
+        // noise
+        {"[ o]*", [](int check) { return 8 + (check * check) % 13; }},
     };
-    log.base.SetLevel(CorvaneLogger::kLevelError);
+    lines.base.SetLevel(CorvaneLogger::kLevelError);
     for (const Row& row : rows) {
         for (int trial = 0; trial < 24; ++trial) {
             const int before = trial / 2;
@@ -116,10 +95,10 @@ TEST_F(BacklogMonitorTest, DefaultsReactWithinAMinuteAndDoNotFlap) {
                 const auto depth = static_cast<unsigned int>(row.depth(check));
                 monitor.AddSample(5.0 * check, depth);
                 if (folding) monitor.UpdateDisposition();
-                const WHAT2DO advice = monitor.WhatToDo(depth, 4, log.handle, text);
+                const WHAT2DO advice = monitor.WhatToDo(depth, 4, log, text);
                 if (check >= 0) decisions += monitor.GetSampleCount() == 0 ? "o+-"[advice] : ' ';
             }
-            EXPECT_TRUE(row.good(decisions)) << row.what << ", trial " << trial << ": " << decisions;
+            EXPECT_TRUE(std::regex_match(decisions, std::regex(row.good))) << row.good << " " << decisions;
         }
     }
 }
