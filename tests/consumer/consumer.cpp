@@ -1,5 +1,15 @@
 // Every exported header in one program, and an exception whose type, message and location come from the DLL.
 
+#include "CorvaneLogger/ALogger.h"
+#include "CorvaneLogger/BaseLogger.h"
+#include "CorvaneLogger/CV_Logger.h"
+#include "CorvaneLogger/Levels.h"
+#include "CorvaneLogger/LogDst.h"
+#include "CorvaneLogger/LogDstCons.h"
+#include "CorvaneLogger/LogDstFile.h"
+#include "CorvaneLogger/LogMonitorDst.h"
+#include "CorvaneLogger/LogNoiseReducer.h"
+#include "CorvaneLogger/LogReporterDst.h"
 #include "WindowsAgentCommon/AceRuntime.h"
 #include "WindowsAgentCommon/AgentPaths.h"
 #include "WindowsAgentCommon/AggregatedStatistics.h"
