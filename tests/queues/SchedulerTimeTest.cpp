@@ -68,8 +68,6 @@ TEST_F(SchedulerTime, JitterSpreadsOnlyFirstExpiriesThatAreNotGiven) {
     for (int i = 0; i < 200; ++i)
         expiries.insert(jittering.Schedule(&handler_, nullptr, Ms(60'000))->GetNextExpiry());
     EXPECT_GT(expiries.size(), 100u);
-    EXPECT_GE(*expiries.begin(), At(0) + Ms(500));
-    EXPECT_LE(*expiries.rbegin(), At(0) + Ms(1500));
     jittering.Schedule(&handler_, nullptr, Ms(60'000), At(5));
     for (const auto& [milliseconds, calls] : {std::pair(499, 0), std::pair(1001, 200), std::pair(3500, 1)})
         EXPECT_EQ(calls, Pass(milliseconds, &jittering)) << milliseconds;
@@ -173,7 +171,7 @@ TEST_F(SchedulerTime, HandlersMayThrowGiveUpOrChangeTimersFromWithin) {
 }
 
 TEST_F(SchedulerTime, TimersHoldCountedHandlersAndTheEndClosesThem) {
-    bool gone[4] = {};
+    std::weak_ptr<int> alive[4];
     TimerHandler closed;
     {
         Scheduler scheduler;
@@ -184,21 +182,23 @@ TEST_F(SchedulerTime, TimersHoldCountedHandlersAndTheEndClosesThem) {
             return 0;
         };
         for (int i = 0; i < 4; ++i) {
-            auto handler = std::make_unique<TimerHandler>([&, i] {
+            auto life = std::make_shared<int>();
+            alive[i] = life;
+            auto handler = std::make_unique<TimerHandler>([&, i, life] {
                 if (i == 1) scheduler.Cancel(handles[1]);  // its last reference but that of the call
                 return i == 2 ? -1 : 0;
             });
-            handler->Count(gone[i]);
+            handler->Count();
             handles[i] = scheduler.Schedule(handler.get(), nullptr, i == 3 ? Ms(0) : Ms(1000));
             handler.release()->remove_reference();
         }
         scheduler.Schedule(&closed, nullptr, Ms(1000), At(9));
         scheduler.ResetInterval(handles[0], Ms(500));
         Pass(0, &scheduler);
-        EXPECT_FALSE(gone[0]);
-        EXPECT_TRUE(gone[1] && gone[2] && gone[3]);
+        EXPECT_FALSE(alive[0].expired());
+        EXPECT_TRUE(alive[1].expired() && alive[2].expired() && alive[3].expired());
     }
-    EXPECT_TRUE(gone[0]);
+    EXPECT_TRUE(alive[0].expired());
     EXPECT_EQ(1, closed.closed_);
     EXPECT_EQ(100, clock_.SleptMilliseconds());
 }

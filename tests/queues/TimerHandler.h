@@ -12,9 +12,6 @@ namespace WindowsAgentCommon::test {
 class TimerHandler : public ACE_Event_Handler {
 public:
     explicit TimerHandler(std::function<int()> action = [] { return 0; }) : action_(std::move(action)) {}
-    ~TimerHandler() override {
-        if (gone_ != nullptr) *gone_ = true;
-    }
 
     int handle_timeout(const ACE_Time_Value& now, const void* act) override {
         calls_.push_back(now);
@@ -30,19 +27,13 @@ public:
         return onClose_();
     }
 
-    /// Counts references from now on. gone: set when the last one is let go.
-    void Count(bool& gone) {
-        gone_ = &gone;
-        reference_counting_policy().value(Reference_Counting_Policy::ENABLED);
-    }
+    /// Counts references from now on, and ends with the last one.
+    void Count() { reference_counting_policy().value(Reference_Counting_Policy::ENABLED); }
 
     std::function<int()> action_, onClose_ = [] { return 0; };
     std::vector<ACE_Time_Value> calls_;
     const void* act_ = nullptr;
     int closed_ = 0, releases_ = 0;
-
-private:
-    bool* gone_ = nullptr;
 };
 
 }  // namespace WindowsAgentCommon::test
