@@ -28,6 +28,15 @@ char* PutLetter(char* at, char* end, char letter) noexcept {
     return at;
 }
 
+// Up to a "%" or the end of text, where it leaves text.
+char* PutLiteral(char* at, char* end, const char*& text) noexcept {
+    for (; *text != 0 && *text != '%'; ++text) {
+        if (at == end) return nullptr;
+        *at++ = *text;
+    }
+    return at;
+}
+
 char* PutDecimal(char* at, char* end, std::uint64_t value, bool negative) noexcept {
     char digits[21];
     char* const last = digits + sizeof digits;
@@ -73,12 +82,9 @@ int PlainPrintf(char* buffer, std::size_t size, const char* format, va_list args
     va_list rest;
     va_copy(rest, args);
     bool plain = true;
-    for (const char* at = format; plain && out != nullptr && *at != 0;
-         ++at) {  // not plain: may be behind the end
-        if (*at != '%') {
-            out = PutLetter(out, end, *at);
-            continue;
-        }
+    for (const char* at = format; plain && out != nullptr; ++at) {
+        out = PutLiteral(out, end, at);
+        if (out == nullptr || *at == 0) break;
         ++at;
         const bool wide = TakeWideSize(at), sized = wide || *at == 'l';
         if (!wide && sized) ++at;

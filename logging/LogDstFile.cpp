@@ -151,7 +151,11 @@ bool LogDstFile::put(const char* line, std::uint32_t length) {
     const std::uint32_t taken = std::min(length, kBufferSize - prefixLen_), size = prefixLen_ + taken;
     if (!makeRoom(size)) return false;
     char* const at = buffer_ + buffered_;
-    std::memcpy(at, prefix_, prefixLen_);
+    // Of a known size where there is room, which is quicker than a call; the line covers what is too much.
+    if (taken >= kPrefixSize)
+        std::memcpy(at, prefix_, kPrefixSize);
+    else
+        std::memcpy(at, prefix_, prefixLen_);
     std::memcpy(at + prefixLen_, line, taken);
     if (taken < length) at[size - 1] = '\n';  // longer than any line of a BaseLogger
     fileSize_ = Clamped(std::uint64_t{fileSize_} + size);
