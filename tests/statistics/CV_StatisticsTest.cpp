@@ -129,8 +129,8 @@ TEST_F(CV_StatisticsTest, ReportsAreWrittenAsOftenAsTheDestinationSays) {
     const struct {
         std::string first, later;  // "ReportEvery", and from the third minute on
         std::string reports;       // in which minutes there are some
-    } rows[] = {{"1", "3", "1 2 5 8 "}, {"5 minutes", "", "5 "},        {"0", "2", "4 6 8 "},
-                {"often", "-1", ""},    {"99999999999", "2", "3 5 7 "}, {"4", "1", "3 4 5 6 7 8 "}};
+    } rows[] = {
+        {"1", "3", "1 2 5 8 "}, {"5 minutes", "", "5 "}, {"often", "-1", ""}, {"99999999999", "2", "3 5 7 "}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.first + ", " + row.later);
         Reporter({{"ReportEvery", row.first}});
@@ -182,8 +182,7 @@ TEST_F(CV_StatisticsTest, TimesAreInTheDestinationsPatternAndCutTo20Characters) 
     const std::string usual = "03-01 12:00:00";
     const std::pair<std::string, std::string> rows[] = {{"%d.%m.%Y", "01.03.2026"},
                                                         {"", ""},
-                                                        {"%A%A%A%A%A%A%A%A%A%A", "SundaySundaySundaySu"},
-                                                        {"123456789012345678901", usual},
+                                                        {"%A%A%A%A%A%A%A%A%A%A%A", "SundaySundaySundaySu"},
                                                         {"%Q", usual}};
     for (const auto& [pattern, text] : rows) {
         CorvaneLogger::LogDst* const destination = Reporter({{"ConversionPattern", pattern}});
@@ -192,6 +191,9 @@ TEST_F(CV_StatisticsTest, TimesAreInTheDestinationsPatternAndCutTo20Characters) 
         stats->Report(destination);
         EXPECT_EQ(folder.Read(L"r.txt"), "Stat Collection from " + text + " to " + text + " : \n\n\n");
     }
+    clock.SetBySeconds(-clock.kStart / detail::kTicksPerSecond);  // to before what the runtime knows
+    stats->Report(Reporter({{"ConversionPattern", "%Y-%m-%d"}}));
+    EXPECT_NE(folder.Read(L"r.txt").find(" to 1900-01-01 : \n"), std::string::npos);
 }
 
 TEST_F(CV_StatisticsTest, OtherDestinationsGetTheReportAsInfoMessagesOfStats) {
@@ -232,6 +234,20 @@ TEST_F(CV_StatisticsTest, CloseWritesALastReportAndEmptiesTheRegistry) {
     EXPECT_NE(TakeLog().find(": Starting transaction to Collect stats on the last minute\n"),
               std::string::npos);
     EXPECT_FALSE(stats->Find("s"));
+}
+
+TEST_F(CV_StatisticsTest, InitBesideCloseDoesNotKeepTheThreadGoing) {
+    Destination("CorvaneStats", "RollingFile", {{"File", folder.Narrow("o.log")}});
+    for (const char* name : {"Code", "Stats"}) logger.addBaseLogger(name, CorvaneLogger::kLevelWarn);
+    std::atomic<bool> closed{false};
+    EXPECT_EQ(stats->open(), 0);
+    const test::Thread thread([&] {
+        for (int i = 0; i < 300000 && !closed; ++i, ::Sleep(0)) stats->Init();
+        EXPECT_TRUE(closed);
+        while (!closed) StatisticsAccess::SetRunning(*stats, false);
+    });
+    stats->close();
+    closed = true;
 }
 
 TEST_F(CV_StatisticsTest, RegisterFindAndReportMayRunBesideTicksAndClose) {
