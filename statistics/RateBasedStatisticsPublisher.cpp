@@ -110,6 +110,7 @@ void RateBasedStatisticsPublisher::Tick(Registration& registration) const {
     AggregatedStatistics& aggregate = registration.aggregate;
     aggregate.Update(StatisticValue(kNumber, rate));
     const auto publish = [&](const char* suffix, StatisticValue value) {
+        if (!initialized_) return;  // the profile has shut down
         registration.profile->UpdateStatistic(registration.name + suffix, value, registration.instance);
     };
     const auto [slope, intercept] = aggregate.GetTrendRegressionLine();

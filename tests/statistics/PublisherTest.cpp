@@ -19,10 +19,9 @@ using Limits = std::numeric_limits<std::int64_t>;
 std::string Text(const std::string& name, const StatisticValue& value) {
     std::ostringstream text;
     const auto data = value.GetData();
-    if (const auto* number = boost::get<double>(&data))
-        text << name << "=" << *number << " ";
-    else
-        text << name << "=" << boost::get<std::string>(data) << " ";
+    text << name << "=";
+    if (const auto* number = boost::get<double>(&data)) text << *number << " ";
+    if (const auto* word = boost::get<std::string>(&data)) text << *word << " ";
     return text.str();
 }
 
@@ -84,7 +83,7 @@ TEST_F(PublisherTest, TickPublishesTheRateSinceTheLastOneAndWhatFollowsFromIt) {
         std::string text, trend;
     } rows[] = {
         {10000, "Current=10 Maximum=10 Average=10 RollingAverage=10 " + none, ""},
-        {0, "Current=0 Maximum=10 Average=5 RollingAverage=5 " + none, ""},
+        {0, "Current=0 Maximum=10 Average=5 RollingAverage=5 ", "Trend=N/A "},
         {20000, "Current=20 Maximum=20 Average=10 RollingAverage=10 TrendCoeff1=1 ", "Upwards "},
         {-80000, "Current=-80 Maximum=20 Average=-12.5 RollingAverage=-12.5 TrendCoeff1=-5 ", "Steep "}};
     for (const auto& row : rows) {
@@ -121,8 +120,10 @@ TEST_F(PublisherTest, ProfileThatThrowsRegistersOrShutsDownHarmsNoOther) {
         publisher.Shutdown();
     };
     profile->text.clear();
+    other->text.clear();
     publisher.OnTimerExpired(0);
     EXPECT_EQ(profile->text, "");
+    EXPECT_EQ(other->text, "Current=0 ") << "not even the rest of its own";
     EXPECT_EQ(profile.use_count(), 2) << "nothing is registered any more";
     counter.reset();
     EXPECT_THROW(publisher.Register(published, "n", counter, 0), ObjectDoesNotExistException);
