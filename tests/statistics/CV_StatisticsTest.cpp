@@ -175,6 +175,11 @@ TEST_F(CV_StatisticsTest, ReportReplacesTheOneBeforeBehindWhatTheFileHeldAndLeav
     Reporter({{"File", bad}});
     stats->Report(destination);
     EXPECT_EQ(TakeLog(), "ERROR Code.Statistics : Unable to save 2 stats lines in " + bad + "\n");
+    stats->Init();  // which cannot open the file either
+    ::CreateDirectoryW(folder.Path(L"none").c_str(), nullptr);
+    folder.Write(L"none\\r.txt", "older\n");
+    stats->Report(destination);
+    EXPECT_EQ(folder.Read(L"none\\r.txt").substr(0, 10), "older\nStat") << "nothing is overwritten";
     EXPECT_THROW(stats->Report(nullptr), ObjectDoesNotExistException);
 }
 
