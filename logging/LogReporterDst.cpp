@@ -29,7 +29,7 @@ void LogReporterDst::flush(bool closeIfIdle) {
 
 std::uint32_t LogReporterDst::Open() {
     const detail::LockUnlessEnding lock(lock_);
-    if (!lock || (!isOpen() && !_open())) return 0;
+    if (!lock || (!isOpen() && !_open())) return kAppend;
     if (maxFileSize_ != 0 && fileSize_ >= maxFileSize_) rollLocked();
     _close();
     return fileSize_;

@@ -19,7 +19,10 @@ bool IsKnownPattern(const std::string& pattern) {
 std::tm LocalTime(std::int64_t seconds) {
     const __time64_t moment = seconds;
     const std::tm* const local = ::_localtime64(&moment);  // the thread's own; null before 1970
-    return local != nullptr ? *local : std::tm{};
+    if (local != nullptr) return *local;
+    std::tm first{};
+    first.tm_mday = 1;  // later runtimes refuse a day 0
+    return first;
 }
 
 }  // namespace CorvaneLogger::detail

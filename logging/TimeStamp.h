@@ -10,7 +10,8 @@ namespace CorvaneLogger::detail {
 /// nothing to ending the process.
 bool IsKnownPattern(const std::string& pattern);
 
-/// The local time of a moment; zeros where the runtime has none (before 1970). seconds: since 1970 (UTC).
+/// The local time of a moment; the first of January 1900 where the runtime has none (before 1970). seconds:
+/// since 1970 (UTC).
 std::tm LocalTime(std::int64_t seconds);
 
 }  // namespace CorvaneLogger::detail

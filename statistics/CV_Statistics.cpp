@@ -51,15 +51,15 @@ LogReporterDst* AsReporter(LogDst& destination) {
 }
 
 std::string TimeText(std::int64_t seconds, const std::string& pattern) {
-    char text[kTimeSize * 32];  // no code gives more than 64 characters
+    std::string text(pattern.size() * 32 + 1, '\0');  // no code gives more than 64 characters
     const std::tm local = CorvaneLogger::detail::LocalTime(seconds);
-    const std::size_t length = std::strftime(text, sizeof text, pattern.c_str(), &local);
-    return std::string(text, std::min(length, kTimeSize));
+    text.resize(std::min(std::strftime(text.data(), text.size(), pattern.c_str(), &local), kTimeSize));
+    return text;
 }
 
 std::string Header(LogDst& destination, std::int64_t from, const char* lineEnd) {
     std::string pattern, header;
-    if (!destination.getParam("ConversionPattern", pattern) || pattern.size() > kTimeSize ||
+    if (!destination.getParam("ConversionPattern", pattern) ||
         !CorvaneLogger::detail::IsKnownPattern(pattern))
         pattern = kDefaultPattern;
     const std::string begin = TimeText(from, pattern), end = TimeText(SystemSeconds(), pattern);
@@ -93,6 +93,9 @@ CV_Statistics::~CV_Statistics() = default;
 // --- starting and ending ---
 
 void CV_Statistics::Init() {
+    const LockUnlessEnding thread(
+        threadLock_);  // or a close beside this would wait for a thread told to go on
+    if (!thread) return;
     const LockUnlessEnding work(workLock_);
     if (!work) return;
     running_ = true;

@@ -15,6 +15,11 @@ using Guard = ACE_Guard<ACE_Recursive_Thread_Mutex>;
 
 constexpr int kDefaults = -1;
 
+void Require(const IStatisticsVisitor* visitor) {
+    if (visitor == nullptr)
+        throw ObjectDoesNotExistException(__FILE__, __FUNCTION__, __LINE__, "a statistics visitor");
+}
+
 }  // namespace
 
 IPublishingProfile::~IPublishingProfile() = default;
@@ -35,14 +40,14 @@ void PublishingProfileBase::RegisterObjectType() {}
 void PublishingProfileBase::Initialize() {}
 
 void PublishingProfileBase::VisitStatistics(IStatisticsVisitor* visitor) {
+    Require(visitor);
     const Guard guard(lock_);
     const auto instances = instances_;  // the visitor may add some
     for (const auto& instance : instances) VisitStatistics(visitor, instance.first);
 }
 
 void PublishingProfileBase::VisitStatistics(IStatisticsVisitor* visitor, int instance) {
-    if (visitor == nullptr)
-        throw ObjectDoesNotExistException(__FILE__, __FUNCTION__, __LINE__, "a statistics visitor");
+    Require(visitor);
     const Guard guard(lock_);
     const auto found = instances_.find(instance);
     if (found == instances_.end()) return;

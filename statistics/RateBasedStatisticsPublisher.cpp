@@ -25,6 +25,10 @@ std::int64_t Read(const std::int64_t& counter) noexcept {
     return __atomic_load_n(&counter, __ATOMIC_SEQ_CST);
 }
 
+void LogLost(const std::string& name, const char* why) {
+    GetLoggerFactory().GetLog("Code.Statistics")->Error("Rates of %s are lost: %s", name.c_str(), why);
+}
+
 }  // namespace
 
 struct RateBasedStatisticsPublisher::Registration {
@@ -89,9 +93,9 @@ void RateBasedStatisticsPublisher::OnTimerExpired(int) {
         try {
             Tick(*registration);
         } catch (const std::exception& failure) {
-            GetLoggerFactory()
-                .GetLog("Code.Statistics")
-                ->Error("Rates of %s are lost: %s", registration->name.c_str(), failure.what());
+            LogLost(registration->name, failure.what());
+        } catch (...) {
+            LogLost(registration->name, "an unknown exception");
         }
     }
 }
@@ -106,6 +110,7 @@ void RateBasedStatisticsPublisher::Tick(Registration& registration) const {
     AggregatedStatistics& aggregate = registration.aggregate;
     aggregate.Update(StatisticValue(kNumber, rate));
     const auto publish = [&](const char* suffix, StatisticValue value) {
+        if (!initialized_) return;  // the profile has shut down
         registration.profile->UpdateStatistic(registration.name + suffix, value, registration.instance);
     };
     const auto [slope, intercept] = aggregate.GetTrendRegressionLine();

@@ -18,7 +18,8 @@ public:
     void flush(bool closeIfIdle) override;
 
     /// Rolls if the file has reached its size limit, closes it and returns its size in bytes: the position at
-    /// which ReOpen begins a report behind everything that the file holds.
+    /// which ReOpen begins a report behind everything that the file holds. 0xFFFFFFFF when it cannot be
+    /// opened.
     std::uint32_t Open();
 
     /// Opens the file for a report. position: where it begins, in bytes from the file's start; beyond the end

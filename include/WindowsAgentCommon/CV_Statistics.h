@@ -79,8 +79,8 @@ public:
 
     /// Writes a report of the statistics there are: a line "Stat Collection from %s to %s : " with the time
     /// of Init and the present one, a line for each statistic in the order of names, and two empty lines.
-    /// Times are local, in the destination's strftime pattern "ConversionPattern", cut to 20 characters; one
-    /// that is longer itself or has unknown codes counts as "%m-%d %H:%M:%S", the default. A report file
+    /// Times are local, in the destination's strftime pattern "ConversionPattern", cut to 20 characters; a
+    /// pattern with unknown codes counts as "%m-%d %H:%M:%S", the default. A report file
     /// (LogReporterDst) gets the lines as they are; for any other destination they are info messages of the
     /// category "Stats", which go where that is configured to go, deliberately not only to destination.
     /// Blocks on the disk; not under the lock that Register takes. A report that cannot be written is
@@ -110,7 +110,7 @@ private:
     std::atomic<bool> running_;
     // Ticks, and a report at a time: texts are made without lock_, which nobody is to wait for that long.
     ACE_Thread_Mutex workLock_;    // taken before lock_
-    ACE_Thread_Mutex threadLock_;  // held while the thread is started and ended; taken before workLock_
+    ACE_Thread_Mutex threadLock_;  // held while running_ changes, to the thread's end; before workLock_
     std::unique_ptr<CorvaneLogger::detail::ModuleReference> module_;  // under threadLock_
 };
 

