@@ -1,13 +1,13 @@
 // The logger in processes that race, are killed and end.
 
 #include "WindowsAgentCommon/AgentPaths.h"
-#include "WindowsAgentCommon/Formatting.h"
 #include "tests/support/Program.h"
 #include "tests/support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <random>
@@ -55,16 +55,21 @@ private:
     void Take(const std::string& text) {
         for (std::size_t at = 0, end; at < text.size(); at = end) {
             end = std::min(text.find('\n', at), text.size() - 1) + 1;
-            TakeLine(text.substr(at, end - at));
+            TakeLine(line_.assign(text, at, end - at));
         }
     }
 
     void TakeLine(const std::string& line) {
-        int process = 0, thread = 0, number = 0;
-        std::string whole;
-        std::sscanf(line.c_str(), "INFO  Stress.Sub%*d : %d %d %d", &process, &thread, &number);
-        Format(whole, "INFO  Stress.Sub%d : %d %d %d end\n", thread, process, thread, number);
-        if (line != whole) {
+        // Without sscanf: it allocates, which takes long where the heap is traced.
+        const std::size_t colon = line.find(" : ");
+        char* at = const_cast<char*>(line.c_str()) + (colon != line.npos ? colon + 3 : 0);
+        const int process = std::strtol(at, &at, 10), thread = std::strtol(at, &at, 10),
+                  number = std::strtol(at, &at, 10);
+        const std::string ofThread = std::to_string(thread);
+        whole_ = "INFO  Stress.Sub";
+        whole_ += ofThread + " : " + std::to_string(process) + ' ';
+        whole_ += ofThread + ' ' + std::to_string(number) + " end\n";
+        if (line != whole_) {
             ++torn;
             tornProcess_ = process_;
             // The piece of a line that a killed process began is the beginning of one, and nothing else.
@@ -78,6 +83,7 @@ private:
     }
 
     int process_ = 0, tornProcess_ = -1;
+    std::string line_, whole_;
 };
 
 std::wstring Arguments(const wchar_t* mode, const TempFolder& folder) {

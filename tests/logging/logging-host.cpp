@@ -19,7 +19,10 @@ using namespace CorvaneLogger::test;
 namespace {
 
 /// Starts a thread that goes on when main returns.
-void StartEndless(std::function<void()> work) { std::make_unique<Thread>(std::move(work)).release(); }
+void StartEndless(std::function<void()> work) {
+    static auto& threads = *std::make_unique<std::vector<std::unique_ptr<Thread>>>().release();
+    threads.push_back(std::make_unique<Thread>(std::move(work)));
+}
 
 int ManyThreads() {
     CV_Logger& registry = CV_Logger::TheLogger();
@@ -74,10 +77,12 @@ int UntilKilled(int process) {
 
 struct AtEnd {
     bool closes = false;
-    ~AtEnd() {
+    ~AtEnd() try {
         if (!closes) return;
         LogAndCount(0, 0);
         CV_Logger::TheLogger().close();
+    } catch (...) {  // the count tells
+        return;
     }
 } atEnd;
 
@@ -120,6 +125,7 @@ int End(const std::string& mode) {
 // --- allocations ---
 
 std::atomic<int> allocations{0};
+std::vector<std::shared_ptr<void>> watches;
 
 void* Malloc(std::size_t size) { return ++allocations, std::malloc(size); }
 void* Calloc(std::size_t count, std::size_t size) { return ++allocations, std::calloc(count, size); }
@@ -131,7 +137,7 @@ void* WINAPI OfHeap(HANDLE heap, DWORD flags, SIZE_T size) {
 template <class Function>
 void Watch(const char* name, Function* function) {
     for (const wchar_t* dll : {L"CorvaneCommon.dll", L"libstdc++-6.dll", L"libACE.dll"}) try {
-            std::make_unique<ImportPatch<Function>>(dll, name, function).release();
+            watches.push_back(std::make_shared<ImportPatch<Function>>(dll, name, function));
         } catch (const std::runtime_error&) {  // not each of them calls every function
         }
 }
