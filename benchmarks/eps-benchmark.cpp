@@ -42,7 +42,8 @@ public:
         peakEvents_ += events;
         const std::int64_t passed = Now() - last_;
         if (passed >= countsPerSecond_) {
-            peak_ = std::max(peak_, peakEvents_ / static_cast<double>(passed / countsPerSecond_));
+            const std::int64_t seconds = passed / countsPerSecond_;
+            peak_ = std::max(peak_, peakEvents_ / static_cast<double>(seconds));
             peakEvents_ = 0;
             last_ += passed;
         }

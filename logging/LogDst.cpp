@@ -33,7 +33,7 @@ LogDst::LogDst(const std::string& name, const std::string& cls, const char* type
       level_(kLevelTrace),
       lastStampMs_(-1),
       stampLen_(0) {
-    std::strcpy(prefixPattern_, kDefaultPattern);
+    std::memcpy(prefixPattern_, kDefaultPattern, sizeof kDefaultPattern);
 }
 
 LogDst::~LogDst() = default;
@@ -63,7 +63,7 @@ bool LogDst::setPrefixPattern(const std::string& pattern) {
                               name_.c_str());
         return true;
     }
-    std::strcpy(prefixPattern_, pattern.c_str());
+    std::memcpy(prefixPattern_, pattern.c_str(), pattern.size() + 1);
     lastStampMs_ = -1;
     return true;
 }

@@ -23,6 +23,7 @@ namespace {
 
 using WindowsAgentCommon::detail::FileHandle;
 
+constexpr char kDefaultPattern[] = "%m-%d %H:%M:%S";
 constexpr std::uint32_t kMaxFileSize = 20'000'000;
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
@@ -73,7 +74,7 @@ LogDstFile::LogDstFile(const std::string& name, const std::string& cls, const ch
       writeFailed_(false),
       writing_(false),
       endsInLine_(false) {
-    std::strcpy(prefixPattern_, "%m-%d %H:%M:%S");
+    std::memcpy(prefixPattern_, kDefaultPattern, sizeof kDefaultPattern);
     makePath();
 }
 
