@@ -1,0 +1,37 @@
+#include "CorvaneLogger/CV_Logger.h"
+#include "WindowsAgentCommon/IComponentFactory.h"
+
+#include <ace/Dynamic_Service.h>
+
+#include <exception>
+
+namespace WindowsAgentCommon {
+
+namespace {
+
+CorvaneLogger::ALogger& logger() { return CorvaneLogger::CV_Logger::Logger("Code.ComponentFactory"); }
+
+}  // namespace
+
+IComponentFactory* GetComponentFactory() {
+    const bool withoutParents = true;
+    return ACE_Dynamic_Service<IComponentFactory>::instance(L"ComponentFactory_Dynamic_Service",
+                                                            withoutParents);
+}
+
+IServiceComponent* _getService(std::string name) {
+    try {
+        IComponentFactory* const factory = GetComponentFactory();
+        if (!factory) {
+            logger().Error("Unable to get component factory");
+            return nullptr;
+        }
+        IServiceComponent* const component = factory->GetComponent(name);
+        if (!component) logger().Debug("Unable to get service %s", name.c_str());
+        return component;
+    } catch (const std::exception&) {
+        return nullptr;  // what a factory or a lack of memory may throw: a look-up never throws
+    }
+}
+
+}  // namespace WindowsAgentCommon
