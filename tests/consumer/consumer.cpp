@@ -58,6 +58,7 @@
 #include "WindowsAgentCommon/MemoryBufferSerializer.h"
 #include "WindowsAgentCommon/MessageBlocks.h"
 #include "WindowsAgentCommon/PathText.h"
+#include "WindowsAgentCommon/PayloadProfile.h"
 #include "WindowsAgentCommon/PerformanceTimer.h"
 #include "WindowsAgentCommon/PublishingProfileBase.h"
 #include "WindowsAgentCommon/RandomInteger.h"
