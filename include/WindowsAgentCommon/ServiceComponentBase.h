@@ -26,6 +26,9 @@ public:
     void Start() override {}                             ///< Nothing.
     void GetStatus(EnvironmentBlock&) const override {}  ///< Nothing.
 
+    /// ACE's own life cycle: success, whatever the directive's parameter text says.
+    int init(int, wchar_t*[]) override { return 0; }
+
     /// ACE's own life cycle, when the service configurator ends the service: Shutdown, which throws nothing.
     int fini() override {
         this->Shutdown();

@@ -66,6 +66,7 @@
 #include "WindowsAgentCommon/Scheduler.h"
 #include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "WindowsAgentCommon/ServiceConfig.h"
+#include "WindowsAgentCommon/ServiceFactories.h"
 #include "WindowsAgentCommon/SimpleEPS.h"
 #include "WindowsAgentCommon/SimpleStatistic.h"
 #include "WindowsAgentCommon/StatisticValue.h"
