@@ -37,6 +37,9 @@ public:
     virtual std::size_t GetQueuedBytes() const = 0;              ///< What waits to be sent.
     virtual void GetStatus(EnvironmentBlock& status) const = 0;  ///< Adds its counters as name and value.
 
+    /// How often a connection was lost: what was sent since then, or shortly before, may not have arrived.
+    virtual unsigned int GetLossCount() const = 0;
+
     /// Sends what is queued for up to timeoutMs milliseconds, then closes; what is left counts as dropped.
     virtual void Close(unsigned int timeoutMs) = 0;
 };
