@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-#include <windows.h>
+#include "agent/sdk/Win32.h"
 
 namespace CorvaneAgent {
 
