@@ -125,7 +125,8 @@ AgentHost::AgentHost(const Options& options, void* stopRequested)
       configuration_(false) {}
 
 AgentHost::~AgentHost() {
-    if (started_) Stop();
+    AgentState final;
+    if (started_) Stop(final);
 }
 
 ExitCode AgentHost::fail(ExitCode code, const std::string& why) {
@@ -206,9 +207,11 @@ ExitCode AgentHost::Start(bool checkOnly) {
     if (read != kExitSuccess || checkOnly) return read;
 
     writeState("starting");
+    factory_.AddHook(this);
     registration_ = std::make_unique<ServiceRegistration>(L"ComponentFactory_Dynamic_Service", factory_);
     if (factory_.Initialize(services_) != kComponentFactorySuccess) {
         error_ = "the component " + factory_.GetFailedComponent() + " failed: " + factory_.GetFailure();
+        final_.status = "stopped";
         writeState("stopped");
         registration_.reset();
         return kExitComponent;
@@ -280,7 +283,8 @@ AgentState AgentHost::GetState(const std::string& status) {
 
 void AgentHost::writeState(const std::string& status) {
     const std::wstring path = GetLogPath() + L"state.json";
-    const unsigned long error = ReplaceFileContent(path, ToJson(GetState(status)));
+    const unsigned long error =
+        ReplaceFileContent(path, ToJson(status == "stopped" ? final_ : GetState(status)));
     if ((error != 0) != stateFailed_) {
         stateFailed_ = error != 0;
         if (stateFailed_) {
@@ -328,7 +332,13 @@ void AgentHost::Run(void (*progress)(const AgentState& state)) {
     }
 }
 
-ExitCode AgentHost::Stop() {
+void AgentHost::OnAfterComponentShutdown(const std::string& name, ComponentFactoryResultCode) {
+    EnvironmentBlock status;
+    factory_.GetStatus(name, status);
+    final_.components.emplace_back(name, status);
+}
+
+ExitCode AgentHost::Stop(AgentState& final) {
     started_ = false;
     log_->Info("Stopping");
     writeState("stopping");
@@ -336,10 +346,13 @@ ExitCode AgentHost::Stop() {
     monitor_.Shutdown();
     if (heartbeat_) heartbeat_->Shutdown();
     heartbeat_.reset();
-    CV_Statistics::TheStats().close();
+    final_ = GetState("stopped");
+    final_.components.clear();
     const ComponentFactoryResultCode result = factory_.Shutdown();
     registration_.reset();
+    CV_Statistics::TheStats().close();
     manager_->Stop();
+    final = final_;
     writeState("stopped");
     log_->Info("Stopped");
     GetLoggerFactory().Shutdown();

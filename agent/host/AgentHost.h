@@ -23,13 +23,13 @@ namespace CorvaneAgent {
 /// The agent from its first folder to its last log line, in the order that docs/architecture.md gives. One
 /// thread makes it, calls Start, Run and Stop, and destroys it; StopRequested is the only thing that others
 /// touch.
-class AgentHost {
+class AgentHost : private WindowsAgentCommon::IComponentFactoryHook {
 public:
     /// stopRequested: a manual-reset event (HANDLE), not owned.
     AgentHost(const Options& options, void* stopRequested);
     AgentHost(const AgentHost&) = delete;
     AgentHost& operator=(const AgentHost&) = delete;
-    ~AgentHost();
+    ~AgentHost() override;
 
     /// Reads the configuration, and starts everything unless checkOnly. When it fails, nothing stays started,
     /// and GetError() says why.
@@ -40,13 +40,17 @@ public:
     /// --once, until every collector has finished. progress: called about once a second, may be null.
     void Run(void (*progress)(const AgentState& state));
 
-    /// Ends everything in the opposite order.
-    ExitCode Stop();
+    /// Ends everything in the opposite order. final: the state of each component as it ended.
+    ExitCode Stop(AgentState& final);
 
     const std::string& GetError() const { return error_; }  ///< UTF-8; empty when nothing failed.
     AgentState GetState(const std::string& status);         ///< As the state file has it.
 
 private:
+    std::string GetHookName() const override { return "Agent.Host"; }
+    void OnAfterComponentShutdown(const std::string& name,
+                                  WindowsAgentCommon::ComponentFactoryResultCode result) override;
+
     void prepareFolders();
     void initializeLogging();
     ExitCode readConfiguration();
@@ -75,6 +79,7 @@ private:
     std::int64_t stateInterval_ = 0;  // ms, as the next two
     std::int64_t reloadInterval_ = 0;
     std::int64_t heartbeatInterval_ = 0;  // 0: no heartbeats
+    AgentState final_;                    // filled while components shut down
     bool stateFailed_ = false;
     bool started_ = false;
 };

@@ -54,7 +54,7 @@ DWORD WINAPI reportCrash(void*) {
     ::WaitForSingleObject(crashed, INFINITE);
     const std::string text = describe();
     GetLoggerFactory().GetLog("Agent.Crash")->Fatal("The agent ends: %s", text.c_str());
-    std::fprintf(stderr, "corvane-agent: %s\n", text.c_str());
+    std::fputs(("corvane-agent: " + text + "\n").c_str(), stderr);
     ::ExitProcess(kExitCrash);
 }
 

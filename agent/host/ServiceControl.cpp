@@ -1,0 +1,171 @@
+#include "agent/host/ServiceControl.h"
+
+#include "agent/host/AgentHost.h"
+#include "agent/sdk/Clock.h"
+
+#include <atomic>
+#include <memory>
+
+#include "agent/sdk/Win32.h"
+
+namespace CorvaneAgent {
+
+namespace {
+
+constexpr std::int64_t kMaxWaitMs = 30'000;
+constexpr DWORD kPollMs = 100;
+constexpr DWORD kStopHintMs = 20'000;
+
+struct ServiceCloser {
+    void operator()(SC_HANDLE handle) const { ::CloseServiceHandle(handle); }
+};
+using Service = std::unique_ptr<SC_HANDLE__, ServiceCloser>;
+
+/// Opens the service; error: 0 or the Windows code.
+Service open(const Options& options, DWORD access, DWORD& error) {
+    error = 0;
+    const Service manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CONNECT));
+    Service service;
+    if (manager) service.reset(::OpenServiceW(manager.get(), options.serviceName.c_str(), access));
+    if (!service) error = ::GetLastError();
+    return service;
+}
+
+DWORD waitFor(SC_HANDLE service, DWORD state) {
+    const std::int64_t end = SteadyMilliseconds() + kMaxWaitMs;
+    SERVICE_STATUS status;
+    for (;;) {
+        if (!::QueryServiceStatus(service, &status)) return ::GetLastError();
+        if (status.dwCurrentState == state) return 0;
+        if (state == SERVICE_RUNNING && status.dwCurrentState == SERVICE_STOPPED) {
+            return status.dwWin32ExitCode != 0 ? status.dwWin32ExitCode : ERROR_SERVICE_NOT_ACTIVE;
+        }
+        if (SteadyMilliseconds() >= end) return ERROR_SERVICE_REQUEST_TIMEOUT;
+        ::Sleep(kPollMs);
+    }
+}
+
+DWORD stop(SC_HANDLE service) {
+    SERVICE_STATUS status;
+    if (!::ControlService(service, SERVICE_CONTROL_STOP, &status)) {
+        const DWORD error = ::GetLastError();
+        if (error == ERROR_SERVICE_NOT_ACTIVE) return 0;
+        if (error != ERROR_SERVICE_CANNOT_ACCEPT_CTRL) return error;
+    }
+    return waitFor(service, SERVICE_STOPPED);
+}
+
+std::wstring commandOf(const Options& options) {
+    wchar_t program[32768];
+    const DWORD length = ::GetModuleFileNameW(nullptr, program, 32768);
+    if (length == 0 || length >= 32768) return L"";
+    std::wstring command =
+        L"\"" + std::wstring(program, length) + L"\" --service --name \"" + options.serviceName + L"\"";
+    // A backslash before a quote would escape it.
+    std::wstring root = options.root;
+    while (!root.empty() && root.back() == L'\\') root.pop_back();
+    if (!root.empty()) command += L" --root \"" + root + L"\"";
+    return command;
+}
+
+/// What the service's main function and its control handler share; the dispatcher passes them nothing.
+struct RunningService {
+    const Options* options = nullptr;
+    SERVICE_STATUS_HANDLE status = nullptr;
+    HANDLE stopRequested = nullptr;
+    ExitCode exitCode = kExitSuccess;
+    std::atomic<DWORD> checkPoint{0};
+};
+
+RunningService running;
+
+void report(DWORD state, DWORD hint = 0) {
+    SERVICE_STATUS status = {};
+    status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
+    status.dwCurrentState = state;
+    status.dwControlsAccepted = state == SERVICE_RUNNING ? SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN : 0;
+    if (state == SERVICE_STOPPED && running.exitCode != kExitSuccess) {
+        status.dwWin32ExitCode = ERROR_SERVICE_SPECIFIC_ERROR;
+        status.dwServiceSpecificExitCode = static_cast<DWORD>(running.exitCode);
+    }
+    status.dwWaitHint = hint;
+    if (state == SERVICE_START_PENDING || state == SERVICE_STOP_PENDING)
+        status.dwCheckPoint = ++running.checkPoint;
+    ::SetServiceStatus(running.status, &status);
+}
+
+DWORD WINAPI onControl(DWORD control, DWORD, void*, void*) {
+    if (control == SERVICE_CONTROL_INTERROGATE) return NO_ERROR;
+    if (control != SERVICE_CONTROL_STOP && control != SERVICE_CONTROL_SHUTDOWN)
+        return ERROR_CALL_NOT_IMPLEMENTED;
+    report(SERVICE_STOP_PENDING, kStopHintMs);
+    ::SetEvent(running.stopRequested);
+    return NO_ERROR;
+}
+
+void WINAPI serviceMain(DWORD, wchar_t**) {
+    running.status =
+        ::RegisterServiceCtrlHandlerExW(running.options->serviceName.c_str(), &onControl, nullptr);
+    if (!running.status) return;
+    report(SERVICE_START_PENDING, kStopHintMs);
+    AgentHost host(*running.options, running.stopRequested);
+    running.exitCode = host.Start(false);
+    if (running.exitCode == kExitSuccess) {
+        report(SERVICE_RUNNING);
+        host.Run(nullptr);
+        report(SERVICE_STOP_PENDING, kStopHintMs);
+        AgentState final;
+        running.exitCode = host.Stop(final);
+    }
+    report(SERVICE_STOPPED);
+}
+
+}  // namespace
+
+unsigned long InstallService(const Options& options) {
+    const std::wstring command = commandOf(options);
+    if (command.empty()) return ERROR_BAD_PATHNAME;
+    const Service manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CREATE_SERVICE));
+    if (!manager) return ::GetLastError();
+    const Service service(
+        ::CreateServiceW(manager.get(), options.serviceName.c_str(), L"Corvane log collection agent",
+                         SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START,
+                         SERVICE_ERROR_NORMAL, command.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
+    return service ? 0 : ::GetLastError();
+}
+
+unsigned long UninstallService(const Options& options) {
+    DWORD error = 0;
+    const Service service = open(options, SERVICE_STOP | SERVICE_QUERY_STATUS | DELETE, error);
+    if (!service) return error;
+    error = stop(service.get());
+    if (error != 0) return error;
+    return ::DeleteService(service.get()) ? 0 : ::GetLastError();
+}
+
+unsigned long StartAgentService(const Options& options) {
+    DWORD error = 0;
+    const Service service = open(options, SERVICE_START | SERVICE_QUERY_STATUS, error);
+    if (!service) return error;
+    if (!::StartServiceW(service.get(), 0, nullptr)) return ::GetLastError();
+    return waitFor(service.get(), SERVICE_RUNNING);
+}
+
+unsigned long StopAgentService(const Options& options) {
+    DWORD error = 0;
+    const Service service = open(options, SERVICE_STOP | SERVICE_QUERY_STATUS, error);
+    return service ? stop(service.get()) : error;
+}
+
+unsigned long RunAsService(const Options& options, ExitCode& exitCode) {
+    running.options = &options;
+    running.stopRequested = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);  // lives as long as the process
+    if (!running.stopRequested) return ::GetLastError();
+    std::wstring name = options.serviceName;
+    SERVICE_TABLE_ENTRYW table[] = {{name.data(), &serviceMain}, {nullptr, nullptr}};
+    if (!::StartServiceCtrlDispatcherW(table)) return ::GetLastError();
+    exitCode = running.exitCode;
+    return 0;
+}
+
+}  // namespace CorvaneAgent

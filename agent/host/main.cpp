@@ -1,0 +1,166 @@
+#include "WindowsAgentCommon/AgentPaths.h"
+#include "WindowsAgentCommon/Encoding.h"
+#include "WindowsAgentCommon/FileUtil.h"
+#include "WindowsAgentCommon/Formatting.h"
+#include "WindowsAgentCommon/SystemInfo.h"
+#include "agent/host/AgentHost.h"
+#include "agent/host/CrashGuard.h"
+#include "agent/host/Options.h"
+#include "agent/host/ServiceControl.h"
+#include "agent/sdk/Clock.h"
+
+#include <ace/OS_main.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <map>
+
+#include "agent/sdk/Win32.h"
+
+using namespace CorvaneAgent;
+
+namespace {
+
+HANDLE stopRequested = nullptr;
+HANDLE stopped = nullptr;
+std::int64_t started = 0;
+
+BOOL WINAPI onConsoleEvent(DWORD event) {
+    ::SetEvent(stopRequested);
+    // When the console closes or the user logs off, the process ends as soon as this returns.
+    if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT) ::WaitForSingleObject(stopped, 15'000);
+    return TRUE;
+}
+
+/// Prints a line as the library formats it; the compiler's own printf family means other things.
+template <class... Arguments>
+void print(std::FILE* out, const char* format, Arguments... arguments) {
+    std::string text;
+    WindowsAgentCommon::Format(text, format, arguments...);
+    std::fputs(text.c_str(), out);
+}
+
+/// The sums that an operator looks at first, over all components.
+struct Totals {
+    unsigned long long read = 0, sent = 0, spooled = 0, dropped = 0, damaged = 0;
+};
+
+Totals totalsOf(const AgentState& state) {
+    Totals totals;
+    const auto endsWith = [](const std::string& name, const std::string& end) {
+        return name.size() >= end.size() && name.compare(name.size() - end.size(), end.size(), end) == 0;
+    };
+    for (const auto& [component, status] : state.components) {
+        for (const auto& [name, value] : status.Entries()) {
+            const unsigned long long count = std::strtoull(value.c_str(), nullptr, 10);
+            if (name == "Events") totals.read += count;
+            if (name == "Damaged") totals.damaged += count;
+            if (component != "DestinationManager") continue;  // the connections count the same events again
+            if (endsWith(name, ".Sent")) totals.sent += count;
+            if (endsWith(name, ".SpoolEvents")) totals.spooled += count;
+            if (name.find(".Dropped.") != std::string::npos) totals.dropped += count;
+        }
+    }
+    return totals;
+}
+
+void printProgress(const AgentState& state) {
+    static std::int64_t next = 0;
+    const std::int64_t now = SteadyMilliseconds();
+    if (now < next) return;
+    next = now + 1000;
+    const Totals totals = totalsOf(state);
+    print(stdout, "corvane-agent: read %I64u, sent %I64u, waiting in the spool %I64u, dropped %I64u\n",
+                totals.read, totals.sent, totals.spooled, totals.dropped);
+    std::fflush(stdout);
+}
+
+void printSummary(const AgentState& state) {
+    const Totals totals = totalsOf(state);
+    const double seconds = static_cast<double>(SteadyMilliseconds() - started) / 1000;
+    print(stdout, "corvane-agent: events read %I64u (damaged %I64u), sent %I64u, waiting in the spool %I64u, dropped "
+        "%I64u\n"
+        "corvane-agent: %.1f seconds, %.0f events a second\n"
+        "corvane-agent: logs, statistics and state.json are in %s\n",
+        totals.read, totals.damaged, totals.sent, totals.spooled, totals.dropped, seconds,
+        seconds > 0 ? static_cast<double>(totals.read) / seconds : 0.0,
+        WindowsAgentCommon::ToUTF8(WindowsAgentCommon::GetLogPath()).c_str());
+}
+
+int runOnConsole(const Options& options, bool checkOnly) {
+    stopRequested = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    stopped = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    ::SetConsoleCtrlHandler(&onConsoleEvent, TRUE);
+    started = SteadyMilliseconds();
+    AgentHost host(options, stopRequested);
+    ExitCode code = host.Start(checkOnly);
+    if (code != kExitSuccess) {
+        print(stderr, "corvane-agent: %s\n", host.GetError().c_str());
+    } else if (checkOnly) {
+        print(stdout, "corvane-agent: the configuration is in order\n");
+    } else {
+        host.Run(&printProgress);
+        AgentState final;
+        code = host.Stop(final);
+        printSummary(final);
+    }
+    ::SetEvent(stopped);
+    return code;
+}
+
+int serviceCommand(const Options& options, unsigned long (*command)(const Options&), const char* done) {
+    const unsigned long error = command(options);
+    if (error != 0) {
+        print(stderr, "corvane-agent: %s\n", WindowsAgentCommon::LastError(error).c_str());
+        return kExitService;
+    }
+    print(stdout, "corvane-agent: the service %s %s\n", WindowsAgentCommon::ToUTF8(options.serviceName).c_str(),
+                done);
+    return kExitSuccess;
+}
+
+int dispatch(const Options& options) {
+    using Action = Options::Action;
+    ExitCode exitCode = kExitSuccess;
+    std::string version;
+    switch (options.action) {
+        case Action::kHelp:
+            std::fputs(HelpText(), stdout);
+            return kExitSuccess;
+        case Action::kVersion:
+            WindowsAgentCommon::GetKORVersionString(version);
+            print(stdout, "corvane-agent %s\n", version.c_str());
+            return kExitSuccess;
+        case Action::kInstall:
+            return serviceCommand(options, &InstallService, "is installed");
+        case Action::kUninstall:
+            return serviceCommand(options, &UninstallService, "is removed");
+        case Action::kStart:
+            return serviceCommand(options, &StartAgentService, "is running");
+        case Action::kStop:
+            return serviceCommand(options, &StopAgentService, "has stopped");
+        case Action::kService:
+            if (const unsigned long error = RunAsService(options, exitCode)) {
+                print(stderr, "corvane-agent: --service is for the service control manager: %s\n",
+                             WindowsAgentCommon::LastError(error).c_str());
+                return kExitService;
+            }
+            return exitCode;
+        default:
+            return runOnConsole(options, options.action == Action::kCheck);
+    }
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t* argv[]) {
+    ::SetDllDirectoryW(L"");  // no DLL from the working folder
+    InstallCrashGuard();
+    Options options;
+    std::string error;
+    if (!ParseOptions(argc, argv, options, error)) {
+        print(stderr, "corvane-agent: %s\n", error.c_str());
+        return kExitUsage;
+    }
+    return dispatch(options);
+}
