@@ -71,20 +71,21 @@ void printProgress(const AgentState& state) {
     next = now + 1000;
     const Totals totals = totalsOf(state);
     print(stdout, "corvane-agent: read %I64u, sent %I64u, waiting in the spool %I64u, dropped %I64u\n",
-                totals.read, totals.sent, totals.spooled, totals.dropped);
+          totals.read, totals.sent, totals.spooled, totals.dropped);
     std::fflush(stdout);
 }
 
 void printSummary(const AgentState& state) {
     const Totals totals = totalsOf(state);
     const double seconds = static_cast<double>(SteadyMilliseconds() - started) / 1000;
-    print(stdout, "corvane-agent: events read %I64u (damaged %I64u), sent %I64u, waiting in the spool %I64u, dropped "
-        "%I64u\n"
-        "corvane-agent: %.1f seconds, %.0f events a second\n"
-        "corvane-agent: logs, statistics and state.json are in %s\n",
-        totals.read, totals.damaged, totals.sent, totals.spooled, totals.dropped, seconds,
-        seconds > 0 ? static_cast<double>(totals.read) / seconds : 0.0,
-        WindowsAgentCommon::ToUTF8(WindowsAgentCommon::GetLogPath()).c_str());
+    print(stdout,
+          "corvane-agent: events read %I64u (damaged %I64u), sent %I64u, waiting in the spool %I64u, dropped "
+          "%I64u\n"
+          "corvane-agent: %.1f seconds, %.0f events a second\n"
+          "corvane-agent: logs, statistics and state.json are in %s\n",
+          totals.read, totals.damaged, totals.sent, totals.spooled, totals.dropped, seconds,
+          seconds > 0 ? static_cast<double>(totals.read) / seconds : 0.0,
+          WindowsAgentCommon::ToUTF8(WindowsAgentCommon::GetLogPath()).c_str());
 }
 
 int runOnConsole(const Options& options, bool checkOnly) {
@@ -114,8 +115,8 @@ int serviceCommand(const Options& options, unsigned long (*command)(const Option
         print(stderr, "corvane-agent: %s\n", WindowsAgentCommon::LastError(error).c_str());
         return kExitService;
     }
-    print(stdout, "corvane-agent: the service %s %s\n", WindowsAgentCommon::ToUTF8(options.serviceName).c_str(),
-                done);
+    print(stdout, "corvane-agent: the service %s %s\n",
+          WindowsAgentCommon::ToUTF8(options.serviceName).c_str(), done);
     return kExitSuccess;
 }
 
@@ -142,7 +143,7 @@ int dispatch(const Options& options) {
         case Action::kService:
             if (const unsigned long error = RunAsService(options, exitCode)) {
                 print(stderr, "corvane-agent: --service is for the service control manager: %s\n",
-                             WindowsAgentCommon::LastError(error).c_str());
+                      WindowsAgentCommon::LastError(error).c_str());
                 return kExitService;
             }
             return exitCode;
