@@ -166,7 +166,8 @@ ExitCode AgentHost::readConfiguration() {
     try {
         manager_ = configuration_.Initialize(kManager, source);
     } catch (const std::exception& error) {
-        return fail(kExitConfiguration, error.what());
+        error_ = error.what();  // the manager has logged it
+        return kExitConfiguration;
     }
     manager_->GetSettings(settings_);
     manager_->GetServices(services_);

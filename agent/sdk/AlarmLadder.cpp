@@ -6,6 +6,11 @@ namespace {
 
 constexpr std::int64_t kFloodedAfterMs = 15'000;
 
+/// Whether used is at least so many tenths of capacity; no product overflows.
+bool reaches(std::uint64_t used, std::uint64_t capacity, std::uint64_t tenths) {
+    return used >= capacity / 10 * tenths + (capacity % 10 * tenths + 9) / 10;
+}
+
 }  // namespace
 
 AlarmLadder::AlarmLadder(WindowsAgentCommon::Log log, const std::string& what) : log_(log), what_(what) {}
@@ -16,13 +21,11 @@ AlarmLadder::State AlarmLadder::Update(std::uint64_t used, std::uint64_t capacit
     } else if (fullSince_ < 0) {
         fullSince_ = now;
     }
-    // In doubles, so that no product can overflow.
-    const double share = capacity == 0 ? 1.0 : static_cast<double>(used) / static_cast<double>(capacity);
-    if (share < 0.7) {
+    if (!reaches(used, capacity, 7)) {
         if (state_ != State::kNormal) change(State::kNormal, used, capacity);
     } else if (fullSince_ >= 0 && now - fullSince_ >= kFloodedAfterMs) {
         if (state_ != State::kFlooded) change(State::kFlooded, used, capacity);
-    } else if (share >= 0.9 && state_ == State::kNormal) {
+    } else if (reaches(used, capacity, 9) && state_ == State::kNormal) {
         change(State::kWarning, used, capacity);
     }
     return state_;

@@ -1,0 +1,259 @@
+#include "agent/host/ComponentFactory.h"
+#include "agent/host/Options.h"
+#include "agent/host/StateFile.h"
+
+#include <gtest/gtest.h>
+
+#include "WindowsAgentCommon/IDeviceService.h"
+#include "WindowsAgentCommon/KORException.h"
+#include "WindowsAgentCommon/ServiceComponentBase.h"
+#include "agent/sdk/AlarmLadder.h"
+#include "agent/sdk/ServiceRegistration.h"
+
+namespace CorvaneAgent {
+namespace {
+
+using namespace WindowsAgentCommon;
+
+/// Tells everything that happens to it, and to the factory, in one text.
+class Story : public IComponentFactoryHook {
+public:
+    std::string text;
+
+    std::string GetHookName() const override { return "story"; }
+    void OnFactoryInitializationStart() override { text += "("; }
+    void OnStaticConfigurationInitialized(const std::string& name) override { text += " c:" + name; }
+    void OnModuleInitialized(const std::string& name) override { text += " m:" + name; }
+    void OnComponentInitializeSuccess(const std::string& name) override { text += " ok:" + name; }
+    void OnComponentInitializeFail(const std::string& name) override { text += " fail:" + name; }
+    void OnComponentInitializeDefer(const std::string& name) override { text += " defer:" + name; }
+    void OnComponentInitializeBadDependency(const std::string& name) override { text += " bad:" + name; }
+    void OnFactoryInitializationEnd(ComponentFactoryResultCode result) override {
+        text += " )" + std::to_string(result);
+    }
+    void OnBeforeComponentShutdown(const std::string& name) override { text += " <" + name; }
+    void OnAfterComponentShutdown(const std::string& name, ComponentFactoryResultCode result) override {
+        text += " >" + name + std::to_string(result);
+    }
+};
+
+/// A component that depends, defers and fails as it is told.
+class Part : public ServiceComponentBase<IDeviceService, ACE_Service_Object> {
+public:
+    Part(const std::vector<std::string>& dependencies, int defers, const std::string& failure)
+        : dependencies_(dependencies), defers_(defers), failure_(failure) {}
+    void GetDependencies(std::vector<std::string>& services) const override { services = dependencies_; }
+    InitializeResult Initialize(const EnvironmentBlock&) override {
+        if (defers_ > 0) return --defers_, InitializeResult::kDefer;
+        failAt("initialize");
+        return InitializeResult::kDone;
+    }
+    void Start() override { failAt("start"); }
+    void Shutdown() override { failAt("shutdown"); }
+
+private:
+    void failAt(const std::string& point) const {
+        if (failure_ == point) throw KORException(__FILE__, __FUNCTION__, __LINE__, "told to");
+    }
+    std::vector<std::string> dependencies_;
+    int defers_;
+    std::string failure_;
+};
+
+class Parts : public IComponentFactoryOverrideHook {
+public:
+    std::map<std::string, std::unique_ptr<Part>> parts;
+
+    bool OverrideModule(const std::string&, std::string&) override { return false; }
+    bool OverrideSettings(const std::string&, EnvironmentBlock&) override { return false; }
+    bool OverrideComponent(const std::string& name, IServiceComponent*& component) override {
+        const auto found = parts.find(name);
+        if (found != parts.end()) component = found->second.get();
+        return found != parts.end();
+    }
+};
+
+ServiceConfig service(const std::string& name, const std::string& module = "", const std::string& made = "") {
+    return ServiceConfig(name, module, made, "");
+}
+
+TEST(AgentComponentFactory, OrdersDefersAndFailsAsTheComponentsSay) {
+    struct Given {
+        const char* name;
+        std::vector<std::string> dependencies;
+        int defers;
+        const char* failure;
+    };
+    struct Row {
+        std::vector<Given> parts;
+        ComponentFactoryResultCode result;
+        const char* failed;
+        const char* story;  // without the configuration's and the modules' part
+    };
+    const Row rows[] = {
+        {{{"AA", {"BB"}, 0, ""}, {"BB", {}, 0, ""}},
+         kComponentFactorySuccess,
+         "",
+         "ok:BB ok:AA )0 <AA >AA0 <BB >BB0"},
+        {{{"AA", {}, 1, ""}, {"BB", {}, 0, ""}},
+         kComponentFactorySuccess,
+         "",
+         "defer:AA ok:BB ok:AA )0 <AA >AA0 <BB >BB0"},
+        {{{"AA", {}, 9, ""}, {"BB", {"AA"}, 0, ""}, {"CC", {}, 0, ""}},
+         kComponentFactoryDeferredForever,
+         "AA",
+         "defer:AA ok:CC defer:AA bad:BB <CC >CC0 )5"},
+        {{{"AA", {"BB"}, 0, ""}, {"BB", {"AA"}, 0, ""}},
+         kComponentFactoryBadDependency,
+         "AA",
+         "bad:AA bad:BB )3"},
+        {{{"AA", {"BB"}, 0, ""}, {"BB", {"No"}, 0, ""}},
+         kComponentFactoryBadDependency,
+         "BB",
+         "bad:AA bad:BB )3"},
+        {{{"AA", {}, 0, ""}, {"BB", {"AA"}, 0, "initialize"}},
+         kComponentFactoryComponentFailed,
+         "BB",
+         "ok:AA fail:BB <AA >AA0 )4"},
+        {{{"AA", {}, 0, ""}, {"BB", {}, 0, "start"}},
+         kComponentFactoryComponentFailed,
+         "BB",
+         "ok:AA ok:BB <BB >BB0 <AA >AA0 )4"},
+        {{{"AA", {}, 0, ""}, {"BB", {}, 0, "shutdown"}},
+         kComponentFactorySuccess,
+         "",
+         "ok:AA ok:BB )0 <BB >BB6 <AA >AA0"},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.story);
+        Parts parts;
+        std::vector<ServiceConfig> services;
+        for (const Given& given : row.parts) {
+            parts.parts[given.name] = std::make_unique<Part>(given.dependencies, given.defers, given.failure);
+            services.push_back(service(given.name));
+        }
+        Story story;
+        ComponentFactory factory;
+        factory.AddHook(&story);
+        factory.SetOverrideHook(&parts);
+        EXPECT_EQ(factory.Initialize(services), row.result);
+        EXPECT_EQ(factory.GetFailedComponent(), row.failed);
+        EXPECT_EQ(factory.GetComponent("AA") != nullptr, row.result == kComponentFactorySuccess);
+        if (row.result == kComponentFactorySuccess) {
+            EXPECT_EQ(factory.Initialize(services), kComponentFactoryWrongState);
+            factory.Shutdown();
+        }
+        const auto begin = story.text.find_first_of("odfb", story.text.rfind(" m:") + 4);
+        EXPECT_EQ(story.text.substr(begin), row.story);
+    }
+}
+
+TEST(AgentComponentFactory, LoadsModulesAndRefusesNamesThatAreNoNames) {
+    struct Row {
+        const char *name, *module, *made;
+        ComponentFactoryResultCode result;
+    };
+    const Row rows[] = {
+        {"PayloadFactory", "", "", kComponentFactorySuccess},
+        {"Renamed", "CorvaneCommon", "PayloadFactory", kComponentFactorySuccess},
+        {"PayloadFactory", "NoSuchModule", "", kComponentFactoryModuleMissing},
+        {"NoSuchService", "", "", kComponentFactoryModuleMissing},
+        {"Manager", "AgentConfigManager", "AgentConfigManager", kComponentFactoryNotAComponent},
+        {"", "", "", kComponentFactoryModuleMissing},
+        {"Two Words", "", "", kComponentFactoryModuleMissing},
+        {"Payload", "..\\evil", "PayloadFactory", kComponentFactoryModuleMissing},
+        {"Payload", "", "PayloadFactory() \"\"\ndynamic", kComponentFactoryModuleMissing},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(std::string(row.name) + " " + row.module + " " + row.made);
+        ComponentFactory factory;
+        const ServiceRegistration registration(L"ComponentFactory_Dynamic_Service", factory);
+        EXPECT_EQ(factory.Initialize({service(row.name, row.module, row.made)}), row.result);
+        EXPECT_EQ(_getService(row.name) != nullptr, row.result == kComponentFactorySuccess);
+        EXPECT_EQ(factory.Shutdown(), row.result == kComponentFactorySuccess ? kComponentFactorySuccess
+                                                                             : kComponentFactoryWrongState);
+        EXPECT_EQ(_getService(row.name), nullptr);
+    }
+    EXPECT_EQ(GetComponentFactory(), nullptr);
+}
+
+TEST(AgentOptions, ReadTheSwitches) {
+    struct Row {
+        std::vector<const wchar_t*> arguments;
+        bool valid;
+        Options::Action action;
+        const wchar_t* root;
+    };
+    const Row rows[] = {
+        {{}, true, Options::Action::kRun, L""},
+        {{L"--root", L"C:\\A B", L"--once"}, true, Options::Action::kRun, L"C:\\A B"},
+        {{L"--check-config", L"-rC:\\A"}, true, Options::Action::kCheck, L"C:\\A"},
+        {{L"--install"}, true, Options::Action::kInstall, L""},
+        {{L"--install", L"--stop"}, false, Options::Action::kRun, L""},
+        {{L"--root"}, false, Options::Action::kRun, L""},
+        {{L"--nonsense"}, false, Options::Action::kRun, L""},
+        {{L"--name", L"a\"b"}, false, Options::Action::kRun, L""},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.arguments.size()));
+        std::vector<std::wstring> texts = {L"corvane-agent"};
+        for (const wchar_t* argument : row.arguments) texts.emplace_back(argument);
+        std::vector<wchar_t*> arguments;
+        for (std::wstring& text : texts) arguments.push_back(text.data());
+        Options options;
+        std::string error;
+        ASSERT_EQ(ParseOptions(static_cast<int>(arguments.size()), arguments.data(), options, error),
+                  row.valid);
+        EXPECT_EQ(error.empty(), row.valid);
+        if (row.valid) {
+            EXPECT_EQ(options.action, row.action);
+            EXPECT_EQ(options.root, row.root);
+        }
+    }
+}
+
+TEST(AgentStateFile, WritesNumbersAsNumbersAndEverythingElseAsText) {
+    EnvironmentBlock status;
+    const std::pair<const char*, const char*> rows[] = {
+        {"0", "0"},
+        {"-12", "-12"},
+        {"1.50", "1.50"},
+        {"007", "\"007\""},
+        {"1.", "\"1.\""},
+        {"-", "\"-\""},
+        {"1e5", "\"1e5\""},
+        {"", "\"\""},
+        {"a\"b\\", "\"a\\\"b\\\\\""},
+        {"\n\x01", "\"\\u000a\\u0001\""},
+    };
+    for (const auto& [value, written] : rows) {
+        SCOPED_TRACE(value);
+        AgentState state;
+        status.SetStringValue("value", value);
+        state.components = {{"One", status}};
+        EXPECT_NE(ToJson(state).find("\"One\": {\"value\": " + std::string(written) + "}"), std::string::npos)
+            << ToJson(state);
+    }
+}
+
+TEST(AgentAlarmLadder, WarnsFloodsAndCalmsDownOncePerChange) {
+    AlarmLadder ladder(GetLoggerFactory().GetLog("Agent.Test"), "Queue");
+    using State = AlarmLadder::State;
+    const struct {
+        std::uint64_t used;
+        std::int64_t now;
+        State state;
+    } rows[] = {
+        {89, 0, State::kNormal},        {90, 1, State::kWarning},      {100, 1'000, State::kWarning},
+        {100, 15'999, State::kWarning}, {99, 16'000, State::kWarning}, {100, 16'001, State::kWarning},
+        {100, 31'001, State::kFlooded}, {70, 40'000, State::kFlooded}, {69, 40'001, State::kNormal},
+        {89, 50'000, State::kNormal},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.now);
+        EXPECT_EQ(ladder.Update(row.used, 100, row.now), row.state);
+    }
+}
+
+}  // namespace
+}  // namespace CorvaneAgent
