@@ -10,4 +10,6 @@ void HandleCloser::operator()(void* handle) const noexcept {
     ::SetLastError(kept);
 }
 
+Handle OwnFile(void* file) noexcept { return Handle(file == INVALID_HANDLE_VALUE ? nullptr : file); }
+
 }  // namespace CorvaneAgent

@@ -4,13 +4,16 @@
 
 namespace CorvaneAgent {
 
-/// Closes a kernel handle.
+/// Closes a kernel handle; the thread's last error stays what it was.
 struct HandleCloser {
     void operator()(void* handle) const noexcept;
 };
 
-/// The owner of a kernel handle (event, file, thread). Null is none: turn INVALID_HANDLE_VALUE into null
-/// before it is owned.
+/// Owns a kernel handle; null for none.
 using Handle = std::unique_ptr<void, HandleCloser>;
+
+/// Owns what CreateFile returned, whose sign of failure is not null; the thread's last error stays what it
+/// was.
+Handle OwnFile(void* file) noexcept;
 
 }  // namespace CorvaneAgent
