@@ -16,6 +16,9 @@ namespace {
 // The alternatives of PayloadValue, in its order.
 enum Kind : unsigned char { kText, kWideText, kInteger, kDouble, kBool, kTime, kUnsigned, kKinds };
 
+// What a payload keeps for the next visit.
+constexpr std::size_t kMostKeptText = 65536;
+
 // A time's bytes: seconds, then microseconds.
 constexpr std::size_t kTimeSize = sizeof(std::int64_t) + sizeof(std::int32_t);
 
@@ -43,15 +46,6 @@ bool IsValue(const FieldView& field) noexcept {
     if (head.kind >= kKinds || head.valueSize != kFixedSizes[head.kind]) return false;
     if (head.kind == kBool) return static_cast<unsigned char>(*field.value) <= 1;
     return head.kind != kTime || IsTime(field.value);
-}
-
-PayloadValue NumberOf(unsigned char kind, const char* bytes) {
-    if (kind == kInteger) return NumberAt<std::int64_t>(bytes);
-    if (kind == kDouble) return NumberAt<double>(bytes);
-    if (kind == kBool) return *bytes != 0;
-    if (kind == kUnsigned) return NumberAt<unsigned int>(bytes);
-    const auto seconds = static_cast<time_t>(NumberAt<std::int64_t>(bytes));
-    return ACE_Time_Value(seconds, NumberAt<std::int32_t>(bytes + sizeof(std::int64_t)));
 }
 
 }  // namespace
@@ -126,6 +120,11 @@ bool FieldReader::take(FieldView& field) noexcept {
     return true;
 }
 
+FieldDecoder::~FieldDecoder() {
+    auto& text = boost::strict_get<std::string>(text_.second);
+    if (text.capacity() <= kMostKeptText) home_ = std::move(text);
+}
+
 const PayloadField& FieldDecoder::Decode(const FieldView& field) {
     const FieldHead& head = field.head;
     if (head.kind == kText) {
@@ -141,7 +140,15 @@ const PayloadField& FieldDecoder::Decode(const FieldView& field) {
         return wide_;
     }
     other_.first = head.typeInfo;
-    other_.second = NumberOf(head.kind, field.value);
+    PayloadValue& other = other_.second;
+    if (head.kind == kInteger) other = NumberAt<std::int64_t>(field.value);
+    if (head.kind == kDouble) other = NumberAt<double>(field.value);
+    if (head.kind == kBool) other = *field.value != 0;
+    if (head.kind == kUnsigned) other = NumberAt<unsigned int>(field.value);
+    if (head.kind == kTime) {
+        const auto seconds = static_cast<time_t>(NumberAt<std::int64_t>(field.value));
+        other = ACE_Time_Value(seconds, NumberAt<std::int32_t>(field.value + sizeof(std::int64_t)));
+    }
     return other_;
 }
 

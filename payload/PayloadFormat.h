@@ -4,6 +4,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
+#include <utility>
 
 class ACE_Message_Block;
 
@@ -98,11 +100,18 @@ private:
 /// Makes fields of their bytes, using the memory of the texts before again.
 class FieldDecoder {
 public:
+    /// text: a text to begin with, whatever is in it; comes back, with more memory perhaps.
+    explicit FieldDecoder(std::string& text) : home_(text), text_(0, std::move(text)) {}
+    FieldDecoder(const FieldDecoder&) = delete;
+    FieldDecoder& operator=(const FieldDecoder&) = delete;
+    ~FieldDecoder();
+
     /// field: as FieldReader gave it. Valid until the next call.
     const PayloadField& Decode(const FieldView& field);
 
 private:
-    PayloadField text_{0, std::string()}, wide_{0, std::wstring()}, other_{0, false};
+    std::string& home_;
+    PayloadField text_, wide_{0, std::wstring()}, other_{0, false};
 };
 
 }  // namespace WindowsAgentCommon::detail

@@ -89,10 +89,8 @@ void PayloadBase::append(unsigned int id, std::int64_t typeInfo, const PayloadVa
     std::copy(key.begin(), key.end(), at + detail::kFieldHeadSize);
     std::memcpy(at + detail::kFieldHeadSize + key.size(), bytes.Data(), bytes.Size());
     tail_->wr_ptr(size);
-    detail::GroupHead group;
-    std::memcpy(&group, open_, sizeof group);
-    ++group.fields;
-    std::memcpy(open_, &group, sizeof group);
+    ++openFields_;
+    std::memcpy(open_ + offsetof(detail::GroupHead, fields), &openFields_, sizeof openFields_);
     ++fields_;
     size_ += size;
 }
@@ -110,6 +108,7 @@ void PayloadBase::beginBlock(std::size_t size) {
     }
     const detail::GroupHead group{{'C', 'P'}, version_, 0, 0};
     open_ = block->wr_ptr();
+    openFields_ = 0;
     block->copy(reinterpret_cast<const char*>(&group), sizeof group);
     size_ += sizeof group;
     if (head_ == nullptr)
@@ -154,7 +153,7 @@ bool PayloadBase::Read(const ACE_Message_Block* chain) {
 void PayloadBase::Accept(IPayloadVisitor& visitor) const {
     if (head_ == nullptr) return;
     detail::FieldReader reader(head_, version_);
-    detail::FieldDecoder decoder;
+    detail::FieldDecoder decoder(text_);
     detail::FieldView field;
     while (reader.Next(field)) {
         unsigned int id = field.head.id;

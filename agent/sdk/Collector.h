@@ -1,18 +1,25 @@
 #pragma once
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 
-#include "WindowsAgentCommon/EPSCollector.h"
+#include <ace/Thread_Mutex.h>
+
 #include "WindowsAgentCommon/IDeviceService.h"
 #include "WindowsAgentCommon/IPayload.h"
-#include "WindowsAgentCommon/IPayloadProfile.h"
 #include "WindowsAgentCommon/IPersistenceManager.h"
 #include "WindowsAgentCommon/KORTask.h"
 #include "WindowsAgentCommon/LoggerFactory.h"
 #include "WindowsAgentCommon/ServiceComponentBase.h"
+#include "WindowsAgentCommon/SimpleEPS.h"
+#include "agent/sdk/Handle.h"
+#include "agent/sdk/LocalTime.h"
 
 namespace WindowsAgentCommon {
 class IPayloadFactory;
@@ -30,16 +37,33 @@ class IDeliveryBarrier;
 /// Its position is a configuration block of its own making. It is kept through the persistence manager about
 /// once a second, but only when every event emitted before it is safe (IDeliveryBarrier): after a kill no
 /// event is missing, and at most what was emitted since the last kept position is repeated.
+///
+/// Settings of every collector: "PollInterval" (ms between looking for news, 500; 10 to 60,000),
+/// "CheckpointInterval" (ms between kept positions, 1000; 100 to 60,000), "Host" (the host of events that
+/// name none; the computer's name), "Facility" (syslog facility, 16; 0 to 23).
+///
+/// The four functions, and everything protected, run on the collector's thread, ReadSettings on that of
+/// Initialize. What they throw is logged, once for each change of state, and tried again after a pause.
 class Collector : public WindowsAgentCommon::ServiceComponentBase<WindowsAgentCommon::IDeviceService,
                                                                   WindowsAgentCommon::KORTask> {
 public:
     Collector();
+    ~Collector() override;
 
+    /// Payload factory, payload router and persistence manager.
     void GetDependencies(std::vector<std::string>& services) const override;
+
+    /// Throws InitializationException for a setting that cannot be used, a service that is missing, or a
+    /// router that offers no IDeliveryBarrier.
     WindowsAgentCommon::InitializeResult Initialize(
         const WindowsAgentCommon::EnvironmentBlock& settings) override;
     void Start() override;
+
+    /// Ends the thread, which keeps its position a last time when the events are safe within 1.5 seconds.
     void Shutdown() override;
+
+    /// "State" ("stopped", "running", "waiting" for a road that is full, "failing", "finished"), "Events",
+    /// "Damaged", "Cut" (fields that were too long for a line) and "Position", the last one kept.
     void GetStatus(WindowsAgentCommon::EnvironmentBlock& status) const override;
     int svc() override;
 
@@ -68,27 +92,81 @@ protected:
     /// Makes the payload of the next event, empty.
     std::shared_ptr<WindowsAgentCommon::IPayload> NewPayload();
 
-    /// Adds a field by name; a name that is new becomes plain text.
-    void AddText(WindowsAgentCommon::IPayload& payload, const std::string& name, const std::string& value);
-    void AddInteger(WindowsAgentCommon::IPayload& payload, const std::string& name, std::int64_t value);
+    /// Adds a field to the payload made last. Names are registered with the payload factory; blanks, "=" and
+    /// control characters in them become "_", and beyond 4,000 names, or 128 bytes of one, the field is
+    /// called "Other" and its value NAME=VALUE. A value that the line has no room for (63 KiB) is cut at a
+    /// character boundary, ends with "[cut]" and is counted.
+    void AddText(WindowsAgentCommon::IPayload& payload, std::string_view name, std::string_view value);
+    void AddInteger(WindowsAgentCommon::IPayload& payload, std::string_view name, std::int64_t value);
+    void AddHexadecimal(WindowsAgentCommon::IPayload& payload, std::string_view name, std::uint64_t value);
 
-    /// Gives the payload its syslog header: "<priority>time host ".
+    /// Gives the payload its syslog header: "<priority>time host ". The time is local. What a host may not
+    /// hold becomes "_"; an empty one is the setting "Host".
     void AddHeader(WindowsAgentCommon::IPayload& payload, unsigned int priority,
-                   std::int64_t unixMilliseconds, const std::string& host);
+                   std::int64_t unixMilliseconds, std::string_view host);
+
+    /// The priority of a severity (0 to 7) with the setting "Facility".
+    unsigned int GetPriority(unsigned int severity) const { return facility_ * 8 + severity; }
 
     /// Sends the event on its way and counts it. Blocks while the road is full. False when the collector is
     /// to stop: then the event was not taken, and SavePosition must not go beyond it.
     bool Emit(const std::shared_ptr<WindowsAgentCommon::IPayload>& payload);
 
-    /// Counts an event that could not be read. where: for the log, such as a position. One log line each,
-    /// then one for every hundred.
+    /// Counts an event that could not be read. where: for the log, such as a position. One log line each for
+    /// the first ten, then one for every hundred.
     void CountDamaged(const std::string& where, const std::string& why);
 
-    bool IsStopping() const;  ///< Whether Collect should return.
+    bool IsStopping() const { return stopping_.load(std::memory_order_acquire); }  ///< Collect should return.
     WindowsAgentCommon::Log GetLog() const { return log_; }
 
+    /// A setting that is a whole number from least to most; throws InitializationException for anything else.
+    static unsigned int ReadNumber(const WindowsAgentCommon::EnvironmentBlock& settings,
+                                   const std::string& name, unsigned int value, unsigned int least,
+                                   unsigned int most);
+
 private:
+    enum class State { kStopped, kRunning, kWaiting, kFailing, kFinished };
+
+    void restore();
+    Progress collectSafely();
+    bool checkpoint(unsigned int timeoutMs);
+    void tellCheckpoint(const std::string& trouble);
+    bool pause(unsigned int milliseconds) const;
+    unsigned int fieldId(std::string_view name, std::int64_t type);
+    void addText(WindowsAgentCommon::IPayload& payload, unsigned int id, std::string_view name,
+                 std::string_view prefix, std::string_view value);
+    void addNumber(WindowsAgentCommon::IPayload& payload, std::string_view name, std::int64_t type,
+                   std::int64_t value);
+
+    using FieldIds = std::unordered_map<std::string_view, unsigned int>;
+
     WindowsAgentCommon::Log log_;
+    WindowsAgentCommon::IPayloadFactory* factory_ = nullptr;
+    WindowsAgentCommon::IPayloadRouter* router_ = nullptr;
+    IDeliveryBarrier* barrier_ = nullptr;
+    std::shared_ptr<WindowsAgentCommon::IPersistentRecord> record_;
+    std::shared_ptr<WindowsAgentCommon::SimpleEPS> eps_;
+    unsigned int pollMs_ = 500, checkpointMs_ = 1000, facility_ = 16;
+    std::string host_;
+
+    Handle stop_;
+    std::atomic<bool> stopping_{false};
+    std::atomic<State> state_{State::kStopped};
+    std::atomic<std::uint32_t> events_{0}, damaged_{0}, cut_{0};  // modulo 2^32
+    mutable ACE_Thread_Mutex positionLock_;
+    std::string position_;  // the last one kept, as text; under positionLock_
+
+    // The rest belongs to the collector's thread.
+    bool restored_ = false, changed_ = false;  // changed_: since the last kept position
+    std::uint32_t uncounted_ = 0;              // events that eps_ does not know of yet
+    std::int64_t nextCheckpoint_ = 0;
+    std::string trouble_, checkpointTrouble_;  // told last, empty for none
+    FieldIds textIds_, integerIds_, hexadecimalIds_;
+    std::deque<std::string> names_;  // what the keys refer to
+    std::size_t room_ = 0;           // bytes that the payload's line has left
+    unsigned int headerId_ = 0, otherId_ = 0;
+    WindowsAgentCommon::PayloadField text_, number_;  // reused, so that no field allocates
+    LocalTime time_;
 };
 
 }  // namespace CorvaneAgent

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -46,6 +47,8 @@ private:
     ACE_Message_Block* tail_ = nullptr;   // the chain's last block
     ACE_Message_Block* spare_ = nullptr;  // owned; an empty block to begin with, or null
     mutable char* open_ = nullptr;        // head of the fields in tail_ while nobody else may have the block
+    std::uint32_t openFields_ = 0;        // fields behind open_
+    mutable std::string text_;            // memory for the texts of a visit
     std::size_t fields_ = 0;
     std::size_t size_ = 0;
 };

@@ -1,0 +1,66 @@
+#include "agent/collectors/FileList.h"
+
+#include "WindowsAgentCommon/Encoding.h"
+#include "WindowsAgentCommon/KORException.h"
+
+#include "agent/sdk/Win32.h"
+
+namespace CorvaneAgent {
+
+using namespace WindowsAgentCommon;
+
+namespace {
+
+constexpr std::size_t kLongestPath = 1000;  // so that an entry of a position fits into its record
+
+[[noreturn]] void refuse(const std::string& message) {
+    throw InitializationException(__FILE__, __FUNCTION__, __LINE__, message);
+}
+
+std::wstring expand(const std::wstring& path) {
+    std::wstring out(32'768, L'\0');
+    const DWORD size = ::ExpandEnvironmentStringsW(path.c_str(), out.data(), static_cast<DWORD>(out.size()));
+    if (size == 0 || size > out.size()) return path;
+    out.resize(size - 1);
+    return out;
+}
+
+}  // namespace
+
+std::vector<ListedFile> ReadPaths(const EnvironmentBlock& settings) {
+    std::vector<std::string> names;
+    settings.GetArrayValue("Path", names);
+    std::vector<ListedFile> files;
+    for (const std::string& name : names) {
+        if (name.empty() || name.size() > kLongestPath) refuse("Path is empty or longer than 1,000 bytes");
+        for (const ListedFile& other : files) {
+            if (other.name == name) refuse("Path \"" + name + "\" is given twice");
+        }
+        files.push_back({name, expand(FromUTF8(name)), {}, false});
+    }
+    if (files.empty()) refuse("There is no Path");
+    return files;
+}
+
+bool ReadFlag(const EnvironmentBlock& settings, const std::string& name, bool value) {
+    std::string text;
+    settings.GetStringValue(name, text, value ? "T" : "F");
+    if (text != "T" && text != "F") refuse(name + " is \"" + text + "\", not T or F");
+    return text == "T";
+}
+
+void SavePositions(const std::vector<ListedFile>& files, EnvironmentBlock& position) {
+    for (const ListedFile& file : files) {
+        if (file.begun) position.SetStringValue("File." + file.name, file.done.ToText());
+    }
+}
+
+void LoadPositions(const EnvironmentBlock& position, std::vector<ListedFile>& files) {
+    for (ListedFile& file : files) {
+        std::string text;
+        file.begun = position.GetStringValue("File." + file.name, text, "") && file.done.FromText(text);
+        if (!file.begun) file.done = FilePosition();
+    }
+}
+
+}  // namespace CorvaneAgent

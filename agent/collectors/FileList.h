@@ -1,0 +1,31 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "WindowsAgentCommon/EnvironmentBlock.h"
+#include "agent/collectors/InputFile.h"
+
+namespace CorvaneAgent {
+
+/// A file that a collector reads, and where it stands in it.
+struct ListedFile {
+    std::string name;    ///< As configured, UTF-8.
+    std::wstring path;   ///< The same in UTF-16.
+    FilePosition done;   ///< Behind the last event emitted.
+    bool begun = false;  ///< done means something: the file was open once.
+};
+
+/// Reads the setting "Path": one or more paths, references to environment variables replaced. Throws
+/// InitializationException when there is none, one is given twice, or one is longer than 1,000 bytes.
+std::vector<ListedFile> ReadPaths(const WindowsAgentCommon::EnvironmentBlock& settings);
+
+/// A value "T" or "F"; throws InitializationException for anything else.
+bool ReadFlag(const WindowsAgentCommon::EnvironmentBlock& settings, const std::string& name, bool value);
+
+/// The positions of files in a collector's block: "File.PATH", so that files may come, go and change places
+/// in the configuration. Loading leaves a file that has none at its beginning, not begun.
+void SavePositions(const std::vector<ListedFile>& files, WindowsAgentCommon::EnvironmentBlock& position);
+void LoadPositions(const WindowsAgentCommon::EnvironmentBlock& position, std::vector<ListedFile>& files);
+
+}  // namespace CorvaneAgent
