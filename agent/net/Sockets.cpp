@@ -231,7 +231,10 @@ unsigned long AddressOperations<Interface>::connectTo(const Address& address, un
             code = GetError();
             break;
         }
-        if (waited != WAIT_TIMEOUT) return waited;
+        if (waited != WAIT_TIMEOUT) {
+            code = waited;
+            break;
+        }
         if (cancelled()) return ERROR_CANCELLED;
         if (SteadyMilliseconds() >= end) return WSAETIMEDOUT;
     }
@@ -314,7 +317,7 @@ RawSocket::RawSocket() : RawOperations(SOCK_RAW, IPPROTO_ICMP) {}
 UDPSocket::UDPSocket() : AddressOperations(SOCK_DGRAM, IPPROTO_UDP, "udp") {}
 
 std::size_t UDPSocket::GetMaxDatagramSize() const {
-    return family() == AF_INET6 ? 65'487 : 65'507;  // 65535 without the headers of IP and UDP
+    return family() == AF_INET6 ? 65'527 : 65'507;  // 65535 without the headers that count
 }
 
 TCPSocket::TCPSocket() : AddressOperations(SOCK_STREAM, IPPROTO_TCP, "tcp") {}
