@@ -24,8 +24,8 @@ struct Chunk {
 /// The bounded queue of a sender: events are framed and copied once, straight into chunks of 64 KiB. Not
 /// thread-safe.
 ///
-/// Memory: the bytes that Used() counts, half as much again for events of over 32 KiB, 4 bytes for each event,
-/// and 128 KiB.
+/// Memory: the bytes that Used() counts (twice that where events have over 32 KiB), 8 bytes for each event at
+/// most, and 256 KiB.
 class LineQueue {
 public:
     static constexpr std::size_t kChunkSize = 65'536;
@@ -43,6 +43,8 @@ public:
     bool Take(Chunk& chunk);
 
     void Release(std::size_t bytes) { used_ -= bytes; }  ///< bytes of a taken chunk are sent.
+
+    void Return(std::size_t bytes) { used_ += bytes; }  ///< They are to be sent again after all.
 
     std::size_t Clear();  ///< Drops what has not been taken; returns how many events.
 

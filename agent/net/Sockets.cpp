@@ -23,7 +23,8 @@ unsigned long lastError() { return static_cast<unsigned long>(::WSAGetLastError(
 unsigned long codeOf(int result) { return result == SOCKET_ERROR ? lastError() : 0; }
 
 // Numeric address and port.
-unsigned long describe(const sockaddr_storage& storage, int size, std::string& address, unsigned short& port) {
+unsigned long describe(const sockaddr_storage& storage, int size, std::string& address,
+                       unsigned short& port) {
     char host[NI_MAXHOST];
     const auto* const general = reinterpret_cast<const sockaddr*>(&storage);
     const int code =
@@ -124,8 +125,7 @@ template <class Interface>
 unsigned long RawOperations<Interface>::wait(unsigned int milliseconds, bool readable) {
     if (!IsOpen()) return WSAENOTSOCK;
     fd_set set = {1, {handle_}}, errors = set;
-    const timeval time = {static_cast<long>(milliseconds / 1000),
-                          static_cast<long>(milliseconds % 1000 * 1000)};
+    timeval time = {static_cast<long>(milliseconds / 1000), static_cast<long>(milliseconds % 1000 * 1000)};
     const int count = ::select(0, readable ? &set : nullptr, readable ? nullptr : &set, &errors, &time);
     if (count == SOCKET_ERROR) return lastError();
     return count == 0 ? WAIT_TIMEOUT : 0;
@@ -167,7 +167,9 @@ unsigned long RawOperations<Interface>::setOption(int level, int option, int val
 template <class Interface>
 unsigned long AddressOperations<Interface>::Bind(const std::string& address, unsigned short port) {
     std::vector<Address> addresses;
-    if (const unsigned long code = Resolve(address, port, INFINITE, [] { return false; }, addresses)) return code;
+    if (const unsigned long code = Resolve(
+            address, port, INFINITE, [] { return false; }, addresses))
+        return code;
     unsigned long code = WSAEADDRNOTAVAIL;
     for (const Address& candidate : addresses) {
         if (!this->IsOpen()) {
@@ -175,7 +177,8 @@ unsigned long AddressOperations<Interface>::Bind(const std::string& address, uns
         } else if (candidate.family != this->family()) {
             continue;
         }
-        code = codeOf(::bind(this->GetHandle(), reinterpret_cast<const sockaddr*>(candidate.bytes), candidate.size));
+        code = codeOf(
+            ::bind(this->GetHandle(), reinterpret_cast<const sockaddr*>(candidate.bytes), candidate.size));
         if (code == 0) break;
     }
     if (code == 0) name_ = MakeTarget(scheme_, address, port);
@@ -255,7 +258,8 @@ void AddressOperations<Interface>::Close() {
 }
 
 template <class Interface>
-unsigned long AddressOperations<Interface>::GetLocalAddress(std::string& address, unsigned short& port) const {
+unsigned long AddressOperations<Interface>::GetLocalAddress(std::string& address,
+                                                            unsigned short& port) const {
     return addressOf(&::getsockname, this->GetHandle(), address, port);
 }
 

@@ -21,7 +21,8 @@ struct Winsock {
         if (code == 0) return;
         std::string text;
         WindowsAgentCommon::GetLastErrorText(static_cast<unsigned long>(code), text);
-        throw WindowsAgentCommon::SocketException(__FILE__, __FUNCTION__, __LINE__, "Windows Sockets: " + text);
+        throw WindowsAgentCommon::SocketException(__FILE__, __FUNCTION__, __LINE__,
+                                                  "Windows Sockets: " + text);
     }
     Winsock(const Winsock&) = delete;
     Winsock& operator=(const Winsock&) = delete;

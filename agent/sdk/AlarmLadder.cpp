@@ -8,7 +8,8 @@ constexpr std::int64_t kFloodedAfterMs = 15'000;
 
 }  // namespace
 
-AlarmLadder::AlarmLadder(WindowsAgentCommon::Log log, const std::string& what) : log_(log), what_(what) {}
+AlarmLadder::AlarmLadder(WindowsAgentCommon::Log log, const std::string& what, bool noFeed)
+    : log_(log), what_(what), noFeed_(noFeed) {}
 
 AlarmLadder::State AlarmLadder::Update(std::uint64_t used, std::uint64_t capacity, std::int64_t now) {
     if (used < capacity) {
