@@ -40,8 +40,7 @@ int Sender::Worker::svc() {
     while (!sender.isFinished()) {
         try {
             sender.run();
-        } catch (const std::exception&) {  // no memory: as a loss, after which it is tried again
-            if (sender.socket_) sender.lose(ERROR_NOT_ENOUGH_MEMORY);
+        } catch (const std::exception&) {  // no memory to connect or to describe an error: it is tried again
             sender.wait(kStepMs);
         }
     }
@@ -161,7 +160,7 @@ unsigned long Sender::sendDatagram(std::size_t& sent) {
     const std::size_t size = chunk_.ends[line_] - offset_;
     const unsigned long code = socket_->Send(chunk_.bytes.data() + offset_, size, sent);
     // An answer to an earlier datagram, which nobody waits for: this one was not sent.
-    if (code == WSAECONNRESET || code == WSAENETRESET) return 0;
+    if (code == WSAECONNRESET || code == WSAENETRESET || code == WSAECONNREFUSED) return 0;
     if (code != WSAEMSGSIZE) return code;
     const Guard guard(lock_);
     ++counters_.tooLong;

@@ -10,6 +10,7 @@
 #include "agent/sdk/Win32.h"
 
 #include <ws2tcpip.h>
+#include <mstcpip.h>
 
 namespace CorvaneAgent {
 
@@ -345,7 +346,11 @@ unsigned long TCPSocket::Accept(std::unique_ptr<WindowsAgentCommon::ITCPSocket>&
 unsigned long TCPSocket::SetNoDelay(bool noDelay) { return setOption(IPPROTO_TCP, TCP_NODELAY, noDelay); }
 
 unsigned long TCPSocket::SetKeepAlive(bool keepAlive) {
-    return setOption(SOL_SOCKET, SO_KEEPALIVE, keepAlive);
+    // The system's own two hours of silence are too long to notice a dead connection in.
+    tcp_keepalive values = {keepAlive ? 1UL : 0UL, 60'000, 5000};
+    DWORD size = 0;
+    return codeOf(::WSAIoctl(GetHandle(), SIO_KEEPALIVE_VALS, &values, sizeof values, nullptr, 0, &size,
+                             nullptr, nullptr));
 }
 
 }  // namespace CorvaneAgent

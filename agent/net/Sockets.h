@@ -92,6 +92,7 @@ public:
     unsigned long Listen(int backlog) override;
     unsigned long Accept(std::unique_ptr<WindowsAgentCommon::ITCPSocket>& out) override;
     unsigned long SetNoDelay(bool noDelay) override;
+    /// Asks after a minute of silence, then every 5 seconds, whether the peer is still there.
     unsigned long SetKeepAlive(bool keepAlive) override;
 };
 

@@ -38,6 +38,10 @@ def free_port(kind):
         return probe.getsockname()[1]
 
 
+def find_program():
+    return shutil.which("rsyslogd", path=os.environ.get("PATH", "") + ":/usr/sbin")
+
+
 class Rsyslog:
     """Starts with start() or as a context; stop() lets it write out what it has, and start() again appends to the
     same output on the same ports. kill() stops it without that."""
@@ -51,7 +55,7 @@ class Rsyslog:
         self.process = None
 
     def start(self):
-        program = shutil.which("rsyslogd", path=os.environ.get("PATH", "") + ":/usr/sbin")
+        program = find_program()
         if not program:
             raise RuntimeError("rsyslogd is not installed: scripts/setup --checks")
         configuration = os.path.join(self.folder, "rsyslog.conf")
