@@ -13,7 +13,8 @@ bool reaches(std::uint64_t used, std::uint64_t capacity, std::uint64_t tenths) {
 
 }  // namespace
 
-AlarmLadder::AlarmLadder(WindowsAgentCommon::Log log, const std::string& what) : log_(log), what_(what) {}
+AlarmLadder::AlarmLadder(WindowsAgentCommon::Log log, const std::string& what, bool noFeed)
+    : log_(log), what_(what), noFeed_(noFeed) {}
 
 AlarmLadder::State AlarmLadder::Update(std::uint64_t used, std::uint64_t capacity, std::int64_t now) {
     if (used < capacity) {
@@ -44,11 +45,16 @@ const char* AlarmLadder::GetStateText() const {
 
 void AlarmLadder::change(State state, std::uint64_t used, std::uint64_t capacity) {
     state_ = state;
-    if (state == State::kNormal) {
-        log_->Info("%s: normal again, %I64u of %I64u in use", what_.c_str(), used, capacity);
+    const char* const news = state == State::kNormal    ? "normal again"
+                             : state == State::kFlooded ? "full for 15 seconds"
+                                                        : "90% full";
+    constexpr const char* kFormat = "%s: %s, %I64u of %I64u in use";
+    if (noFeed_) {
+        log_->WarnNoFeed(kFormat, what_.c_str(), news, used, capacity);
+    } else if (state == State::kNormal) {
+        log_->Info(kFormat, what_.c_str(), news, used, capacity);
     } else {
-        log_->Warn("%s: %s, %I64u of %I64u in use", what_.c_str(),
-                   state == State::kFlooded ? "full for 15 seconds" : "90% full", used, capacity);
+        log_->Warn(kFormat, what_.c_str(), news, used, capacity);
     }
 }
 

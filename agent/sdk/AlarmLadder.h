@@ -13,8 +13,9 @@ class AlarmLadder {
 public:
     enum class State { kNormal, kWarning, kFlooded };
 
-    /// what: how the log calls the thing, such as "Queue of destination central".
-    AlarmLadder(WindowsAgentCommon::Log log, const std::string& what);
+    /// what: how the log calls the thing, such as "Queue of destination central". noFeed: its lines never
+    /// leave the machine through the log monitor (all are warnings then), for what the monitor itself uses.
+    AlarmLadder(WindowsAgentCommon::Log log, const std::string& what, bool noFeed = false);
 
     /// Takes the fill level, in any unit. A warning from 90% of capacity on; flooded when it has been full
     /// for 15 seconds; normal again under 70%. now: SteadyMilliseconds(). A capacity of 0 counts as full.
@@ -28,6 +29,7 @@ private:
 
     WindowsAgentCommon::Log log_;
     std::string what_;
+    bool noFeed_;
     State state_ = State::kNormal;
     std::int64_t fullSince_ = -1;  // ms; -1: not full
 };

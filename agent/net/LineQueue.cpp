@@ -1,0 +1,99 @@
+#include "agent/net/LineQueue.h"
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+namespace CorvaneAgent {
+
+namespace {
+
+bool isBreak(char c) { return c == '\n' || c == '\r'; }
+
+void appendVisibly(std::string& out, const char* data, std::size_t size) {
+    const char* const end = data + size;
+    while (data != end) {
+        const char* const next = std::find_if(data, end, isBreak);
+        out.append(data, next);
+        if (next == end) return;
+        out += *next == '\n' ? "\\n" : "\\r";
+        data = next + 1;
+    }
+}
+
+}  // namespace
+
+bool LineQueue::Push(const char* data, std::size_t size) {
+    char prefix[16];
+    std::size_t prefixSize = 0, breaks = 0, bytes = size;
+    if (framing_ == Framing::kLineFeed) {
+        breaks = static_cast<std::size_t>(std::count_if(data, data + size, isBreak));
+        bytes += breaks + 1;
+    } else if (framing_ == Framing::kOctetCounting) {
+        char* end = std::to_chars(prefix, prefix + sizeof prefix - 1, size).ptr;
+        *end++ = ' ';
+        prefixSize = static_cast<std::size_t>(end - prefix);
+        bytes += prefixSize;
+    }
+    if (used_ <= lowMark_) full_ = false;
+    // Unsigned, and breaks are at most size, which fits in memory: no sum here can overflow unnoticed.
+    if (full_ || (used_ > 0 && bytes > highMark_ - std::min(used_, highMark_))) {
+        full_ = true;
+        return false;
+    }
+    Chunk& chunk = chunkFor(bytes);
+    chunk.ends.push_back(static_cast<std::uint32_t>(chunk.bytes.size() + bytes));
+    chunk.bytes.append(prefix, prefixSize);
+    if (breaks > 0) {
+        appendVisibly(chunk.bytes, data, size);
+    } else {
+        chunk.bytes.append(data, size);
+    }
+    if (framing_ == Framing::kLineFeed) chunk.bytes += '\n';
+    used_ += bytes;
+    return true;
+}
+
+// With room for bytes and one more end, so that nothing that follows throws.
+Chunk& LineQueue::chunkFor(std::size_t bytes) {
+    if (chunks_.empty() || chunks_.back().bytes.size() + bytes > kChunkSize) {
+        Chunk chunk = std::exchange(spare_, Chunk());
+        chunk.bytes.reserve(std::max(bytes, kChunkSize));
+        chunks_.push_back(std::move(chunk));
+    }
+    Chunk& chunk = chunks_.back();
+    if (chunk.ends.size() == chunk.ends.capacity()) chunk.ends.reserve(2 * chunk.ends.size() + 16);
+    return chunk;
+}
+
+bool LineQueue::Take(Chunk& chunk) {
+    if (chunks_.empty()) return false;
+    std::swap(chunk, chunks_.front());
+    if (chunks_.front().bytes.capacity() <= 2 * kChunkSize) {
+        spare_ = std::move(chunks_.front());
+        spare_.bytes.clear();
+        spare_.ends.clear();
+    }
+    chunks_.pop_front();
+    return true;
+}
+
+std::size_t LineQueue::Clear() {
+    std::size_t count = 0;
+    for (const Chunk& chunk : chunks_) {
+        count += chunk.ends.size();
+        used_ -= chunk.bytes.size();
+    }
+    chunks_.clear();
+    return count;
+}
+
+std::size_t CutAtCharacter(const char* data, std::size_t size, std::size_t limit) {
+    if (size <= limit) return size;
+    const auto continues = [data](std::size_t i) { return (data[i] & 0xC0) == 0x80; };
+    std::size_t cut = limit;
+    while (cut > 0 && limit - cut < 3 && continues(cut)) --cut;
+    return cut == 0 || continues(cut) ? limit : cut;
+}
+
+}  // namespace CorvaneAgent

@@ -1,0 +1,374 @@
+#include "WindowsAgentCommon/LoggerFactory.h"
+#include "WindowsAgentCommon/SystemInfo.h"
+#include "agent/net/Backoff.h"
+#include "agent/net/ConnectionFactory.h"
+#include "agent/net/Sockets.h"
+#include "agent/sdk/Clock.h"
+#include "tests/support/LogLines.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <initializer_list>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <winsock2.h>
+#include <windows.h>
+
+using namespace CorvaneAgent;
+using namespace WindowsAgentCommon;
+
+namespace {
+
+/// The agent's steady time, which stands still unless the test moves it.
+struct SteadyClock {
+    SteadyClock() {
+        ReplaceSteadyClock([]() noexcept { return now.load(); });
+    }
+    ~SteadyClock() { ReplaceSteadyClock(nullptr); }
+    static inline std::atomic<std::int64_t> now{1'000'000};
+};
+
+/// Polls for at most 20 seconds.
+template <class Condition>
+bool Eventually(Condition condition) {
+    const DWORD start = ::GetTickCount();
+    while (!condition()) {
+        if (::GetTickCount() - start > 20'000) return false;
+        ::SwitchToThread();
+    }
+    return true;
+}
+
+/// A receiver on a port of its own, which stays its own when it is started again.
+struct Server {
+    Server() { Start(); }
+    void Start() {
+        ASSERT_EQ(0U, listener.Bind("127.0.0.1", port));
+        ASSERT_EQ(0U, listener.Listen(5));
+        std::string address;
+        ASSERT_EQ(0U, listener.GetLocalAddress(address, port));
+    }
+    void Accept() {
+        ASSERT_EQ(0U, listener.WaitReadable(20'000));
+        ASSERT_EQ(0U, listener.Accept(peer));
+    }
+    /// At least size bytes, or what came before the end.
+    std::string Read(std::size_t size) {
+        std::string text;
+        char part[65536];
+        std::size_t got = 1;
+        while (text.size() < size && got > 0 && peer->WaitReadable(20'000) == 0 &&
+               peer->Receive(part, sizeof part, got) == 0)
+            text.append(part, got);
+        return text;
+    }
+    void Reset() {
+        const linger hard = {1, 0};
+        ::setsockopt(peer->GetHandle(), SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&hard),
+                     sizeof hard);
+        peer->Close();
+    }
+
+    TCPSocket listener;
+    unsigned short port = 0;
+    std::unique_ptr<ITCPSocket> peer;
+};
+
+using Settings = std::vector<std::pair<std::string, std::string>>;
+
+struct SenderTest : testing::Test {
+    SenderTest() { factory.Initialize(EnvironmentBlock()); }
+
+    void Make(const std::string& type, unsigned short port, const Settings& more = {}) {
+        EnvironmentBlock block;
+        block.SetStringValue("Type", type);
+        block.SetStringValue("TargetAddress", "127.0.0.1");
+        block.SetIntegerValue("TargetPort", static_cast<unsigned int>(port));
+        block.SetStringValue("BackoffMin", "1");
+        block.SetStringValue("BackoffMax", "2");
+        for (const auto& [name, value] : more) block.SetStringValue(name, value);
+        const std::string host = EntryOf(block, "TargetAddress");
+        const std::string target = MakeTarget(type == "UDP" ? "udp" : "tcp", host, port);
+        GetLoggerFactory().GetLog("Agent.Sender." + target)->Reset(&log.base);
+        ASSERT_TRUE(factory.CreateSender(block, sender));
+        ASSERT_EQ(target, sender->GetTarget());
+        ASSERT_EQ(0U, sender->Open());
+    }
+    bool Send(const std::string& text) { return sender->Send(text.data(), text.size()); }
+    static std::string EntryOf(const EnvironmentBlock& block, const std::string& name) {
+        std::string value;
+        block.GetStringValue(name, value, "<none>");
+        return value;
+    }
+    std::string Status(const std::string& name) {
+        EnvironmentBlock status;
+        sender->GetStatus(status);
+        return EntryOf(status, name);
+    }
+    bool Connected() {
+        return Eventually([this] { return sender->GetState() == ConnectionState::kConnected; });
+    }
+
+    test::LogLines log;
+    ConnectionFactory factory;
+    std::shared_ptr<ISender> sender;
+};
+
+// Levels with the no-feed flag, which every line must have.
+const std::string kWarn = std::to_string(CorvaneLogger::kLevelWarn + CorvaneLogger::kNoFeed) + " ";
+const std::string kError = std::to_string(CorvaneLogger::kLevelError + CorvaneLogger::kNoFeed) + " ";
+
+std::string Lines(int first, int end) {
+    std::string text;
+    for (int i = first; i < end; ++i) text += "line " + std::to_string(i) + "\n";
+    return text;
+}
+
+}  // namespace
+
+TEST_F(SenderTest, StreamsAreFramed) {
+    const struct {
+        const char *type, *framing;
+        std::vector<std::string> events;
+        std::string expected;
+    } rows[] = {
+        {"TCP", "LineFeed", {"one", "two"}, "one\ntwo\n"},
+        {"t", "LineFeed", {"a\r\nb", "\n", "c\r", ""}, "a\\r\\nb\n\\n\nc\\r\n"},
+        {"Tcp",
+         "OctetCounting",
+         {"one", "two\n<13>no", std::string(100, 'x')},
+         "3 one10 two\n<13>no100 " + std::string(100, 'x')},
+        {"TCP",
+         "OctetCounting",
+         {std::string(70'000, 'y'), "\xC3\xA4"},
+         "70000 " + std::string(70'000, 'y') + "2 \xC3\xA4"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.expected.substr(0, 30));
+        Server server;
+        Make(row.type, server.port, {{"Framing", row.framing}, {"MaxPayloadSize", "4"}});
+        for (const std::string& event : row.events) EXPECT_TRUE(Send(event));
+        server.Accept();
+        EXPECT_EQ(row.expected, server.Read(row.expected.size()));
+        EXPECT_TRUE(Eventually([&] { return sender->GetQueuedBytes() == 0; }));
+        EXPECT_EQ(std::to_string(row.expected.size()), Status("SentBytes"));
+        EXPECT_EQ("0", Status("Cut"));
+    }
+}
+
+TEST_F(SenderTest, DatagramsAreCutAtCharacters) {
+    const struct {
+        std::string event, expected;
+    } rows[] = {
+        {"12345678", "12345678"},
+        {"123456789", "12345678"},
+        {"1234567\xC3\xA4", "1234567"},  // two bytes
+        {"123456\xC3\xA4z", "123456\xC3\xA4"},
+        {"123456\xE2\x82\xAC", "123456"},    // three
+        {"12345\xF0\x9F\x98\x80", "12345"},  // four
+        {"\xF0\x9F\x98\x80\xF0\x9F\x98\x80!", "\xF0\x9F\x98\x80\xF0\x9F\x98\x80"},
+        {std::string(9, '\x80'), std::string(8, '\x80')},  // no text at all
+    };
+    UDPSocket receiver;
+    ASSERT_EQ(0U, receiver.Bind("127.0.0.1", 0));
+    std::string address;
+    unsigned short port = 0;
+    ASSERT_EQ(0U, receiver.GetLocalAddress(address, port));
+    Make("UDP", port, {{"MaxPayloadSize", "8"}});
+    for (const auto& row : rows) {
+        EXPECT_TRUE(Send(row.event));
+        char buffer[100];
+        std::size_t got = 0;
+        ASSERT_EQ(0U, receiver.WaitReadable(20'000));
+        EXPECT_EQ(0U, receiver.Receive(buffer, sizeof buffer, got));
+        EXPECT_EQ(row.expected, std::string(buffer, got));
+    }
+    sender->Close(20'000);
+    EXPECT_EQ("7", Status("Cut"));
+    EXPECT_EQ("8", Status("Sent"));
+}
+
+TEST_F(SenderTest, DatagramsThatNobodyTakesAreNoLoss) {
+    UDPSocket receiver;
+    ASSERT_EQ(0U, receiver.Bind("127.0.0.1", 0));
+    std::string address;
+    unsigned short port = 0;
+    ASSERT_EQ(0U, receiver.GetLocalAddress(address, port));
+    receiver.Close();
+    Make("UDP", port);
+    for (int i = 0; i < 1000; ++i) EXPECT_TRUE(Send("nobody"));
+    sender->Close(20'000);
+    EXPECT_EQ("1000", Status("Sent"));
+    EXPECT_EQ(kWarn + "Connected\n", log.text);
+}
+
+TEST_F(SenderTest, AServerThatComesBackGetsEverythingInOrder) {
+    Server server;
+    Make("TCP", server.port);
+    for (int i = 0; i < 500; ++i) EXPECT_TRUE(Send("line " + std::to_string(i)));
+    server.Accept();
+    EXPECT_EQ(Lines(0, 500), server.Read(Lines(0, 500).size()));
+    server.listener.Close();
+    server.peer->Close();
+    EXPECT_TRUE(Eventually([this] { return sender->GetLossCount() == 1; }));  // noticed though idle
+    for (int i = 500; i < 1000; ++i) EXPECT_TRUE(Send("line " + std::to_string(i)));
+    EXPECT_TRUE(Eventually([this] { return std::stoi(Status("ConnectFailures")) >= 3; }));
+    server.Start();
+    server.Accept();
+    EXPECT_EQ(Lines(500, 1000), server.Read(Lines(500, 1000).size()));
+    server.peer->Close();
+    sender->Close(20'000);
+    EXPECT_EQ("1000", Status("Sent"));
+    // One line for each change of state, not for each try.
+    std::string refused = "Error code 10061: ";
+    GetLastErrorText(WSAECONNREFUSED, refused);
+    const std::string text = log.text.substr(0, log.text.rfind(kWarn + "Connected") + kWarn.size() + 9);
+    EXPECT_EQ(kWarn + "Connected\n" + kWarn + "Connection lost: the other side closed it\n" + kError +
+                  "Cannot connect, trying again: " + refused + "\n" + kWarn + "Connected",
+              text);
+}
+
+TEST_F(SenderTest, ALineCutShortByALossIsSentAgainFromItsBeginning) {
+    const std::string big(8 << 20, 'b');  // more than the system buffers
+    Server server;
+    Make("TCP", server.port);
+    EXPECT_TRUE(Send(big));  // however large: the queue is empty
+    server.Accept();
+    EXPECT_LT(server.Read(100'000).size(), big.size());
+    server.Reset();
+    server.Accept();
+    EXPECT_EQ(big + "\n", server.Read(big.size() + 1));
+    EXPECT_EQ(1U, sender->GetLossCount());
+}
+
+TEST_F(SenderTest, NothingOvertakesWhatIsSentAgainAfterALoss) {
+    Server server;
+    Make("TCP", server.port, {{"DiscardOnLoss", "T"}});
+    EXPECT_TRUE(Send("line 0"));
+    server.Accept();
+    EXPECT_EQ(Lines(0, 1), server.Read(1));
+    server.Reset();
+    EXPECT_TRUE(Eventually([this] { return Status("Losses") == "1"; }));
+    EXPECT_FALSE(Send("line 1"));
+    EXPECT_EQ(1U, sender->GetLossCount());
+    EXPECT_TRUE(Send("line 0") && Send("line 1"));
+    server.Accept();
+    EXPECT_EQ(Lines(0, 2), server.Read(Lines(0, 2).size()));
+    EXPECT_EQ("1", Status("Dropped.Loss"));
+}
+
+TEST_F(SenderTest, APeerThatNeverReadsIsGivenUpAndMemoryStaysBounded) {
+    SteadyClock clock;
+    Server server;
+    Make("TCP", server.port, {{"QueueHighWaterMark", "100000"}, {"QueueLowWaterMark", "50000"}});
+    server.Accept();
+    ASSERT_TRUE(Connected());
+    const std::string line(4000, 'n');
+    int refused = 0;
+    // Full for good when nothing was taken off the queue during many looks.
+    EXPECT_TRUE(Eventually([&] {
+        while (Send(line)) refused = 0;
+        EXPECT_LE(sender->GetQueuedBytes(), 100'000U);
+        return ++refused > 20'000;
+    }));
+    EXPECT_LT(20'000, std::stoi(Status("Dropped.QueueFull")));
+    EXPECT_TRUE(Eventually([this] { return Status("Alarm") == "warning"; }));
+    EXPECT_EQ(0U, sender->GetLossCount());
+    const auto timePasses = [] { SteadyClock::now += 10; };
+    EXPECT_TRUE(Eventually([&] { return timePasses(), Status("Alarm") == "flooded"; }));
+    EXPECT_TRUE(Eventually([&] { return timePasses(), sender->GetLossCount() == 1; }));
+    server.listener.Close();
+    sender->Close(0);
+    EXPECT_LT(0, std::stoi(Status("Dropped.Closed")));
+    EXPECT_EQ("0", Status("QueuedBytes"));
+    EXPECT_NE(std::string::npos, log.text.find(kWarn + "Queue: 90% full, ")) << log.text;
+    EXPECT_NE(std::string::npos, log.text.find(kWarn + "Queue: full for 15 seconds, "));
+    EXPECT_NE(std::string::npos, log.text.find(kWarn + "Connection lost: it takes no data\n"));
+}
+
+TEST_F(SenderTest, APeerThatHangsUpOverAndOverIsToldThreeTimes) {
+    const std::string garbage(50'000, 'g');
+    Server server;
+    Make("TCP", server.port);
+    for (int i = 0; i < 8; ++i) {
+        server.Accept();
+        server.peer->SendAll(garbage.data(), garbage.size());
+        server.Reset();
+    }
+    EXPECT_TRUE(Eventually([this] { return sender->GetLossCount() == 8; }));
+    server.listener.Close();
+    sender->Close(0);
+    std::size_t told = 0;
+    for (std::size_t at = 0; (at = log.text.find("Connected", at)) != std::string::npos; ++at) ++told;
+    EXPECT_EQ(3U, told) << log.text;
+}
+
+TEST_F(SenderTest, ATargetThatCannotBeReachedIsToldOnce) {
+    Server closed;
+    closed.listener.Close();
+    for (const char* host : {"127.0.0.1", "no..name"}) {
+        SCOPED_TRACE(host);
+        log.text.clear();
+        Make("TCP", closed.port, {{"TargetAddress", host}});
+        EXPECT_TRUE(Send("one") && Send("two") && Send("three"));
+        EXPECT_TRUE(Eventually([this] { return std::stoi(Status("ConnectFailures")) >= 5; }));
+        EXPECT_EQ("connecting", Status("State"));
+        sender->Close(1);
+        EXPECT_EQ("3", Status("Dropped.Closed"));
+        EXPECT_FALSE(Send("four"));
+        EXPECT_EQ("4", Status("Dropped.Closed"));
+        EXPECT_EQ(0U, log.text.find(kError + "Cannot connect, trying again: "));
+        EXPECT_EQ(log.text.size() - 1, log.text.find('\n')) << log.text;
+    }
+}
+
+TEST_F(SenderTest, SettingsThatCannotBeUsedAreRefused) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"TargetAddress", ""},      {"TargetPort", "0"},
+        {"TargetPort", "65536"},    {"TargetPort", "5x"},
+        {"Framing", "Lines"},       {"QueueHighWaterMark", "0"},
+        {"BackoffMax", "99999999"}, {"QueueLowWaterMark", "1000001"},
+        {"SendTimeout", "-1"},
+    };
+    for (const auto& [name, value] : rows) {
+        SCOPED_TRACE(std::string(name) + "=" + value);
+        EnvironmentBlock block;
+        block.SetStringValue("Type", "TCP");
+        block.SetStringValue("TargetAddress", "127.0.0.1");
+        EXPECT_TRUE(factory.CreateSender(block, sender));
+        block.SetStringValue(name, value);
+        EXPECT_FALSE(factory.CreateSender(block, sender));
+    }
+}
+
+TEST_F(SenderTest, TheFactoryKeepsNamesAndClosesAllAtTheEnd) {
+    Server server;
+    EnvironmentBlock block;
+    block.SetStringValue("TargetAddress", "::1");
+    std::shared_ptr<ISender> same;
+    EXPECT_TRUE(factory.CreateSender("central", block, sender));
+    EXPECT_EQ("udp://[::1]:514", sender->GetTarget());
+    EXPECT_FALSE(factory.CreateSender("central", block, same));
+    EXPECT_TRUE(factory.GetSender("central", same));
+    EXPECT_EQ(sender, same);
+    EXPECT_EQ(0U, sender->Open());
+    Make("TCP", server.port);
+    factory.Shutdown();
+    EXPECT_EQ(ConnectionState::kClosed, sender->GetState());
+    EXPECT_EQ(ConnectionState::kClosed, same->GetState());
+    EXPECT_FALSE(factory.CreateSender(block, same));
+}
+
+TEST(BackoffTest, DoublesUpToTheMaximumWithAShareByChance) {
+    Backoff backoff(500, 30'000);
+    for (const unsigned int full : {500U, 1000U, 2000U, 4000U, 8000U, 16'000U, 30'000U, 30'000U}) {
+        Backoff copy = backoff;
+        EXPECT_EQ(full / 2, copy.Next(0));
+        EXPECT_EQ(full, backoff.Next(Backoff::kMaxChance));
+    }
+    backoff.Reset();
+    EXPECT_EQ(375U, backoff.Next(Backoff::kMaxChance / 2));
+}

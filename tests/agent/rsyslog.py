@@ -1,0 +1,123 @@
+"""A syslog server for tests: rsyslog on loopback, with a configuration and a folder of its own.
+
+    with Rsyslog(folder) as server:
+        ... send to 127.0.0.1, port server.tcp, server.octets (octet counting allowed) or server.udp ...
+        server.wait_for(1000)       # lines, at most a minute
+    records = server.records()      # what the parser made of each: a dict with pri, time, host, message, raw
+"""
+
+import json
+import os
+import shutil
+import signal
+import socket
+import subprocess
+import time
+
+TEMPLATE = """
+global(workDirectory="{folder}" parser.escapeControlCharactersOnReceive="off" maxMessageSize="64k")
+module(load="imudp") module(load="imtcp")
+template(name="record" type="list" option.jsonf="on") {{
+  property(outname="pri" name="pri" format="jsonf")
+  property(outname="time" name="timestamp" dateFormat="rfc3339" format="jsonf")
+  property(outname="host" name="hostname" format="jsonf")
+  property(outname="tag" name="syslogtag" format="jsonf")
+  property(outname="msg" name="msg" format="jsonf")
+  property(outname="raw" name="rawmsg" format="jsonf")
+}}
+ruleset(name="all") {{ action(type="omfile" file="{output}" template="record" asyncWriting="off" flushOnTXEnd="on") }}
+input(type="imudp" address="127.0.0.1" port="{udp}" ruleset="all")
+input(type="imtcp" address="127.0.0.1" port="{tcp}" ruleset="all" supportOctetCountedFraming="off")
+input(type="imtcp" address="127.0.0.1" port="{octets}" ruleset="all" supportOctetCountedFraming="on")
+"""
+
+
+def free_port(kind):
+    with socket.socket(socket.AF_INET, kind) as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def find_program():
+    return shutil.which("rsyslogd", path=os.environ.get("PATH", "") + ":/usr/sbin")
+
+
+class Rsyslog:
+    """Starts with start() or as a context; stop() lets it write out what it has, and start() again appends to the
+    same output on the same ports. kill() stops it without that."""
+
+    def __init__(self, folder, tcp=0, octets=0, udp=0, output=None):
+        self.folder = os.path.abspath(folder)
+        self.tcp = tcp or free_port(socket.SOCK_STREAM)
+        self.octets = octets or free_port(socket.SOCK_STREAM)
+        self.udp = udp or free_port(socket.SOCK_DGRAM)
+        self.output = output or os.path.join(self.folder, "received.jsonl")
+        self.process = None
+
+    def start(self):
+        program = find_program()
+        if not program:
+            raise RuntimeError("rsyslogd is not installed: scripts/setup --checks")
+        configuration = os.path.join(self.folder, "rsyslog.conf")
+        with open(configuration, "w", encoding="utf-8") as file:
+            file.write(TEMPLATE.format(**vars(self)))
+        with open(os.path.join(self.folder, "rsyslogd.log"), "ab") as log:
+            self.process = subprocess.Popen(
+                [program, "-n", "-f", configuration, "-i", os.path.join(self.folder, "rsyslogd.pid")],
+                stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+        self.wait(lambda: self.listens(self.tcp) and self.listens(self.octets), "does not listen")
+        return self
+
+    def listens(self, port):
+        if self.process.poll() is not None:
+            raise RuntimeError("rsyslogd has ended, see rsyslogd.log")
+        with socket.socket() as probe:
+            return probe.connect_ex(("127.0.0.1", port)) == 0
+
+    def stop(self):
+        self.end(signal.SIGTERM)
+
+    def kill(self):
+        self.end(signal.SIGKILL)
+
+    def end(self, number):
+        if self.process:
+            self.process.send_signal(number)
+            try:
+                self.process.wait(30)
+            except subprocess.TimeoutExpired:
+                self.process.kill()
+                self.process.wait()
+            self.process = None
+
+    __enter__ = start
+
+    def __exit__(self, *_):
+        self.stop()
+
+    def count(self):
+        """How many lines have been received."""
+        try:
+            with open(self.output, "rb") as file:
+                return sum(part.count(b"\n") for part in iter(lambda: file.read(1 << 20), b""))
+        except FileNotFoundError:
+            return 0
+
+    def wait_for(self, lines, seconds=60):
+        self.wait(lambda: self.count() >= lines, f"has not received {lines} lines", seconds)
+
+    def wait(self, condition, what, seconds=60):
+        end = time.monotonic() + seconds
+        while not condition():
+            if time.monotonic() > end:
+                raise RuntimeError(f"rsyslogd {what} ({self.count()} received)")
+            time.sleep(0.02)
+
+    def records(self):
+        with open(self.output, encoding="utf-8", errors="surrogateescape") as file:
+            records = [json.loads(line) for line in file]
+        for record in records:
+            record["pri"] = int(record["pri"])
+            # The parser takes the first word of the message for a tag.
+            record["message"] = record.pop("tag") + record.pop("msg")
+        return records
