@@ -75,6 +75,7 @@
 #include "WindowsAgentCommon/SystemInfo.h"
 #include "WindowsAgentCommon/TestLogMonitor.h"
 #include "WindowsAgentCommon/Text.h"
+#include "WindowsAgentCommon/UNCMachineName.h"
 #include "WindowsAgentCommon/URIParser.h"
 #include "WindowsAgentCommon/Win32Exception.h"
 
