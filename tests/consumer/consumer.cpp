@@ -77,6 +77,7 @@
 #include "WindowsAgentCommon/TOLVLogMonitor.h"
 #include "WindowsAgentCommon/TestLogMonitor.h"
 #include "WindowsAgentCommon/Text.h"
+#include "WindowsAgentCommon/UNCMachineName.h"
 #include "WindowsAgentCommon/URIParser.h"
 #include "WindowsAgentCommon/Win32Exception.h"
 
