@@ -14,6 +14,7 @@
 
 #include <ace/Guard_T.h>
 
+#include <cwchar>
 #include <limits>
 
 #include "foundation/Win32.h"
@@ -41,11 +42,10 @@ bool IsDeviceName(const std::wstring& name) {
     std::wstring stem = name.substr(0, name.find(L'.'));
     stem.erase(stem.find_last_not_of(L' ') + 1);
     for (const wchar_t* device : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$"})
-        if (::lstrcmpiW(stem.c_str(), device) == 0) return true;
-    if (stem.size() != 4 || std::wstring(L"0123456789\u00B9\u00B2\u00B3").find(stem[3]) == std::wstring::npos)
-        return false;
+        if (::_wcsicmp(stem.c_str(), device) == 0) return true;
+    if (stem.size() != 4 || std::wcschr(L"0123456789\u00B9\u00B2\u00B3", stem[3]) == nullptr) return false;
     stem.pop_back();
-    return ::lstrcmpiW(stem.c_str(), L"COM") == 0 || ::lstrcmpiW(stem.c_str(), L"LPT") == 0;
+    return ::_wcsicmp(stem.c_str(), L"COM") == 0 || ::_wcsicmp(stem.c_str(), L"LPT") == 0;
 }
 
 // A folder name of its own for every caller: what a name must not hold becomes "%" and four hexadecimal
@@ -56,7 +56,7 @@ std::wstring SafeFolderName(const std::wstring& caller) {
     std::wstring safe, code;
     for (std::size_t i = 0; i < caller.size(); ++i) {
         const wchar_t unit = caller[i];
-        const bool isReserved = unit < L' ' || std::wstring(L"<>:\"/\\|?*%").find(unit) != std::wstring::npos;
+        const bool isReserved = unit < L' ' || std::wcschr(L"<>:\"/\\|?*%", unit) != nullptr;
         const bool isDropped = i + 1 == caller.size() && (unit == L'.' || unit == L' ');
         if (isReserved || isDropped || (i == 0 && IsDeviceName(caller)))
             safe += Format(code, L"%%%04X", static_cast<unsigned int>(unit));
@@ -76,18 +76,19 @@ InitializeResult DiskManager::Initialize(const EnvironmentBlock& settings) {
     if (IsInitialized()) return InitializeResult::kDone;
     const EnvironmentBlockHelper helper(settings.Entries());
     bool enabled = true;
-    std::uint64_t capacity = kDefaultCapacity;
     enabled_ = false;
+    SetAccount(0, 0);
     basePath_.clear();
     helper.GetBooleanValue("Enabled", enabled, true);
     if (enabled) {
+        std::uint64_t capacity = kDefaultCapacity;
         helper.GetIntegerValue("Capacity", capacity, kDefaultCapacity);
         constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
-        capacity_ = capacity > kMost >> kBytesPerMiBShift ? kMost : capacity << kBytesPerMiBShift;
+        capacity = capacity > kMost >> kBytesPerMiBShift ? kMost : capacity << kBytesPerMiBShift;
         helper.GetStringValue("BasePath", basePath_, DefaultBasePath());
         PrepareBasePath();
-        CountContent();
-        enabled_ = capacity_ != 0;
+        SetAccount(capacity, MeasureContent(capacity));
+        enabled_ = capacity != 0;
     }
     SetInitialized(true);
     return InitializeResult::kDone;
@@ -109,7 +110,7 @@ void DiskManager::PrepareBasePath() {
     basePath_.assign(full, length);
 }
 
-void DiskManager::CountContent() {
+std::uint64_t DiskManager::MeasureContent(std::uint64_t capacity) const {
     const std::string path = ToUTF8(basePath_);
     LARGE_INTEGER size = {};
     const unsigned long error = GetDirectoryContentSize(basePath_, size);
@@ -117,16 +118,24 @@ void DiskManager::CountContent() {
         log_->Warn("BasePath (%s) cannot be measured as a whole -- %s", path.c_str(),
                    LastError(error).c_str());
     }
-    used_ = static_cast<std::uint64_t>(size.QuadPart);
-    if (used_ > capacity_) {
+    const auto used = static_cast<std::uint64_t>(size.QuadPart);
+    const auto shownCapacity = static_cast<std::int64_t>(capacity);
+    if (used > capacity) {
         log_->Warn(
             "BasePath (%s) has a current size of %I64d bytes larger than configured capacity of %I64d bytes.",
-            path.c_str(), static_cast<std::int64_t>(used_), static_cast<std::int64_t>(capacity_));
+            path.c_str(), size.QuadPart, shownCapacity);
     } else {
         log_->Debug(
             "BasePath (%s) has a current size of %I64d bytes, with a configured capacity of %I64d bytes.",
-            path.c_str(), static_cast<std::int64_t>(used_), static_cast<std::int64_t>(capacity_));
+            path.c_str(), size.QuadPart, shownCapacity);
     }
+    return used;
+}
+
+void DiskManager::SetAccount(std::uint64_t capacity, std::uint64_t used) {
+    const ACE_Guard<ACE_Thread_Mutex> guard(lock_);
+    capacity_ = capacity;
+    used_ = used;
 }
 
 void DiskManager::GetStatus(EnvironmentBlock& status) const {

@@ -41,12 +41,13 @@ public:
 
 private:
     void PrepareBasePath();
-    void CountContent();
+    std::uint64_t MeasureContent(std::uint64_t capacity) const;
+    void SetAccount(std::uint64_t capacity, std::uint64_t used);
 
     std::atomic<bool> enabled_{false};
     Log log_;
-    std::uint64_t capacity_ = 0;  // bytes, as used_
-    std::uint64_t used_ = 0;      // guarded by lock_
+    std::uint64_t capacity_ = 0;  // bytes; guarded by lock_
+    std::uint64_t used_ = 0;      // bytes; guarded by lock_
     std::wstring basePath_;
     mutable ACE_Thread_Mutex lock_;
 };
