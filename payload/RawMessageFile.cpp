@@ -32,25 +32,27 @@ std::string TextOf(DWORD error) {
 // Makes few large writes of many small ones. After an error nothing more is written.
 class Writer {
 public:
-    Writer() { buffer_.reserve(detail::kFilePiece); }
+    Writer() : buffer_(new char[detail::kFilePiece]) {}
 
     void Write(HANDLE file, const void* data, std::size_t size) {
-        if (size > detail::kFilePiece - buffer_.size()) Flush(file);
-        const char* const bytes = static_cast<const char*>(data);
-        if (size <= detail::kFilePiece)
-            buffer_.append(bytes, size);
-        else if (error_ == ERROR_SUCCESS)
-            error_ = detail::WriteAll(file, bytes, size);
+        if (size > detail::kFilePiece - used_) Flush(file);
+        if (size <= detail::kFilePiece) {
+            std::memcpy(buffer_.get() + used_, data, size);
+            used_ += size;
+        } else if (error_ == ERROR_SUCCESS) {
+            error_ = detail::WriteAll(file, static_cast<const char*>(data), size);
+        }
     }
 
     DWORD Flush(HANDLE file) {
-        if (error_ == ERROR_SUCCESS) error_ = detail::WriteAll(file, buffer_.data(), buffer_.size());
-        buffer_.clear();
+        if (error_ == ERROR_SUCCESS) error_ = detail::WriteAll(file, buffer_.get(), used_);
+        used_ = 0;
         return error_;
     }
 
 private:
-    std::string buffer_;
+    std::unique_ptr<char[]> buffer_;
+    std::size_t used_ = 0;
     DWORD error_ = ERROR_SUCCESS;
 };
 
