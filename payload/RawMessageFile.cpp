@@ -22,6 +22,7 @@ using Messages = std::map<unsigned long, std::wstring>;
 static_assert(sizeof(unsigned long) == 4 && sizeof(wchar_t) == 2, "numbers and texts are stored as they are");
 
 constexpr std::size_t kEntryHead = 2 * sizeof(DWORD);  // key and length
+constexpr std::size_t kWritePiece = 1024 * 1024;       // with 64 KiB, saving takes a fifth longer
 
 std::string TextOf(DWORD error) {
     std::string text;
@@ -32,20 +33,20 @@ std::string TextOf(DWORD error) {
 // Makes few large writes of many small ones. After an error nothing more is written.
 class Writer {
 public:
-    Writer() : buffer_(new char[detail::kFilePiece]) {}
+    Writer() : buffer_(new char[kWritePiece]) {}
 
     void Write(HANDLE file, const void* data, std::size_t size) {
-        if (size > detail::kFilePiece - used_) Flush(file);
-        if (size <= detail::kFilePiece) {
+        if (size > kWritePiece - used_) Flush(file);
+        if (size <= kWritePiece) {
             std::memcpy(buffer_.get() + used_, data, size);
             used_ += size;
         } else if (error_ == ERROR_SUCCESS) {
-            error_ = detail::WriteAll(file, static_cast<const char*>(data), size);
+            error_ = detail::WriteAll(file, static_cast<const char*>(data), size, kWritePiece);
         }
     }
 
     DWORD Flush(HANDLE file) {
-        if (error_ == ERROR_SUCCESS) error_ = detail::WriteAll(file, buffer_.get(), used_);
+        if (error_ == ERROR_SUCCESS) error_ = detail::WriteAll(file, buffer_.get(), used_, kWritePiece);
         used_ = 0;
         return error_;
     }

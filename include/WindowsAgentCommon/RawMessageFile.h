@@ -18,7 +18,7 @@ public:
     /// Writes messages, which is not changed, to a new file or over an existing one; others may read it
     /// meanwhile. True when the whole table was written. False: the file cannot be created, and one that was
     /// there is as before, or it cannot be written, and is cut short.
-    /// Takes 64 KiB beside the table. Throws only std::bad_alloc, before the file is touched.
+    /// Takes 1 MiB beside the table. Throws only std::bad_alloc, before the file is touched.
     static bool Save(const std::wstring& path, std::map<unsigned long, std::wstring>& messages, Log log);
 
     /// Adds a file's entries to messages; a number that is there already keeps its text. True when the whole

@@ -60,7 +60,8 @@ TEST_F(RawMessageFileTest, TablesComeBackAsTheyWereSaved) {
                           temp.Narrow("f\n"));
 
     const std::wstring longPath = temp.Path() + std::wstring(250, L'n');
-    for (unsigned long key = 0; key < 40; ++key) large[key] = std::wstring(key * 1000, L'x') + L"\U0001F600";
+    for (unsigned long key = 0; key < 40; ++key)
+        large[key] = std::wstring(key * 20'000, L'x') + L"\U0001F600";
     back.clear();
     EXPECT_TRUE(RawMessageFile::Save(longPath, large, log) && RawMessageFile::Load(longPath, back, log));
     EXPECT_EQ(back, large);
