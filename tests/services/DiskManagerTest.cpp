@@ -73,13 +73,10 @@ TEST_F(DiskManagerTest, GrantsUpToTheCapacityAndNeverWraps) {
         {"Capacity=1",
          {{'r', kMiB, kMiB},
           {'n', 1, kMiB},
-          {'r', 0, kMiB},
           {'g', 1, kMiB - 1},
-          {'n', 2, kMiB - 1},
           {'n', kMost, kMiB - 1},
           {'r', 1, kMiB},
-          {'g', kMiB + 1, 0},
-          {'g', kMost, 0}}},
+          {'g', kMiB + 1, 0}}},
         {"Unset=", {{'n', 1000 * kMiB + 1, 0}, {'r', 1000 * kMiB, 1000 * kMiB}, {'g', 1000 * kMiB, 0}}},
         {"Capacity=17592186044415", {{'n', kMost, 0}, {'r', kMost - kMiB + 1, kMost - kMiB + 1}}},
         {"Capacity=17592186044416",
@@ -114,8 +111,6 @@ TEST_F(DiskManagerTest, CountsWhatLiesInItsFolder) {
                               "of 1048576 bytes.\n");
     temp.Write(L"a\\b\\one", std::string(kMiB, 'x'));
     temp.Write(L"a\\two", "not below");
-    Initialize({"Capacity=1", "BasePath=" + path});
-    EXPECT_TRUE(manager->ReserveSpace(0, 0) && !manager->ReserveSpace(0, 1));
     temp.Write(L"a\\b\\two", std::string(kMiB, 'x'));
     Initialize({"Capacity=1", "BasePath=" + path});
     EXPECT_EQ(lines.text, "200 BasePath (" + path +
