@@ -114,42 +114,46 @@ unsigned long ApplicationPerformance::Initialize(unsigned long process) {
     }
     GetFilenameOnly(program, program);
     processName_ = program.substr(0, program.rfind(L'.'));
-    processName_ = FindInstance(process);
+    std::wstring idPath;
+    const bool isFound = FindInstance(process, idPath);
     status = system_.OpenQuery(query_);
     if (status != ERROR_SUCCESS) {
         query_ = nullptr;
         log_.Debug("Failed to open the query for the counter values. Reason: %s", ErrorText(status).c_str());
         return status;
     }
+    process_ = process;
+    if (isFound && system_.AddCounter(query_, idPath, idCounter_) != ERROR_SUCCESS) idCounter_ = nullptr;
     return AddCounters();
 }
 
-// The processes of one program are the instances "name", "name#1", "name#2" and so on.
-std::wstring ApplicationPerformance::FindInstance(unsigned long process) const {
+// The processes of one program are the instances "name", "name#1", "name#2" and so on. Leaves the plain name
+// where none of them has the process's id.
+bool ApplicationPerformance::FindInstance(unsigned long process, std::wstring& idPath) {
     struct Query {
         PerformanceSystem& system;
-        void* handle = nullptr;
-        ~Query() {
-            if (handle != nullptr) system.CloseQuery(handle);
-        }
-    } query{system_};
-    if (system_.OpenQuery(query.handle) != ERROR_SUCCESS) {
-        query.handle = nullptr;
-        return processName_;
-    }
+        void* handle;
+        ~Query() { system.CloseQuery(handle); }
+    };
+    void* handle = nullptr;
+    if (system_.OpenQuery(handle) != ERROR_SUCCESS) return false;
+    const Query query = {system_, handle};
     const std::wstring counterName = Translate(L"ID Process");
-    std::wstring instance = processName_, path;
+    std::wstring instance = processName_;
     for (int number = 0; number < kMaxInstances; ++number) {
         if (number != 0) Format(instance, L"%s#%d", processName_.c_str(), number);
-        Format(path, L"\\%s(%s)\\%s", objectName_.c_str(), instance.c_str(), counterName.c_str());
+        Format(idPath, L"\\%s(%s)\\%s", objectName_.c_str(), instance.c_str(), counterName.c_str());
         void* counter = nullptr;
         double id = 0;
-        if (system_.AddCounter(query.handle, path, counter) != ERROR_SUCCESS ||
+        if (system_.AddCounter(query.handle, idPath, counter) != ERROR_SUCCESS ||
             system_.Collect(query.handle) != ERROR_SUCCESS || system_.GetValue(counter, id) != ERROR_SUCCESS)
-            break;  // no such instance, so no later one either
-        if (id == static_cast<double>(process)) return instance;
+            return false;  // no such instance, so no later one either
+        if (id == static_cast<double>(process)) {
+            processName_ = instance;
+            return true;
+        }
     }
-    return processName_;
+    return false;
 }
 
 unsigned long ApplicationPerformance::AddCounters() {
@@ -181,8 +185,18 @@ unsigned long ApplicationPerformance::AddCounters() {
 bool ApplicationPerformance::Collect() {
     if (query_ == nullptr) return false;
     const unsigned long status = system_.Collect(query_);
-    if (status == ERROR_SUCCESS) return true;
-    log_.Debug("Failed to query counter values; will try again later. Reason: %s", ErrorText(status).c_str());
+    if (status != ERROR_SUCCESS) {
+        log_.Debug("Failed to query counter values; will try again later. Reason: %s",
+                   ErrorText(status).c_str());
+        return false;
+    }
+    double id = 0;
+    if (idCounter_ == nullptr ||
+        (system_.GetValue(idCounter_, id) == ERROR_SUCCESS && id == static_cast<double>(process_)))
+        return true;
+    log_.Debug("%ls is no longer the instance of process %u; looking for it again", processName_.c_str(),
+               static_cast<unsigned int>(process_));
+    Initialize(process_);  // its rates begin anew, so there is nothing to give now
     return false;
 }
 
@@ -215,6 +229,7 @@ bool ApplicationPerformance::GetValues(std::map<std::wstring, double>& values) {
 
 void ApplicationPerformance::Close() {
     for (Counter& counter : counters_) counter.handle = nullptr;
+    idCounter_ = nullptr;
     if (query_ != nullptr) system_.CloseQuery(query_);
     query_ = nullptr;
 }

@@ -24,8 +24,8 @@ public:
     ~ApplicationPerformance();
 
     /// Begins to watch a process, in place of one before; 0 is the calling one. Rates count from here.
-    /// Processes of one program are told apart by their ids, here and now: when another one of them ends, the
-    /// system may number them anew, and the monitor is to be initialised again.
+    /// Processes of one program are told apart by their ids. When another one of them ends, the system may
+    /// number them anew: the sample that finds this gives nothing, later ones are the right process's again.
     /// Returns 0 with at least one counter; otherwise the Windows or PDH status of what failed last, and the
     /// monitor is closed.
     unsigned long Initialize(unsigned long process);
@@ -47,7 +47,7 @@ private:
     void ReadTable();
     std::wstring Translate(const std::wstring& name) const;
     bool LookUp(const std::wstring& name, std::wstring& out) const;
-    std::wstring FindInstance(unsigned long process) const;
+    bool FindInstance(unsigned long process, std::wstring& idPath);
     unsigned long AddCounters();
     bool Collect();
     void Close();
@@ -58,7 +58,9 @@ private:
     std::wstring objectName_;
     std::vector<Counter> counters_;
     std::wstring processName_;
-    void* query_ = nullptr;  // null when closed
+    unsigned long process_ = 0;
+    void* query_ = nullptr;      // null when closed
+    void* idCounter_ = nullptr;  // of "ID Process"; null where that does not tell the instances apart
 };
 
 }  // namespace WindowsAgentCommon::detail

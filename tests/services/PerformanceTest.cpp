@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <set>
+#include <tuple>
 #include <utility>
 
 #include <windows.h>
@@ -94,11 +95,7 @@ TEST_F(Performance, TranslatesWhatTheTableOfEnglishNamesGives) {
     const std::wstring pairs = L"2\0System\000230\0Process\000680\0Thread Count\0006\0% Processor Time\0"s;
     const std::wstring local = L"\\Prozess(agent.v2)\\Threads",
                        english = L"\\Process(agent.v2)\\Thread Count";
-    const struct {
-        const char* name;
-        std::string table;
-        std::wstring path;
-    } rows[] = {
+    const std::tuple<const char*, std::string, std::wstring> rows[] = {
         {"terminated", Bytes(pairs + L'\0'), local},
         {"not terminated", Bytes(pairs.substr(0, pairs.size() - 1)), local},
         {"odd", Bytes(pairs) + "x", local},
@@ -108,15 +105,15 @@ TEST_F(Performance, TranslatesWhatTheTableOfEnglishNamesGives) {
         {"one byte", "x", english},
         {"empty", "", english},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, table, path] : rows) {
+        SCOPED_TRACE(name);
         FakeSystem fake;
-        fake.table = row.table;
+        fake.table = table;
         fake.names = {{230, L"Prozess"}, {680, L"Threads"}};
         detail::ApplicationPerformance monitor(fake);
         ASSERT_EQ(monitor.Initialize(0), 0U);
         ASSERT_EQ(fake.added.size(), 13U);
-        EXPECT_EQ(fake.added[1], row.path);
+        EXPECT_EQ(fake.added[1], path);
     }
     ExpectLines({"500 Performance counter table empty.  No translations are available\n",
                  "500 Failed to translate performance counter % Processor Time.  Reverting to English\n",
@@ -149,21 +146,34 @@ TEST_F(Performance, LongTranslationsTakeASecondLookAndAbsurdOnesAreRefused) {
 }
 
 TEST_F(Performance, FindsItsInstanceByTheProcessId) {
-    const struct {
-        std::vector<double> ids;
-        std::wstring instance;
-    } rows[] = {{{42}, L""}, {{41, 42}, L"#1"}, {{41, 43, 42, 44}, L"#2"}, {{41, 43}, L""}, {{}, L""}};
-    for (const auto& row : rows) {
+    const std::pair<std::vector<double>, std::wstring> rows[] = {
+        {{42}, L""}, {{41, 42}, L"#1"}, {{41, 43, 42, 44}, L"#2"}, {{41, 43}, L""}, {{}, L""}};
+    for (const auto& [ids, instance] : rows) {
         FakeSystem fake;
         std::wstring number;
-        for (std::size_t i = 0; i < row.ids.size(); number = L"#" + std::to_wstring(++i))
-            fake.values[L"\\Process(agent.v2" + number + L")\\ID Process"] = row.ids[i];
+        for (std::size_t i = 0; i < ids.size(); number = L"#" + std::to_wstring(++i))
+            fake.values[L"\\Process(agent.v2" + number + L")\\ID Process"] = ids[i];
         detail::ApplicationPerformance monitor(fake);
         EXPECT_EQ(monitor.Initialize(0), 0U);
-        EXPECT_EQ(fake.added.front(), L"\\Process(agent.v2" + row.instance + L")\\% Processor Time");
+        EXPECT_EQ(fake.added.front(), L"\\Process(agent.v2" + instance + L")\\% Processor Time");
         EXPECT_EQ(fake.open, 1);
     }
     ExpectLines({"400 PID set: 42\n"});
+}
+
+TEST_F(Performance, FollowsItsProcessWhenTheInstancesAreNumberedAnew) {
+    const std::wstring first = L"\\Process(agent.v2)\\", second = L"\\Process(agent.v2#1)\\";
+    system.values = {
+        {first + L"ID Process", 41}, {second + L"ID Process", 42}, {second + L"Thread Count", 2}};
+    detail::ApplicationPerformance monitor(system);
+    monitor.Initialize(0);
+    double value = 0;
+    EXPECT_TRUE(monitor.GetValue(L"Thread Count", value));
+    system.values = {{first + L"ID Process", 42}, {first + L"Thread Count", 3}};
+    EXPECT_FALSE(monitor.GetValue(L"Thread Count", value));
+    EXPECT_TRUE(monitor.GetValue(L"Thread Count", value));
+    EXPECT_EQ(value, 3);
+    EXPECT_EQ(system.open, 1);
 }
 
 TEST_F(Performance, SaysWhyItCannotBegin) {
