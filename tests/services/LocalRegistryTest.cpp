@@ -28,7 +28,7 @@ protected:
         exterminator(component);
     }
     static void Set(const std::wstring& key, const std::wstring& text) {
-        const auto bytes = static_cast<DWORD>(text.size() * sizeof(wchar_t));
+        const auto bytes = static_cast<DWORD>(text.size()) * DWORD{sizeof(wchar_t)};
         EXPECT_EQ(::SHSetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"v", REG_SZ, text.data(), bytes), 0U);
     }
 
