@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -67,11 +68,13 @@ public:
     virtual ~IPayload();
 
     /// Adds a field by name with the id and the type-info word that profile gives it; false, and nothing
-    /// added, when the profile does not know the name (id 0, type-info 0). Throws
-    /// OperationNotSupportedException for a value longer than the wire format holds.
+    /// added, when the profile does not know the name (id 0, type-info 0). The name "SyslogHeader" with the
+    /// type-info word 1 gets the flag kVisitHeader, any other field no flag. Throws
+    /// OperationNotSupportedException, and adds nothing, for a value longer than the wire format holds.
     virtual bool AddField(IPayloadProfile& profile, const std::string& name, const PayloadValue& value) = 0;
 
-    /// Adds a field by id. flags: as in IPayloadVisitor::Visit.
+    /// Adds a field by id. flags: as in IPayloadVisitor::Visit. Throws as the other AddField does, also for
+    /// flags that the wire format does not hold.
     virtual void AddField(unsigned int fieldId, const PayloadField& field, unsigned int flags) = 0;
 
     /// Calls visitor.Visit once for each field, in order. Throws UnmarshalMemoryException when the blocks are
@@ -81,10 +84,15 @@ public:
     virtual std::size_t GetFieldCount() const = 0;
     virtual std::size_t GetSize() const = 0;  ///< Bytes of the filled parts of the whole chain.
 
-    /// The chain, owned by the payload, or null when it has no fields. duplicate() shares it.
+    /// The chain, owned by the payload, or null when it has no fields. duplicate() shares it: what was handed
+    /// out is never written again, fields that are added later go to blocks of their own. Only look at it;
+    /// who moves positions, or appends blocks, does so in a duplicate.
     virtual ACE_Message_Block* GetMessageBlock() const = 0;
 
     virtual void Clear() = 0;  ///< Leaves no field; shared blocks live on in the other payloads.
+
+    /// A payload with the same fields, which shares the blocks. Neither sees what the other adds later.
+    virtual std::shared_ptr<IPayload> Clone() const = 0;
 };
 
 }  // namespace WindowsAgentCommon

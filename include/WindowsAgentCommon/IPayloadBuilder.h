@@ -18,11 +18,13 @@ public:
     IPayloadBuilder& operator=(const IPayloadBuilder&) { return *this; }
     virtual ~IPayloadBuilder();
 
-    /// out: the payload's text, replacing what it held.
+    /// out: the payload's text, replacing what it held. Throws what payload.Accept throws; out is unchanged
+    /// then.
     virtual void BuildPayloadString(IPayload& payload, std::string& out) = 0;
 
     /// out: "<13>Mar 05 09:07:03 ws1 ", the blank at its end included: priority as given, time as local time
-    /// with the day in two digits (deliberately a zero, not a blank, in front), host as given. Any thread.
+    /// with the day in two digits (deliberately a zero, not a blank, in front), month names always in
+    /// English, host as given up to a zero byte. A time before 1970 gives "Jan 01 00:00:00". Any thread.
     static void FormatSyslogHeaderString(std::string& out, unsigned int priority, const ACE_Time_Value& time,
                                          const std::string& host);
 };

@@ -15,7 +15,8 @@ class IPayloadBuilder;
 class IPayloadProfile;
 
 /// Gives payload fields their ids, and makes payloads, profiles and builders. After Initialize any thread may
-/// call it.
+/// call it. Before, it knows no scheme: RegisterField and CreatePayload throw InitializationException, and
+/// the look-ups and ReadPayload find nothing.
 class CORVANE_API IPayloadFactory : public IServiceComponent {
 public:
     ~IPayloadFactory() override;
@@ -40,7 +41,8 @@ public:
     /// Makes an empty strict profile, which knows only the names that were added.
     virtual void CreatePayloadProfile(std::shared_ptr<IPayloadProfile>& out) = 0;
 
-    /// Makes the builder of that name; false, and out empty, for any name but "SyslogPayloadBuilder".
+    /// Makes the builder of that name; false, and out empty, for any name but "SyslogPayloadBuilder". Throws
+    /// what the builder's constructor throws, out empty.
     virtual bool CreatePayloadBuilder(const std::string& name, std::shared_ptr<IPayloadBuilder>& out) = 0;
 
     /// Makes an empty lenient profile, which adds unknown names as plain text.

@@ -1,0 +1,82 @@
+#include "payload/PayloadFactory.h"
+
+#include "CorvaneLogger/CV_Logger.h"
+#include "WindowsAgentCommon/EnvironmentBlockHelper.h"
+#include "WindowsAgentCommon/KORException.h"
+#include "WindowsAgentCommon/PayloadMappings.h"
+#include "WindowsAgentCommon/PayloadProfile.h"
+#include "WindowsAgentCommon/ServiceFactories.h"
+#include "WindowsAgentCommon/SyslogPayloadBuilder.h"
+#include "services/MakeService.h"
+
+namespace WindowsAgentCommon {
+
+namespace {
+
+CorvaneLogger::ALogger& logger() { return CorvaneLogger::CV_Logger::Logger("Code.PayloadFactory"); }
+
+}  // namespace
+
+InitializeResult PayloadFactory::Initialize(const EnvironmentBlock& settings) {
+    if (IsInitialized()) return InitializeResult::kDone;
+    std::string mapping;
+    EnvironmentBlockHelper(settings.Entries())
+        .GetStringValue("PayloadFactoryMapping", mapping, "PayloadMappingv2");
+    if (mapping == "PayloadMappingv1")
+        mapping_ = std::make_shared<PayloadMappingv1>();
+    else
+        mapping_ = std::make_shared<PayloadMappingv2>();
+    SetInitialized(true);
+    logger().Info("Payload factory initialized.");
+    return InitializeResult::kDone;
+}
+
+void PayloadFactory::Shutdown() {
+    if (!IsInitialized()) return;
+    SetInitialized(false);
+    logger().Info("Payload factory shut down.");
+}
+
+IPayloadMapping& PayloadFactory::mapping() const {
+    if (mapping_) return *mapping_;
+    throw InitializationException(__FILE__, __FUNCTION__, __LINE__, "The payload factory is not initialised");
+}
+
+void PayloadFactory::RegisterField(const std::string& name, const std::int64_t& qualifier, unsigned int& id) {
+    mapping().RegisterField(name, qualifier, id);
+}
+
+bool PayloadFactory::FindField(const std::string& name, const std::int64_t& qualifier, unsigned int& id) {
+    return mapping_ && mapping_->FindField(name, qualifier, id);
+}
+
+bool PayloadFactory::GetFieldName(unsigned int id, std::string& name) {
+    return mapping_ && mapping_->GetFieldName(id, name);
+}
+
+void PayloadFactory::CreatePayload(std::shared_ptr<IPayload>& out) { mapping().CreatePayload(out); }
+
+bool PayloadFactory::ReadPayload(const ACE_Message_Block* chain, std::shared_ptr<IPayload>& out) {
+    out.reset();
+    return mapping_ && mapping_->ReadPayload(chain, out);
+}
+
+void PayloadFactory::CreatePayloadProfile(std::shared_ptr<IPayloadProfile>& out) {
+    out = std::make_shared<PayloadProfile>();
+}
+
+bool PayloadFactory::CreatePayloadBuilder(const std::string& name, std::shared_ptr<IPayloadBuilder>& out) {
+    out.reset();
+    if (name == "SyslogPayloadBuilder") out = std::make_shared<SyslogPayloadBuilder>();
+    return out != nullptr;
+}
+
+void PayloadFactory::CreateLegacyPayloadProfile(std::shared_ptr<IPayloadProfile>& out) {
+    out = std::make_shared<LegacyPayloadProfile>();
+}
+
+ACE_Service_Object* _make_PayloadFactory(ACE_Service_Object_Exterminator* exterminator) {
+    return detail::MakeService<PayloadFactory>(exterminator);
+}
+
+}  // namespace WindowsAgentCommon
