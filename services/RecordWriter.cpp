@@ -181,6 +181,7 @@ bool RecordWriter::TakeDue(bool all, std::wstring& file, Record& record) const {
         if (!all && at->second.retryAt > now) continue;
         file = at->first;
         record = at->second;
+        record.retryAt = now + kRetrySeconds * kTicksPerSecond;
         return true;
     }
     return false;
@@ -215,7 +216,7 @@ void RecordWriter::Settle(const std::wstring& file, const Record& written, unsig
             recovers = record.error != ERROR_SUCCESS && failing_ == 0;
         }
         record.error = error;
-        record.retryAt = error != ERROR_SUCCESS ? SteadyTicks() + kRetrySeconds * kTicksPerSecond : 0;
+        record.retryAt = error != ERROR_SUCCESS ? written.retryAt : 0;
         if (error == ERROR_SUCCESS && record.version == written.version) {
             waitingBytes_ -= record.Cost();
             waiting_.erase(at);
