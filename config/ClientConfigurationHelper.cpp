@@ -101,9 +101,8 @@ IConfigurationManager* ClientConfigurationHelper::GetConfigurationManager() {
 }
 
 IConfigurationManager* ClientConfigurationHelper::GetConfigurationManager(std::string name) {
-    std::wstring service;
-    Format(service, L"%hs_Dynamic_Service", name.c_str());
-    return ACE_Dynamic_Service<IConfigurationManager>::instance(service.c_str());
+    name += "_Dynamic_Service";
+    return ACE_Dynamic_Service<IConfigurationManager>::instance(FromUTF8(name).c_str());
 }
 
 IConfigurationManager* ClientConfigurationHelper::LoadConfigurationManagerService(const std::string& name) {
