@@ -44,7 +44,6 @@ void RecordWriter::Open(const std::wstring& folder) {
 }
 
 void RecordWriter::Close() noexcept {
-    if (const LockUnlessEnding files(fileLock_); !files) return;
     {
         const LockUnlessEnding guard(lock_);
         if (!guard) return;
@@ -190,13 +189,13 @@ bool RecordWriter::TakeDue(bool all, std::wstring& file, Record& record) const {
 unsigned long RecordWriter::Write(const std::wstring& file, const Record& record) {
     const std::wstring path = folder_ + file;
     if (!record.bytes) {
-        const Guard guard(fileLock_);
+        const LockUnlessEnding guard(fileLock_);  // at the end nobody reads any more
         return RemoveRecordFile(path);
     }
     RecordReplacement replacement(path);
     const unsigned long error = replacement.Write(*record.bytes);
     if (error != ERROR_SUCCESS) return error;
-    const Guard guard(fileLock_);
+    const LockUnlessEnding guard(fileLock_);
     return replacement.Commit();
 }
 

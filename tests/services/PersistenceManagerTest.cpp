@@ -163,6 +163,9 @@ TEST_F(PersistenceManagerTest, WritesWhatIsSavedMeanwhileOnceAndLosesNothingAtTh
     EXPECT_EQ(DWORD{ERROR_SERVICE_NOT_ACTIVE}, record->Remove());
     EXPECT_EQ(DWORD{ERROR_SERVICE_NOT_ACTIVE}, manager->Flush());
     manager->Initialize(settings);
+    const std::wstring temporary = folder.Path(L"records\\" + Files().at(0) + L".tmp");
+    const detail::FileHandle scanned(
+        ::CreateFileW(temporary.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr));
     EXPECT_EQ(0u, record->Save(Block(std::string(4079, 'y'))));
     Restart();
     EXPECT_EQ(std::string(4079, 'y'), Load(Open("a")));
