@@ -17,6 +17,7 @@
 #include "WindowsAgentCommon/CV_Stat.h"
 #include "WindowsAgentCommon/CV_Statistics.h"
 #include "WindowsAgentCommon/CV_Trans.h"
+#include "WindowsAgentCommon/ClientConfigurationHelper.h"
 #include "WindowsAgentCommon/CommandLine.h"
 #include "WindowsAgentCommon/DualChannelSerializer.h"
 #include "WindowsAgentCommon/EPSCollector.h"
