@@ -12,6 +12,7 @@ namespace WindowsAgentCommon::bench {
 struct PlainField {
     unsigned int id;
     std::int64_t typeInfo;
+    unsigned int shape;  // which type and flags
     const void* bytes;
     std::size_t size;
 };
@@ -26,14 +27,16 @@ public:
     bool Write(const PlainField& field) {
         const auto size = static_cast<std::uint32_t>(field.size);
         return Put(&field.id, sizeof field.id) && Put(&field.typeInfo, sizeof field.typeInfo) &&
-               Put(&size, sizeof size) && Put(field.bytes, field.size);
+               Put(&field.shape, sizeof field.shape) && Put(&size, sizeof size) &&
+               Put(field.bytes, field.size);
     }
 
     /// field: bytes that are valid until the next call.
     bool Read(PlainField& field) {
         std::uint32_t size = 0;
         if (!Get(&field.id, sizeof field.id) || !Get(&field.typeInfo, sizeof field.typeInfo) ||
-            !Get(&size, sizeof size) || size > value_.size() || !Get(value_.data(), size))
+            !Get(&field.shape, sizeof field.shape) || !Get(&size, sizeof size) || size > value_.size() ||
+            !Get(value_.data(), size))
             return false;
         field.bytes = value_.data();
         field.size = size;

@@ -111,8 +111,9 @@ void CompareCarrying(bench::Comparison& comparison) {
         const auto* const text = boost::strict_get<std::string>(&field.second);
         const void* const number = field.first == 10 ? &time : &kNumbers[numbers % 3];
         if (text == nullptr && field.first != 10) ++numbers;
-        plainFields.push_back(text != nullptr ? bench::PlainField{i, 1, kTexts[texts++].data(), text->size()}
-                                              : bench::PlainField{i, field.first, number, 8});
+        plainFields.push_back(text != nullptr
+                                  ? bench::PlainField{i, 1, 0, kTexts[texts++].data(), text->size()}
+                                  : bench::PlainField{i, field.first, 2, number, 8});
     }
     bench::PlainFields plain(2048);
     Reader reader;

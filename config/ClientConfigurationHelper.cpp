@@ -49,6 +49,15 @@ bool FitsDirective(const std::string& name) {
            std::all_of(name.begin(), name.end(), isPart);
 }
 
+// The number of errors; a creation function that throws is one.
+int Process(const std::wstring& directive) {
+    try {
+        return ACE_Service_Config::current()->process_directive(directive.c_str());
+    } catch (...) {
+        return 1;
+    }
+}
+
 }  // namespace
 
 ClientConfigurationHelper::ClientConfigurationHelper(bool flag) : flag_(flag) {}
@@ -92,9 +101,8 @@ IConfigurationManager* ClientConfigurationHelper::GetConfigurationManager() {
 }
 
 IConfigurationManager* ClientConfigurationHelper::GetConfigurationManager(std::string name) {
-    std::wstring service;
-    Format(service, L"%hs_Dynamic_Service", name.c_str());
-    return ACE_Dynamic_Service<IConfigurationManager>::instance(service.c_str());
+    name += "_Dynamic_Service";
+    return ACE_Dynamic_Service<IConfigurationManager>::instance(FromUTF8(name).c_str());
 }
 
 IConfigurationManager* ClientConfigurationHelper::LoadConfigurationManagerService(const std::string& name) {
@@ -104,8 +112,7 @@ IConfigurationManager* ClientConfigurationHelper::LoadConfigurationManagerServic
            name.c_str(), name.c_str(), L"");
     ALogger& log = CV_Logger::Logger("Code.ClientConfigurationHelper.LoadConfigurationManagerService");
     log.Debug("Config manager service directive: '%s'", ToUTF8(directive).c_str());
-    const int errors =
-        FitsDirective(name) ? ACE_Service_Config::current()->process_directive(directive.c_str()) : 1;
+    const int errors = FitsDirective(name) ? Process(directive) : 1;
     if (errors != 0) {
         std::string message;
         Format(message,

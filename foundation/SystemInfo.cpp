@@ -2,29 +2,15 @@
 
 #include "WindowsAgentCommon/Encoding.h"
 #include "WindowsAgentCommon/Formatting.h"
+#include "foundation/SystemMessage.h"
 #include "foundation/Win32Handle.h"
 
 #include "foundation/Win32.h"
 
 namespace WindowsAgentCommon {
 
-namespace {
-
-// Texts with placeholders are asked for as they stand: there are no arguments to fill them with.
-std::wstring SystemMessage(DWORD code) {
-    constexpr DWORD kFlags =
-        FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
-    wchar_t* text = nullptr;
-    const DWORD length = ::FormatMessageW(kFlags, nullptr, code, MAKELANGID(LANG_NEUTRAL, SUBLANG_DEFAULT),
-                                          reinterpret_cast<wchar_t*>(&text), 0, nullptr);
-    const detail::LocalMemory owner(text);
-    return length != 0 ? std::wstring(text, length) : std::wstring();
-}
-
-}  // namespace
-
 bool GetLastErrorText(unsigned long code, std::string& out) {
-    const std::wstring message = SystemMessage(code);
+    const std::wstring message = detail::SystemMessage(code);
     if (message.empty()) {
         Format(out, "Unable to format error code %d", static_cast<int>(code));
     } else {

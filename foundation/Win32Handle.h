@@ -71,6 +71,13 @@ struct ServiceTraits {
     static void Close(Value handle) noexcept { ::CloseServiceHandle(handle); }
 };
 
+/// Open registry keys: invalid is null.
+struct RegistryTraits {
+    using Value = HKEY;
+    static Value Invalid() noexcept { return nullptr; }
+    static void Close(Value key) noexcept { ::RegCloseKey(key); }
+};
+
 /// Memory that the system allocated for the caller: invalid is null.
 struct LocalMemoryTraits {
     using Value = void*;
@@ -82,6 +89,7 @@ using KernelHandle = UniqueHandle<KernelTraits>;
 using FileHandle = UniqueHandle<FileTraits>;
 using FindHandle = UniqueHandle<FindTraits>;
 using ServiceHandle = UniqueHandle<ServiceTraits>;
+using RegistryHandle = UniqueHandle<RegistryTraits>;
 using LocalMemory = UniqueHandle<LocalMemoryTraits>;
 
 }  // namespace WindowsAgentCommon::detail

@@ -48,6 +48,22 @@ bool IsValue(const FieldView& field) noexcept {
     return head.kind != kTime || IsTime(field.value);
 }
 
+// Takes the field that begins at at, if there is a whole one before end, and moves at behind it.
+bool Take(const char*& at, const char* end, bool withKeys, FieldView& field) noexcept {
+    const auto rest = static_cast<std::size_t>(end - at);
+    if (rest < kFieldHeadSize) return false;
+    std::memcpy(&field.head, at, kFieldHeadSize);
+    const std::size_t behindHead = rest - kFieldHeadSize;
+    if (field.head.keySize > behindHead || field.head.valueSize > behindHead - field.head.keySize)
+        return false;
+    if (!withKeys && field.head.keySize != 0) return false;
+    field.key = at + kFieldHeadSize;
+    field.value = field.key + field.head.keySize;
+    if (!IsValue(field)) return false;
+    at = field.value + field.head.valueSize;
+    return true;
+}
+
 }  // namespace
 
 // --- writing ---
@@ -84,7 +100,7 @@ bool FieldReader::Next(FieldView& field) noexcept {
         if (damaged_ || (at_ == end_ && block_ == nullptr)) return false;
         damaged_ = !nextGroup();
     }
-    damaged_ = !take(field);
+    damaged_ = !Take(at_, end_, version_ == kVersionWithKeys, field);
     if (damaged_) return false;
     --left_;
     return true;
@@ -97,7 +113,7 @@ bool FieldReader::nextGroup() noexcept {
         end_ = at_ + part.size;
         block_ = block_->cont();
     }
-    if (rest() < kGroupHeadSize) return false;
+    if (static_cast<std::size_t>(end_ - at_) < kGroupHeadSize) return false;
     const auto head = NumberAt<GroupHead>(at_);
     const GroupHead expected{{'C', 'P'}, version_, 0, head.fields};
     if (std::memcmp(&head, &expected, sizeof head) != 0) return false;
@@ -106,48 +122,46 @@ bool FieldReader::nextGroup() noexcept {
     return true;
 }
 
-bool FieldReader::take(FieldView& field) noexcept {
-    if (rest() < kFieldHeadSize) return false;
-    std::memcpy(&field.head, at_, kFieldHeadSize);
-    const std::size_t behindHead = rest() - kFieldHeadSize;
-    if (field.head.keySize > behindHead || field.head.valueSize > behindHead - field.head.keySize)
-        return false;
-    if (version_ != kVersionWithKeys && field.head.keySize != 0) return false;
-    field.key = at_ + kFieldHeadSize;
-    field.value = field.key + field.head.keySize;
-    if (!IsValue(field)) return false;
-    at_ = field.value + field.head.valueSize;
-    return true;
-}
+FieldDecoder::FieldDecoder(std::string& text)
+    : home_(text), text_(0, std::move(text)), string_(boost::strict_get<std::string>(text_.second)) {}
 
 FieldDecoder::~FieldDecoder() {
-    auto& text = boost::strict_get<std::string>(text_.second);
-    if (text.capacity() <= kMostKeptText) home_ = std::move(text);
+    if (string_.capacity() <= kMostKeptText) home_ = std::move(string_);
 }
 
 const PayloadField& FieldDecoder::Decode(const FieldView& field) {
     const FieldHead& head = field.head;
     if (head.kind == kText) {
         text_.first = head.typeInfo;
-        boost::strict_get<std::string>(text_.second).assign(field.value, head.valueSize);
+        string_.assign(field.value, head.valueSize);
         return text_;
-    }
-    if (head.kind == kWideText) {
-        wide_.first = head.typeInfo;
-        auto& text = boost::strict_get<std::wstring>(wide_.second);
-        text.resize(head.valueSize / sizeof(wchar_t));
-        std::memcpy(text.data(), field.value, head.valueSize);
-        return wide_;
     }
     other_.first = head.typeInfo;
     PayloadValue& other = other_.second;
-    if (head.kind == kInteger) other = NumberAt<std::int64_t>(field.value);
-    if (head.kind == kDouble) other = NumberAt<double>(field.value);
-    if (head.kind == kBool) other = *field.value != 0;
-    if (head.kind == kUnsigned) other = NumberAt<unsigned int>(field.value);
-    if (head.kind == kTime) {
-        const auto seconds = static_cast<time_t>(NumberAt<std::int64_t>(field.value));
-        other = ACE_Time_Value(seconds, NumberAt<std::int32_t>(field.value + sizeof(std::int64_t)));
+    switch (head.kind) {
+        case kWideText: {
+            std::wstring text(head.valueSize / sizeof(wchar_t), L'\0');
+            std::memcpy(text.data(), field.value, head.valueSize);
+            other = std::move(text);
+            break;
+        }
+        case kInteger:
+            other = NumberAt<std::int64_t>(field.value);
+            break;
+        case kDouble:
+            other = NumberAt<double>(field.value);
+            break;
+        case kBool:
+            other = *field.value != 0;
+            break;
+        case kTime: {
+            const auto seconds = static_cast<time_t>(NumberAt<std::int64_t>(field.value));
+            other = ACE_Time_Value(seconds, NumberAt<std::int32_t>(field.value + sizeof(std::int64_t)));
+            break;
+        }
+        default:
+            other = NumberAt<unsigned int>(field.value);
+            break;
     }
     return other_;
 }

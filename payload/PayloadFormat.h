@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string>
 #include <utility>
 
@@ -36,6 +37,17 @@ struct FieldHead {
 constexpr std::size_t kFieldHeadSize = 20;  // without the padding at the structure's end
 static_assert(offsetof(FieldHead, keySize) + sizeof(std::uint16_t) == kFieldHeadSize);
 
+/// Writes a head to where it belongs. Number by number: bytes that were just written one by one must not be
+/// read as one number, which costs more than all the rest.
+inline void Store(const FieldHead& head, char* at) noexcept {
+    std::memcpy(at, &head.typeInfo, sizeof head.typeInfo);
+    std::memcpy(at + offsetof(FieldHead, id), &head.id, sizeof head.id);
+    std::memcpy(at + offsetof(FieldHead, valueSize), &head.valueSize, sizeof head.valueSize);
+    std::memcpy(at + offsetof(FieldHead, kind), &head.kind, sizeof head.kind);
+    std::memcpy(at + offsetof(FieldHead, flags), &head.flags, sizeof head.flags);
+    std::memcpy(at + offsetof(FieldHead, keySize), &head.keySize, sizeof head.keySize);
+}
+
 constexpr std::size_t kMostValueSize = 0xFFFFFF;
 constexpr std::size_t kMostKeySize = 0xFFFF;
 
@@ -49,8 +61,15 @@ public:
     EncodedValue(const EncodedValue&) = delete;
     EncodedValue& operator=(const EncodedValue&) = delete;
 
-    const void* Data() const noexcept { return data_; }
     std::size_t Size() const noexcept { return size_; }
+
+    /// Writes the bytes to where there is room for them.
+    void CopyTo(char* at) const noexcept {
+        if (size_ == sizeof(std::int64_t))
+            std::memcpy(at, data_, sizeof(std::int64_t));  // most numbers: no call
+        else
+            std::memcpy(at, data_, size_);
+    }
 
 private:
     void set(const std::string& text);
@@ -86,8 +105,6 @@ public:
 
 private:
     bool nextGroup() noexcept;
-    bool take(FieldView& field) noexcept;
-    std::size_t rest() const noexcept { return static_cast<std::size_t>(end_ - at_); }
 
     const ACE_Message_Block* block_;  // not looked into yet; null behind the last one
     const char* at_ = nullptr;
@@ -97,11 +114,11 @@ private:
     bool damaged_ = false;
 };
 
-/// Makes fields of their bytes, using the memory of the texts before again.
+/// Makes fields of their bytes, using the memory of the narrow texts before again.
 class FieldDecoder {
 public:
     /// text: a text to begin with, whatever is in it; comes back, with more memory perhaps.
-    explicit FieldDecoder(std::string& text) : home_(text), text_(0, std::move(text)) {}
+    explicit FieldDecoder(std::string& text);
     FieldDecoder(const FieldDecoder&) = delete;
     FieldDecoder& operator=(const FieldDecoder&) = delete;
     ~FieldDecoder();
@@ -111,7 +128,8 @@ public:
 
 private:
     std::string& home_;
-    PayloadField text_, wide_{0, std::wstring()}, other_{0, false};
+    PayloadField text_, other_{0, false};
+    std::string& string_;  // in text_
 };
 
 }  // namespace WindowsAgentCommon::detail

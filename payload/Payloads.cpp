@@ -61,8 +61,9 @@ bool PayloadBase::AddField(IPayloadProfile& profile, const std::string& name, co
 }
 
 void PayloadBase::AddField(unsigned int fieldId, const PayloadField& field, unsigned int flags) {
+    if (version_ != detail::kVersionWithKeys) return append(fieldId, field.first, field.second, flags, {});
     std::string key;
-    if (version_ == detail::kVersionWithKeys) GetGlobalStringRegistry()->GetString(fieldId, key);
+    GetGlobalStringRegistry()->GetString(fieldId, key);
     append(fieldId, field.first, field.second, flags, key);
 }
 
@@ -85,9 +86,9 @@ void PayloadBase::append(unsigned int id, std::int64_t typeInfo, const PayloadVa
     if (open_ == nullptr || tail_->space() < size) beginBlock(size);
 
     char* const at = tail_->wr_ptr();
-    std::memcpy(at, &head, detail::kFieldHeadSize);
-    std::copy(key.begin(), key.end(), at + detail::kFieldHeadSize);
-    std::memcpy(at + detail::kFieldHeadSize + key.size(), bytes.Data(), bytes.Size());
+    detail::Store(head, at);
+    if (!key.empty()) key.copy(at + detail::kFieldHeadSize, key.size());
+    bytes.CopyTo(at + detail::kFieldHeadSize + key.size());
     tail_->wr_ptr(size);
     ++openFields_;
     std::memcpy(open_ + offsetof(detail::GroupHead, fields), &openFields_, sizeof openFields_);

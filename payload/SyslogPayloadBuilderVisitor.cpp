@@ -9,7 +9,7 @@
 #include <boost/variant/get.hpp>
 
 #include <charconv>
-#include <limits>
+#include <cstring>
 #include <new>
 
 #include "foundation/Win32.h"
@@ -48,8 +48,8 @@ SyslogPayloadBuilderVisitor::~SyslogPayloadBuilderVisitor() = default;
 void SyslogPayloadBuilderVisitor::Visit(unsigned int fieldId, const PayloadField& field, unsigned int flags) {
     if ((flags & kVisitHeader) != 0) {
         if (fieldId != headerId_) return;
-        const auto* const text = boost::strict_get<std::string>(&field.second);
-        header_ = text != nullptr ? *text : std::string();
+        header_.clear();
+        if (const auto* const text = boost::strict_get<std::string>(&field.second)) header_ = *text;
         return;
     }
     const std::string& name = nameOf(fieldId);
@@ -96,7 +96,10 @@ void SyslogPayloadBuilderVisitor::AddField(std::string_view name, std::string_vi
 
 void SyslogPayloadBuilderVisitor::append(std::string_view piece) {
     if (piece.size() > body_.space()) return;
-    piece.copy(body_.wr_ptr(), piece.size());
+    if (piece.size() == 1)
+        *body_.wr_ptr() = piece.front();  // separators: no call
+    else
+        std::memcpy(body_.wr_ptr(), piece.data(), piece.size());
     body_.wr_ptr(piece.size());
 }
 

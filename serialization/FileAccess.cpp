@@ -20,11 +20,11 @@ FileHandle CreateToWrite(const std::wstring& path) {
                                     FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
-DWORD WriteAll(HANDLE file, const char* data, std::size_t size) {
+DWORD WriteAll(HANDLE file, const char* data, std::size_t size, std::size_t piece) {
     while (size != 0) {
         DWORD written = 0;
-        const DWORD piece = static_cast<DWORD>(std::min<std::size_t>(size, kFilePiece));
-        if (!::WriteFile(file, data, piece, &written, nullptr)) return ::GetLastError();
+        const DWORD wanted = static_cast<DWORD>(std::min(size, piece));
+        if (!::WriteFile(file, data, wanted, &written, nullptr)) return ::GetLastError();
         if (written == 0) return ERROR_WRITE_FAULT;
         data += written;
         size -= written;

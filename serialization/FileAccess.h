@@ -24,8 +24,8 @@ FileHandle OpenToRead(const std::wstring& path,
 /// Creates or replaces a file that others may not open meanwhile, nor have open. As above on failure.
 FileHandle CreateToWrite(const std::wstring& path);
 
-/// Writes size bytes. A write that takes nothing is an error.
-DWORD WriteAll(HANDLE file, const char* data, std::size_t size);
+/// Writes size bytes, at most piece at a time. A write that takes nothing is an error.
+DWORD WriteAll(HANDLE file, const char* data, std::size_t size, std::size_t piece = kFilePiece);
 
 /// Replaces text by the bytes that the file has when it is opened; text is unchanged on failure.
 /// ERROR_NOT_ENOUGH_MEMORY where they do not fit; throws std::bad_alloc for nothing but the path.

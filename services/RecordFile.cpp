@@ -32,6 +32,18 @@ std::uint64_t PackedSize(const EnvironmentBlock& block) {
     return size;
 }
 
+// Of the two names one may be held by a virus scanner, or by a thread that ended with the process.
+DWORD CreateTemporary(const std::wstring& path, std::wstring& temporary, FileHandle& file) {
+    DWORD error = ERROR_SUCCESS;
+    for (const wchar_t* const ending : {L".tmp", L".record.tmp"}) {
+        temporary = path + ending;
+        file = CreateToWrite(temporary);
+        error = file ? ERROR_SUCCESS : ::GetLastError();
+        if (error != ERROR_SHARING_VIOLATION) break;
+    }
+    return error;
+}
+
 }  // namespace
 
 std::wstring RecordFileName(const std::string& name) {
@@ -68,13 +80,11 @@ RecordReplacement::~RecordReplacement() {
 }
 
 unsigned long RecordReplacement::Write(const std::string& bytes) {
-    FileHandle file = CreateToWrite(temporary_);
-    DWORD error = file ? ERROR_SUCCESS : ::GetLastError();
+    FileHandle file;
+    DWORD error = CreateTemporary(path_, temporary_, file);
     if (error == ERROR_PATH_NOT_FOUND) {
         error = CreateDirectoryRecursive(ParentFolder(path_, false));
-        if (error != ERROR_SUCCESS) return error;
-        file = CreateToWrite(temporary_);
-        error = file ? ERROR_SUCCESS : ::GetLastError();
+        if (error == ERROR_SUCCESS) error = CreateTemporary(path_, temporary_, file);
     }
     if (error != ERROR_SUCCESS) return error;
     exists_ = true;

@@ -29,10 +29,10 @@ unsigned long PackRecord(const EnvironmentBlock& block, std::string& bytes);
 unsigned long UnpackRecord(const std::string& bytes, EnvironmentBlock& block);
 
 /// Puts bytes in place of a record's file, whose folder is made if need be. A process or machine that ends
-/// meanwhile leaves the file as it was, or as it shall be, perhaps with a file path + ".tmp" beside it.
+/// meanwhile leaves the file as it was, or as it shall be, perhaps with a file *.record.tmp beside it.
 class RecordReplacement {
 public:
-    explicit RecordReplacement(const std::wstring& path) : path_(path), temporary_(path + L".tmp") {}
+    explicit RecordReplacement(const std::wstring& path) : path_(path) {}
     RecordReplacement(const RecordReplacement&) = delete;
     RecordReplacement& operator=(const RecordReplacement&) = delete;
     ~RecordReplacement();
@@ -41,7 +41,8 @@ public:
     unsigned long Commit();  ///< The last step. Fails while somebody has the record's file open.
 
 private:
-    const std::wstring path_, temporary_;
+    const std::wstring path_;
+    std::wstring temporary_;
     bool exists_ = false;
 };
 

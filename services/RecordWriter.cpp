@@ -44,7 +44,6 @@ void RecordWriter::Open(const std::wstring& folder) {
 }
 
 void RecordWriter::Close() noexcept {
-    if (const LockUnlessEnding files(fileLock_); !files) return;
     {
         const LockUnlessEnding guard(lock_);
         if (!guard) return;
@@ -181,6 +180,7 @@ bool RecordWriter::TakeDue(bool all, std::wstring& file, Record& record) const {
         if (!all && at->second.retryAt > now) continue;
         file = at->first;
         record = at->second;
+        record.retryAt = now + kRetrySeconds * kTicksPerSecond;
         return true;
     }
     return false;
@@ -189,13 +189,13 @@ bool RecordWriter::TakeDue(bool all, std::wstring& file, Record& record) const {
 unsigned long RecordWriter::Write(const std::wstring& file, const Record& record) {
     const std::wstring path = folder_ + file;
     if (!record.bytes) {
-        const Guard guard(fileLock_);
+        const LockUnlessEnding guard(fileLock_);  // at the end nobody reads any more
         return RemoveRecordFile(path);
     }
     RecordReplacement replacement(path);
     const unsigned long error = replacement.Write(*record.bytes);
     if (error != ERROR_SUCCESS) return error;
-    const Guard guard(fileLock_);
+    const LockUnlessEnding guard(fileLock_);
     return replacement.Commit();
 }
 
@@ -215,7 +215,7 @@ void RecordWriter::Settle(const std::wstring& file, const Record& written, unsig
             recovers = record.error != ERROR_SUCCESS && failing_ == 0;
         }
         record.error = error;
-        record.retryAt = error != ERROR_SUCCESS ? SteadyTicks() + kRetrySeconds * kTicksPerSecond : 0;
+        record.retryAt = error != ERROR_SUCCESS ? written.retryAt : 0;
         if (error == ERROR_SUCCESS && record.version == written.version) {
             waitingBytes_ -= record.Cost();
             waiting_.erase(at);

@@ -30,8 +30,8 @@ public:
     void Open(const std::wstring& folder);
 
     /// Refuses what comes from now on; Run writes what waits and returns. When the process is ending and its
-    /// threads are no more, this thread writes instead, unless one of them held a lock. What could not be
-    /// written still waits for another Open.
+    /// threads are no more, this thread writes instead, unless one of them was about to change what waits;
+    /// the record in hand may then fail. What could not be written still waits for another Open.
     void Close() noexcept;
 
     /// The thread's work, until Close.

@@ -23,11 +23,14 @@ public:
     /// Gives back bytes of files that were removed; more than are accounted for leave 0.
     virtual void ReleaseSpace(unsigned int caller, std::uint64_t bytes) = 0;
 
-    virtual const std::wstring& GetBasePath() const = 0;  ///< The folder, absolute; set by Initialize.
+    /// The folder, absolute; set by Initialize, empty where the settings turn the manager off.
+    virtual const std::wstring& GetBasePath() const = 0;
 
     /// The temporary folder of a caller: "Temp\" and the caller's name, made safe for a file name, below the
     /// base path of the registered disk manager, with "\" at its end. Not created. Without a registered disk
-    /// manager below the folder that is the default of its base path.
+    /// manager, or one with a base path, below the folder that is the default of its base path. Callers whose
+    /// names differ in more than letter case have different folders: what a file name must not hold becomes
+    /// "%" and four hexadecimal digits, and what is then longer than 64 units "%" and a digest.
     static std::wstring GetTemporaryDirectory(const std::wstring& caller);
 };
 

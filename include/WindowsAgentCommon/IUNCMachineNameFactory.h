@@ -17,7 +17,8 @@ public:
     static std::string GetServiceName();  ///< "UNCMachineNameFactory"
 
     /// Gives the object of a machine name as the operator wrote it, with or without leading backslashes.
-    /// Equal names share one object as long as somebody holds it. Never empty; asks no DNS server.
+    /// Equal names share one object as long as somebody holds it: those with the same original name but for
+    /// its case, spelt as by whoever came first. Never empty; asks no DNS server.
     virtual void GetUNCMachineName(const std::string& name, std::shared_ptr<UNCMachineName>& out) = 0;
 };
 

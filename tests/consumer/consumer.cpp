@@ -67,6 +67,7 @@
 #include "WindowsAgentCommon/PublishingProfileBase.h"
 #include "WindowsAgentCommon/RandomInteger.h"
 #include "WindowsAgentCommon/RateBasedStatisticsPublisher.h"
+#include "WindowsAgentCommon/RawMessageFile.h"
 #include "WindowsAgentCommon/Scheduler.h"
 #include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "WindowsAgentCommon/ServiceConfig.h"
@@ -79,8 +80,10 @@
 #include "WindowsAgentCommon/SyslogPayloadBuilder.h"
 #include "WindowsAgentCommon/SystemInfo.h"
 #include "WindowsAgentCommon/TOLVLogMonitor.h"
+#include "WindowsAgentCommon/TOLVEventInformation.h"
 #include "WindowsAgentCommon/TestLogMonitor.h"
 #include "WindowsAgentCommon/Text.h"
+#include "WindowsAgentCommon/UNCMachineName.h"
 #include "WindowsAgentCommon/URIParser.h"
 #include "WindowsAgentCommon/Win32Exception.h"
 

@@ -1,0 +1,241 @@
+#include "WindowsAgentCommon/AgentPaths.h"
+#include "WindowsAgentCommon/IComponentFactory.h"
+#include "WindowsAgentCommon/IDiskManager.h"
+#include "WindowsAgentCommon/KORException.h"
+#include "WindowsAgentCommon/ServiceFactories.h"
+#include "tests/support/LogLines.h"
+#include "tests/support/TempFolder.h"
+#include "tests/support/Thread.h"
+
+#include "CorvaneLogger/CV_Logger.h"
+
+#include <ace/Dynamic_Service.h>
+#include <ace/Service_Config.h>
+#include <ace/Service_Object.h>
+#include <ace/Service_Repository.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+using namespace WindowsAgentCommon;
+
+namespace {
+
+constexpr std::uint64_t kMiB = 1 << 20, kMost = ~std::uint64_t{0};
+
+struct DiskManagerTest : testing::Test {
+    DiskManagerTest() {
+        SetBinPath(temp.Path());
+        logger.Reset(&lines.base);
+        service = _make_DiskManager(&exterminator);
+        manager = dynamic_cast<IDiskManager*>(service);
+    }
+    ~DiskManagerTest() override {
+        exterminator(service);
+        logger.Reset(before);
+    }
+
+    // Begins anew; values are separated from names by "=".
+    void Initialize(const std::vector<std::string>& settings) {
+        EnvironmentBlock block;
+        for (const std::string& setting : settings)
+            block.SetStringValue(setting.substr(0, setting.find('=')), setting.substr(setting.find('=') + 1));
+        manager->Shutdown();
+        lines.text.clear();
+        EXPECT_EQ(manager->Initialize(block), InitializeResult::kDone);
+        EXPECT_TRUE(manager->IsInitialized());
+    }
+
+    std::uint64_t Used() const {
+        EnvironmentBlock status;
+        std::uint64_t used = kMost;
+        manager->GetStatus(status);
+        status.GetIntegerValue("UsedBytes", used, kMost);
+        return used;
+    }
+
+    const test::TempFolder temp;
+    test::LogLines lines;
+    CorvaneLogger::ALogger& logger = CorvaneLogger::CV_Logger::Logger("Code.DiskManager");
+    CorvaneLogger::BaseLogger* const before = logger.Base();
+    ACE_Service_Object_Exterminator exterminator = nullptr;
+    ACE_Service_Object* service = nullptr;
+    IDiskManager* manager = nullptr;
+};
+
+TEST_F(DiskManagerTest, GrantsUpToTheCapacityAndNeverWraps) {
+    struct Step {
+        char what;  // (r)eserve, (n)ot reserved, (g)ive back
+        std::uint64_t bytes, used;
+    };
+    const std::pair<std::string, std::vector<Step>> rows[] = {
+        {"Capacity=1",
+         {{'r', kMiB, kMiB},
+          {'n', 1, kMiB},
+          {'g', 1, kMiB - 1},
+          {'n', kMost, kMiB - 1},
+          {'r', 1, kMiB},
+          {'g', kMiB + 1, 0}}},
+        {"Unset=", {{'n', 1000 * kMiB + 1, 0}, {'r', 1000 * kMiB, 1000 * kMiB}, {'g', 1000 * kMiB, 0}}},
+        {"Capacity=17592186044415", {{'n', kMost, 0}, {'r', kMost - kMiB + 1, kMost - kMiB + 1}}},
+        {"Capacity=17592186044416",
+         {{'r', kMost, kMost}, {'n', 1, kMost}, {'n', kMost, kMost}}},  // saturates
+        {"Capacity=0", {{'r', kMost, 0}, {'g', 1, 0}}},
+        {"Enabled=false", {{'r', kMost, 0}, {'g', 1, 0}}}};
+    EXPECT_TRUE(manager->ReserveSpace(0, kMost));  // not initialised
+    for (const auto& [setting, steps] : rows) {
+        Initialize({setting});
+        EXPECT_EQ(manager->GetBasePath(), setting[0] == 'E' ? L"" : temp.Path(L"DiskManager"));
+        for (std::size_t i = 0; i < steps.size(); ++i) {
+            SCOPED_TRACE(setting + " " + std::to_string(i));
+            if (steps[i].what == 'g')
+                manager->ReleaseSpace(7, steps[i].bytes);
+            else
+                EXPECT_EQ(manager->ReserveSpace(static_cast<unsigned>(i), steps[i].bytes),
+                          steps[i].what == 'r');
+            EXPECT_EQ(Used(), steps[i].used);
+        }
+    }
+    EXPECT_EQ(lines.text, "");
+    manager->Shutdown();
+    manager->Shutdown();
+    EXPECT_EQ(lines.text, "300 Disk manager engine shutting down...\n300 Disk manager shut down.\n");
+}
+
+TEST_F(DiskManagerTest, CountsWhatLiesInItsFolder) {
+    const std::string path = temp.Narrow("a\\b");
+    Initialize({"Capacity=1", "BasePath=" + temp.Narrow("a\\.\\x\\..\\b")});
+    EXPECT_EQ(lines.text, "400 BasePath (" + path +
+                              ") has a current size of 0 bytes, with a configured capacity "
+                              "of 1048576 bytes.\n");
+    temp.Write(L"a\\b\\one", std::string(kMiB, 'x'));
+    temp.Write(L"a\\two", "not below");
+    temp.Write(L"a\\b\\two", std::string(kMiB, 'x'));
+    Initialize({"Capacity=1", "BasePath=" + path});
+    EXPECT_EQ(lines.text, "200 BasePath (" + path +
+                              ") has a current size of 2097152 bytes larger than configured "
+                              "capacity of 1048576 bytes.\n");
+    EXPECT_FALSE(manager->ReserveSpace(0, 1));
+    manager->ReleaseSpace(0, kMiB + 1);
+    EXPECT_TRUE(manager->ReserveSpace(0, 1));
+}
+
+TEST_F(DiskManagerTest, AFolderThatCannotBeUsedIsRefusedInTheLogAndByException) {
+    temp.Write(L"file", "");
+    const std::string tooLong = temp.Narrow(std::string(120, 'd') + "\\" + std::string(140, 'd'));
+    const std::tuple<std::string, std::string, unsigned long> rows[] = {
+        {temp.Narrow("file"), "does not exist and cannot be created.", ERROR_ALREADY_EXISTS},
+        {"", "does not exist and cannot be created.", ERROR_PATH_NOT_FOUND},
+        {tooLong, "has no absolute path of less than 260 characters.", ERROR_FILENAME_EXCED_RANGE}};
+    for (const auto& [path, why, error] : rows) {
+        SCOPED_TRACE(path);
+        try {
+            Initialize({"BasePath=" + path});
+            ADD_FAILURE() << "nothing was thrown";
+        } catch (const InitializationException& failure) {
+            const std::string text = "Directory specified by BasePath (" + path + ") " + why;
+            EXPECT_EQ(lines.text, "100 " + text + "\n");
+            EXPECT_EQ(failure.GetMessageW(), text);
+            EXPECT_EQ(failure.GetFile() + failure.GetFunction(),
+                      "DiskManagerWindowsAgentCommon::DiskManager::Initialize");
+            EXPECT_EQ(failure.GetLine(), 68);
+            EXPECT_EQ(failure.GetLastError(), error);
+        }
+        EXPECT_FALSE(manager->IsInitialized());
+    }
+    Initialize({"BasePath=" + temp.Narrow("good")});
+}
+
+TEST_F(DiskManagerTest, ThreadsThatReserveAndReleaseKeepTheSumRight) {
+    constexpr unsigned int kTurns = 300'000;
+    Initialize({});
+    std::atomic<int> ready{0};
+    {
+        const auto work = [&] {
+            for (++ready; ready < 4;) ::SwitchToThread();
+            for (unsigned int i = 0; i < kTurns; ++i) {
+                manager->ReserveSpace(i, 3);
+                manager->ReleaseSpace(i, 1);
+            }
+        };
+        const test::Thread first(work), second(work), third(work), fourth(work);
+    }
+    EXPECT_EQ(Used(), 4ULL * 2 * kTurns);
+}
+
+// Knows one component; nothing else of it is asked.
+struct Factory : IComponentFactory, ACE_Service_Object {
+    using Code = ComponentFactoryResultCode;
+    Code Initialize(const std::vector<ServiceConfig>&) override { return kComponentFactorySuccess; }
+    Code Shutdown() override { return kComponentFactorySuccess; }
+    bool IsInitialized() const override { return true; }
+    bool RegisterComponent(const std::string&, IServiceComponent*) override { return false; }
+    IServiceComponent* GetComponent(const std::string& name) override {
+        return name == "DiskManager" ? component : nullptr;
+    }
+    bool RemoveComponent(const std::string&) override { return false; }
+    void GetComponentNames(std::vector<std::string>&) override {}
+    bool IsInitialized(const std::string&) override { return true; }
+    bool GetStatus(const std::string&, EnvironmentBlock&) override { return false; }
+    void AddHook(IComponentFactoryHook*) override {}
+    void RemoveHook(IComponentFactoryHook*) override {}
+    void SetOverrideHook(IComponentFactoryOverrideHook*) override {}
+    Code GetResultCode() const override { return kComponentFactorySuccess; }
+    std::string GetFailedComponent() const override { return ""; }
+
+    IServiceComponent* component = nullptr;
+};
+
+TEST_F(DiskManagerTest, TemporaryFoldersLieBelowTheBasePathUnderSafeNames) {
+    const std::pair<std::wstring, std::wstring> rows[] = {{L"Spooler 2", L"Spooler 2"},
+                                                          {L"", L"%"},
+                                                          {L"..", L".%002E"},
+                                                          {L"a ", L"a%0020"},
+                                                          {L"..\\..\\x", L"..%005C..%005Cx"},
+                                                          {L"a:b/%\n", L"a%003Ab%002F%0025%000A"},
+                                                          {L"nul", L"%006Eul"},
+                                                          {L"COM\u00B2 .txt", L"%0043OM\u00B2 .txt"},
+                                                          {L"comet", L"comet"},
+                                                          {std::wstring(64, L'x'), std::wstring(64, L'x')}};
+    for (const auto& [caller, name] : rows) {
+        EXPECT_EQ(IDiskManager::GetTemporaryDirectory(caller),
+                  temp.Path(L"DiskManager\\Temp\\" + name + L"\\"));
+    }
+    const std::wstring digest = IDiskManager::GetTemporaryDirectory(std::wstring(65, L'x'));
+    EXPECT_EQ(digest.size(), temp.Path(L"DiskManager\\Temp\\").size() + 66);
+    EXPECT_NE(digest, IDiskManager::GetTemporaryDirectory(std::wstring(66, L'x')));
+
+    Factory factory;
+    factory.component = manager;
+    const wchar_t* const name = L"ComponentFactory_Dynamic_Service";
+    ACE_Service_Repository::instance()->insert(
+        new ACE_Service_Type(name,
+                             new ACE_Service_Object_Type(static_cast<ACE_Service_Object*>(&factory), name,
+                                                         ACE_Service_Type::DELETE_THIS),
+                             ACE_DLL(), true));
+    EXPECT_EQ(IDiskManager::GetTemporaryDirectory(L"x"), temp.Path(L"DiskManager\\Temp\\x\\"));
+    Initialize({"BasePath=" + temp.Narrow("other")});
+    EXPECT_EQ(IDiskManager::GetTemporaryDirectory(L"x"), temp.Path(L"other\\Temp\\x\\"));
+    EXPECT_FALSE(temp.Has(L"other\\Temp"));
+    ACE_Service_Repository::instance()->remove(name);
+}
+
+TEST_F(DiskManagerTest, TheServiceConfiguratorLoadsAndEndsIt) {
+    const wchar_t* const name = L"DiskManager_Dynamic_Service";
+    ASSERT_EQ(
+        ACE_Service_Config::process_directive(
+            L"dynamic DiskManager_Dynamic_Service Service_Object * CorvaneCommon:_make_DiskManager() \"\""),
+        0);
+    auto* const loaded = ACE_Dynamic_Service<IDiskManager>::instance(name);
+    ASSERT_NE(loaded, nullptr);
+    loaded->Configure(ServiceConfig("disk 1", "", "", ""));
+    EXPECT_EQ(loaded->GetInstanceName() + loaded->GetVersion() + loaded->GetServiceName(),
+              "disk 17.2.8DiskManager");
+    loaded->Initialize(EnvironmentBlock());
+    lines.text.clear();
+    EXPECT_EQ(ACE_Service_Config::process_directive(L"remove DiskManager_Dynamic_Service"), 0);
+    EXPECT_EQ(lines.text, "300 Disk manager engine shutting down...\n300 Disk manager shut down.\n");
+    EXPECT_EQ(ACE_Dynamic_Service<IDiskManager>::instance(name), nullptr);
+}
+
+}  // namespace

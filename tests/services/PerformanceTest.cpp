@@ -1,0 +1,232 @@
+#include "queues/ApplicationPerformance.h"
+
+#include "CorvaneLogger/CV_Logger.h"
+#include "tests/support/LogLines.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <set>
+#include <tuple>
+#include <utility>
+
+#include <windows.h>
+
+#include <pdhmsg.h>
+
+namespace WindowsAgentCommon {
+namespace {
+
+using namespace std::string_literals;
+
+constexpr unsigned long kNoCounter = 0xC0000BB9;
+
+/// A system with some counters, by their paths.
+struct FakeSystem : detail::PerformanceSystem {
+    unsigned long ReadCounterTable(void* buffer, unsigned long& size) override {
+        rooms.push_back(size);
+        if (size < table.size()) return ERROR_MORE_DATA;
+        std::memcpy(buffer, table.data(), table.size());
+        size = static_cast<unsigned long>(table.size());
+        return ERROR_SUCCESS;
+    }
+    unsigned long LookUpName(unsigned long index, wchar_t* buffer, unsigned long& size) override {
+        if (names.count(index) == 0) return ERROR_INVALID_PARAMETER;
+        const std::wstring name = names[index] + L'\0';
+        const unsigned long room =
+            std::exchange(size, askedSize ? askedSize : static_cast<unsigned long>(name.size()));
+        if (room < size) return PDH_MORE_DATA;
+        name.copy(buffer, name.size());
+        return ERROR_SUCCESS;
+    }
+    unsigned long CurrentProcess() override { return 42; }
+    unsigned long GetProgram(unsigned long process, std::wstring& path) override {
+        path = L"C:\\x.y\\agent.v2.exe";
+        return process > 99 ? ERROR_ACCESS_DENIED : ERROR_SUCCESS;
+    }
+    unsigned long OpenQuery(void*& query) override {
+        query = this;
+        if (openStatus == ERROR_SUCCESS) ++open;
+        return openStatus;
+    }
+    void CloseQuery(void*) override { --open; }
+    unsigned long AddCounter(void*, const std::wstring& path, void*& counter) override {
+        if (path.find(L"ID ") == std::wstring::npos) added.push_back(path);
+        counter = const_cast<std::wstring*>(&*paths.insert(path).first);
+        return missing.count(path) != 0 || missing.count(L"*") != 0 ? kNoCounter : ERROR_SUCCESS;
+    }
+    unsigned long Collect(void*) override { return collectStatus; }
+    unsigned long GetValue(void* counter, double& value) override {
+        const auto found = values.find(*static_cast<std::wstring*>(counter));
+        if (found == values.end()) return PDH_CSTATUS_NO_INSTANCE;
+        value = found->second;
+        return ERROR_SUCCESS;
+    }
+
+    std::string table;
+    std::map<unsigned long, std::wstring> names;
+    std::map<std::wstring, double> values;  // by path
+    std::set<std::wstring> missing, paths;  // "*": all are missing
+    unsigned long openStatus = 0, collectStatus = 0, askedSize = 0;
+    std::vector<unsigned long> rooms;
+    std::vector<std::wstring> added;
+    int open = 0;
+};
+
+std::string Bytes(const std::wstring& units) {
+    return std::string(reinterpret_cast<const char*>(units.data()), units.size() * sizeof(wchar_t));
+}
+
+class Performance : public testing::Test {
+protected:
+    Performance() { log.Reset(&lines.base); }
+    ~Performance() override { log.Reset(before); }
+    void ExpectLines(std::initializer_list<const char*> expected) const {
+        for (const char* line : expected) EXPECT_NE(lines.text.find(line), std::string::npos) << line;
+    }
+
+    FakeSystem system;
+    test::LogLines lines;
+    CorvaneLogger::ALogger& log = CorvaneLogger::CV_Logger::Logger("Code.ApplicationPerformance");
+    CorvaneLogger::BaseLogger* const before = log.Base();
+};
+
+TEST_F(Performance, TranslatesWhatTheTableOfEnglishNamesGives) {
+    const std::wstring pairs = L"2\0System\000230\0Process\000680\0Thread Count\0006\0% Processor Time\0"s;
+    const std::wstring local = L"\\Prozess(agent.v2)\\Threads",
+                       english = L"\\Process(agent.v2)\\Thread Count";
+    const std::tuple<const char*, std::string, std::wstring> rows[] = {
+        {"terminated", Bytes(pairs + L'\0'), local},
+        {"not terminated", Bytes(pairs.substr(0, pairs.size() - 1)), local},
+        {"odd", Bytes(pairs) + "x", local},
+        {"index alone", Bytes(pairs + L"7"), local},
+        {"empty name", Bytes(L"7\0\0"s + pairs), english},
+        {"no zero", std::string(999, 'x'), english},
+        {"one byte", "x", english},
+        {"empty", "", english},
+    };
+    for (const auto& [name, table, path] : rows) {
+        SCOPED_TRACE(name);
+        FakeSystem fake;
+        fake.table = table;
+        fake.names = {{230, L"Prozess"}, {680, L"Threads"}};
+        detail::ApplicationPerformance monitor(fake);
+        ASSERT_EQ(monitor.Initialize(0), 0U);
+        ASSERT_EQ(fake.added.size(), 13U);
+        EXPECT_EQ(fake.added[1], path);
+    }
+    ExpectLines({"500 Performance counter table empty.  No translations are available\n",
+                 "500 Failed to translate performance counter % Processor Time.  Reverting to English\n",
+                 "500 Failed to translate performance counter Working Set.  Reverting to English\n"});
+}
+
+TEST_F(Performance, ReadsTablesThatGrowAndGivesUpOnThoseWithoutEnd) {
+    const std::pair<std::size_t, std::size_t> rows[] = {
+        {1024, 1}, {1025, 2}, {5000, 4}, {1 << 22, 13}, {1 << 23, 13}};
+    for (const auto& [size, reads] : rows) {
+        system.table = std::string(size, '\1');
+        system.rooms.clear();
+        const detail::ApplicationPerformance monitor(system);
+        EXPECT_EQ(system.rooms.size(), reads) << size;
+    }
+}
+
+TEST_F(Performance, LongTranslationsTakeASecondLookAndAbsurdOnesAreRefused) {
+    system.table = Bytes(L"230\0Process\0\0"s);
+    const std::pair<std::size_t, unsigned long> rows[] = {
+        {127, 0}, {128, 0}, {900, 0}, {9, 0xFFFFFFFF}, {0, 0}};
+    for (const auto& [length, asked] : rows) {
+        system.askedSize = asked;
+        system.names[230] = std::wstring(length, L'P');
+        system.added.clear();
+        detail::ApplicationPerformance(system).Initialize(0);
+        const std::wstring name = asked != 0 || length == 0 ? L"Process" : system.names[230];
+        EXPECT_EQ(system.added.at(1), L"\\" + name + L"(agent.v2)\\Thread Count") << length;
+    }
+}
+
+TEST_F(Performance, FindsItsInstanceByTheProcessId) {
+    const std::pair<std::vector<double>, std::wstring> rows[] = {
+        {{42}, L""}, {{41, 42}, L"#1"}, {{41, 43, 42, 44}, L"#2"}, {{41, 43}, L""}, {{}, L""}};
+    for (const auto& [ids, instance] : rows) {
+        FakeSystem fake;
+        std::wstring number;
+        for (std::size_t i = 0; i < ids.size(); number = L"#" + std::to_wstring(++i))
+            fake.values[L"\\Process(agent.v2" + number + L")\\ID Process"] = ids[i];
+        detail::ApplicationPerformance monitor(fake);
+        EXPECT_EQ(monitor.Initialize(0), 0U);
+        EXPECT_EQ(fake.added.front(), L"\\Process(agent.v2" + instance + L")\\% Processor Time");
+        EXPECT_EQ(fake.open, 1);
+    }
+    ExpectLines({"400 PID set: 42\n"});
+}
+
+TEST_F(Performance, FollowsItsProcessWhenTheInstancesAreNumberedAnew) {
+    const std::wstring first = L"\\Process(agent.v2)\\", second = L"\\Process(agent.v2#1)\\";
+    system.values = {
+        {first + L"ID Process", 41}, {second + L"ID Process", 42}, {second + L"Thread Count", 2}};
+    detail::ApplicationPerformance monitor(system);
+    monitor.Initialize(0);
+    double value = 0;
+    EXPECT_TRUE(monitor.GetValue(L"Thread Count", value));
+    system.values = {{first + L"ID Process", 42}, {first + L"Thread Count", 3}};
+    EXPECT_FALSE(monitor.GetValue(L"Thread Count", value));
+    EXPECT_TRUE(monitor.GetValue(L"Thread Count", value));
+    EXPECT_EQ(value, 3);
+    EXPECT_EQ(system.open, 1);
+}
+
+TEST_F(Performance, SaysWhyItCannotBegin) {
+    detail::ApplicationPerformance monitor(system);
+    EXPECT_EQ(monitor.Initialize(100), DWORD{ERROR_ACCESS_DENIED});
+    system.openStatus = 0xE0001234;
+    EXPECT_EQ(monitor.Initialize(0), 0xE0001234);
+    system.openStatus = 0;
+    system.missing = {L"*"};
+    EXPECT_EQ(monitor.Initialize(0), kNoCounter);
+    EXPECT_EQ(system.open, 0);
+    ExpectLines(
+        {"100 Could not get the process name corresponding to the given process id. Reason: Error code "
+         "0x0005: ",
+         "400 Failed to open the query for the counter values. "
+         "Reason: Unable to format error code 0xE0001234\n",
+         "400 Error trying to add PdhAddCounter \\Process(agent.v2)\\IO Write Bytes/sec: Reason: ",
+         "400 Failed to add any performance counters.  Application Performance monitoring disabled.\n"});
+    lines.text.clear();
+    double value = 5;
+    std::map<std::wstring, double> values = {{L"old", 1}};
+    EXPECT_FALSE(monitor.GetValue(L"Thread Count", value));
+    EXPECT_FALSE(monitor.GetValues(values));
+    EXPECT_EQ(value, 5);
+    EXPECT_TRUE(values.empty());
+    EXPECT_EQ(lines.text, "");
+}
+
+TEST_F(Performance, LeavesOutTheCountersThatFail) {
+    const std::wstring prefix = L"\\Process(agent.v2)\\";
+    system.missing = {prefix + L"Working Set"};
+    system.values = {
+        {prefix + L"% Processor Time", 150}, {prefix + L"Thread Count", 3}, {prefix + L"Working Set", 9}};
+    {
+        detail::ApplicationPerformance monitor(system);
+        ASSERT_EQ(monitor.Initialize(0), 0U);
+        std::map<std::wstring, double> values;
+        EXPECT_TRUE(monitor.GetValues(values));
+        EXPECT_EQ(values, (std::map<std::wstring, double>{{L"% Processor Time", 150}, {L"Thread Count", 3}}));
+        double value = 0;
+        EXPECT_TRUE(monitor.GetValue(L"Thread Count", value));
+        EXPECT_EQ(value, 3);
+        for (const wchar_t* name : {L"Working Set", L"Handle Count", L"thread count", L""})
+            EXPECT_FALSE(monitor.GetValue(name, value));
+        system.collectStatus = 0xE0001234;
+        EXPECT_FALSE(monitor.GetValues(values));
+        EXPECT_FALSE(monitor.GetValue(L"Thread Count", value));
+    }
+    EXPECT_EQ(system.open, 0);
+    ExpectLines({"400 Failed to retrieve counter value for Handle Count; will try again later. Reason: ",
+                 "400 Failed to query counter values; will try again later. "
+                 "Reason: Unable to format error code 0xE0001234\n"});
+}
+
+}  // namespace
+}  // namespace WindowsAgentCommon

@@ -1,0 +1,69 @@
+#include "services/RecordWriter.h"
+
+#include "WindowsAgentCommon/AceRuntime.h"
+#include "foundation/Path.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "tests/support/FakeClock.h"
+#include "tests/support/ImportPatch.h"
+#include "tests/support/TempFolder.h"
+#include "tests/support/Thread.h"
+
+#include <windows.h>
+
+namespace WindowsAgentCommon::detail {
+namespace {
+
+ACE_Auto_Event* moved = nullptr;
+std::atomic<int> moves[128];  // by the first letter of the record
+
+BOOL WINAPI FailingMove(const wchar_t*, const wchar_t* to, DWORD) {
+    ++moves[wcsrchr(to, L'\\')[1]];
+    moved->signal();
+    ::SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
+}
+
+TEST(RecordWriter, TriesAgainAtIntervalsOfTheSteadyClockWithoutKeepingOthersWaiting) {
+    const test::TempFolder folder;
+    test::FakeClock clock;
+    ACE_Auto_Event event;
+    moved = &event;
+    EnsureAceInitialized();
+    RecordWriter writer;
+    const test::ImportPatch<decltype(FailingMove)> patch(nullptr, "MoveFileExW", FailingMove);
+    writer.Open(VerbatimPath(folder.Path(L"")));
+    {
+        const test::Thread thread([&] { writer.Run(); });
+        const std::unique_ptr<RecordWriter, void (*)(RecordWriter*)> closing(
+            &writer, [](RecordWriter* it) { it->Close(); });
+        // Seconds that pass, the record that is saved then, how often the first one has been tried.
+        const struct {
+            int seconds;
+            wchar_t record;
+            int tries;
+        } rows[] = {{0, L'a', 1}, {29, L'b', 1}, {0, L'b', 1}, {1, L'c', 2}, {29, L'd', 2}, {30, L'e', 3}};
+        for (const auto& row : rows) {
+            SCOPED_TRACE(static_cast<char>(row.record));
+            clock.AdvanceSeconds(row.seconds);
+            clock.SetBySeconds(3600);  // which must not matter
+            EXPECT_EQ(0u, writer.Put({row.record}, "name", std::make_shared<std::string>("x")));
+            while (moves[row.record] == 0 || moves[L'a'] < row.tries) {
+                ACE_Time_Value limit(20);
+                ASSERT_EQ(0, event.wait(&limit, 0));
+            }
+            EXPECT_EQ(row.tries, moves[L'a']);
+        }
+        EXPECT_EQ(DWORD{ERROR_ACCESS_DENIED}, writer.Flush());
+        EXPECT_EQ(4, moves[L'a']) << "a flush does not wait for the interval";
+        EXPECT_EQ(5u, writer.GetStatus().records);
+    }
+    EXPECT_EQ(7, moves[L'a']);
+    EXPECT_EQ(200, clock.SleptMilliseconds());
+}
+
+}  // namespace
+}  // namespace WindowsAgentCommon::detail

@@ -1,0 +1,128 @@
+// Four threads use the services for a while; handles and memory must not grow meanwhile.
+//   services-soak SECONDS
+// Exit code: 0 flat, 1 something grew or failed, 2 wrong use.
+
+#include "WindowsAgentCommon/IDiskManager.h"
+#include "WindowsAgentCommon/IPersistenceManager.h"
+#include "WindowsAgentCommon/ServiceFactories.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include "tests/support/TempFolder.h"
+#include "tests/support/TestFactory.h"
+#include "tests/support/Thread.h"
+
+#include <windows.h>
+
+#include <psapi.h>
+#include <winternl.h>
+
+namespace {
+
+using namespace WindowsAgentCommon;
+
+std::atomic<bool> stop{false};
+std::atomic<long> failures{0}, rounds{0};
+
+void Check(bool holds, const char* what) {
+    if (!holds && ++failures <= 10) std::printf("failed: %s\n", what);
+}
+
+template <class Interface>
+Interface* Service() {
+    return dynamic_cast<Interface*>(_getService(Interface::GetServiceName()));
+}
+
+/// Of the process. Wine's GetProcessHandleCount knows nothing; the system's list of handles does, everywhere.
+unsigned long Handles() {
+    struct Entry {
+        unsigned long owner;
+        unsigned char type, flags;
+        unsigned short value;
+        void* object;
+        unsigned long access;
+    };
+    constexpr auto kSystemHandleInformation = static_cast<SYSTEM_INFORMATION_CLASS>(16);
+    std::vector<unsigned long> list(1 << 16);
+    while (::NtQuerySystemInformation(kSystemHandleInformation, list.data(),
+                                      static_cast<ULONG>(list.size() * sizeof list[0]), nullptr) < 0)
+        list.resize(list.size() * 2);
+    const auto* const entries = reinterpret_cast<const Entry*>(&list[1]);
+    unsigned long count = 0;
+    for (unsigned long i = 0; i < list[0]; ++i) count += entries[i].owner == ::GetCurrentProcessId() ? 1 : 0;
+    return count;
+}
+
+unsigned long Memory() {
+    PROCESS_MEMORY_COUNTERS counters = {};
+    ::GetProcessMemoryInfo(::GetCurrentProcess(), &counters, sizeof counters);
+    return static_cast<unsigned long>(counters.PagefileUsage / 1024);
+}
+
+void Persist(const std::string& name, int round) {
+    auto* const manager = Service<IPersistenceManager>();
+    std::shared_ptr<IPersistentRecord> record;
+    Check(manager && manager->OpenRecord(name, record) == 0, "opening a record");
+    EnvironmentBlock block, loaded;
+    block.SetIntegerValue("round", round);
+    Check(record->Save(block) == 0 && record->Load(loaded) == 0, "a record");
+    Check(block.Entries() == loaded.Entries(), "a record's content");
+    if (round % 50 == 0) Check(manager->Flush() == 0, "flushing");
+    if (round % 70 == 0) Check(record->Remove() == 0, "removing a record");
+}
+
+void Reserve() {
+    auto* const manager = Service<IDiskManager>();
+    if (!manager) return;  // not among the services
+    Check(manager->ReserveSpace(1, 1000), "reserving");
+    manager->ReleaseSpace(1, 1000);
+}
+
+void Work(int thread) {
+    for (int round = 1; !stop; ++round, ++rounds) {
+        Check(!_getService("NoSuchService"), "an unknown service");
+        Persist("record " + std::to_string(thread * 10 + round % 10), round);
+        Reserve();
+    }
+}
+
+/// Whether handles and memory stay within what the first fifth of the time took.
+bool Watch(int seconds) {
+    ::Sleep(static_cast<DWORD>(seconds) * 200);
+    const unsigned long handles = Handles(), memory = Memory();
+    ::Sleep(static_cast<DWORD>(seconds) * 800);
+    const unsigned long handlesNow = Handles(), memoryNow = Memory();
+    std::printf("%ld rounds, handles %lu -> %lu, memory %lu -> %lu KB\n", rounds.load(), handles, handlesNow,
+                memory, memoryNow);
+    return handlesNow <= handles + 8 && memoryNow <= memory + 2048 && handles > 0 && memory > 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const int seconds = argc == 2 ? std::atoi(argv[1]) : 0;
+    if (seconds <= 0) return 2;
+    const test::TempFolder folder;
+    auto* const factory = new test::TestFactory;
+    const test::RegisteredFactory registered(factory);  // owns it
+    const std::unique_ptr<ACE_Service_Object> service(_make_PersistenceManager(nullptr));
+    auto* const persistence = dynamic_cast<IPersistenceManager*>(service.get());
+    EnvironmentBlock settings;
+    settings.SetStringValue("BasePath", folder.Narrow("records"));
+    persistence->Initialize(settings);
+    factory->RegisterComponent(IPersistenceManager::GetServiceName(), persistence);
+
+    bool flat = false;
+    {
+        std::vector<std::unique_ptr<test::Thread>> threads;
+        for (int i = 0; i < 4; ++i) threads.push_back(std::make_unique<test::Thread>([i] { Work(i); }));
+        flat = Watch(seconds);
+        stop = true;
+    }
+    persistence->Shutdown();
+    return flat && failures == 0 ? 0 : 1;
+}
