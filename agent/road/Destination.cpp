@@ -285,7 +285,7 @@ void Destination::Tick(std::int64_t now) {
     sink_->Tick(now);
 }
 
-/// The monitor judges by messages a thread. In its units a full queue is 100 for each worker that may be,
+/// The monitor judges by messages a thread. In its units a full queue is 200 for each worker that may be,
 /// which is always too many; fewer than 2 for each are left when the workers keep up.
 void Destination::adjustWorkers(std::int64_t now) {
     using namespace WindowsAgentCommon;
@@ -294,7 +294,7 @@ void Destination::adjustWorkers(std::int64_t now) {
     {
         const Guard guard(lock_);
         workers = workers_;
-        depth = static_cast<std::uint64_t>(waiting_) * 100 * options_.workers / options_.capacity;
+        depth = static_cast<std::uint64_t>(waiting_) * 200 * options_.workers / options_.capacity;
     }
     monitor_.AddSample(static_cast<double>(now) / 1000, static_cast<double>(depth));
     std::string text;

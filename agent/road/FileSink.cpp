@@ -14,7 +14,7 @@ namespace CorvaneAgent {
 
 namespace {
 
-constexpr int kRetryMs = 1000;
+constexpr int kRetryMs = 250;
 constexpr std::int64_t kRollRetryMs = 10'000;
 constexpr std::size_t kSpareBytes = 4U << 20;   // a larger buffer is given back
 constexpr std::uint64_t kTornBytes = 1U << 20;  // how far the last line feed is looked for

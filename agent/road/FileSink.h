@@ -16,9 +16,9 @@ namespace CorvaneAgent {
 /// characters \r or \n, so that no event can pass for two.
 ///
 /// A batch is one write of the system. One that fails, wholly or in part, is taken back to the last whole
-/// line and tried again every second until it succeeds or Cancel is called; the log gets one line when that
-/// begins and one when it ends. What a killed process left half written is cut off at the next start. A batch
-/// that is written survives the process, not a failure of power.
+/// line and tried again every quarter of a second until it succeeds or Cancel is called; the log gets one
+/// line when that begins and one when it ends. What a killed process left half written is cut off at the next
+/// start. A batch that is written survives the process, not a failure of power.
 ///
 /// Others may read the file meanwhile. Before it would exceed maxBytes it is renamed to its name and ".1",
 /// after
