@@ -52,14 +52,14 @@ Destination::~Destination() { Stop(0, SteadyMilliseconds()); }
 StreamRoutingResult Destination::Send(const std::shared_ptr<IPayload>& payload) {
     if (!payload) return failure();
     const Guard guard(lock_);
-    if (closed_ || isFullLocked()) return failure();
+    if (isClosedOrFullLocked()) return failure();
     putLocked(payload);
     return StreamRoutingResult(StreamRoutingResult::kQueued);
 }
 
 bool Destination::Reserve() {
     const Guard guard(lock_);
-    if (closed_ || isFullLocked()) return false;
+    if (isClosedOrFullLocked()) return false;
     ++reserved_;
     return true;
 }
@@ -75,8 +75,11 @@ void Destination::SendReserved(const std::shared_ptr<IPayload>& payload) {
     putLocked(payload);
 }
 
-bool Destination::isFullLocked() const {
-    return queued_ + reserved_ >= options_.capacity || queuedBytes_ >= kQueueBytes;
+bool Destination::isClosedOrFullLocked() {
+    if (closed_) return true;
+    if (queued_ + reserved_ < options_.capacity && queuedBytes_ < kQueueBytes) return false;
+    ++refused_;
+    return true;
 }
 
 void Destination::putLocked(const std::shared_ptr<IPayload>& payload) {
@@ -275,7 +278,9 @@ void Destination::Tick(std::int64_t now) {
     std::size_t queued = 0;
     {
         const Guard guard(lock_);
-        queued = queued_;
+        // Between two refusals the queue may have a little room for a moment: it has been full all the same.
+        queued = refused_ != refusedSeen_ ? options_.capacity : queued_;
+        refusedSeen_ = refused_;
     }
     {
         const Guard guard(tickLock_);
@@ -355,6 +360,7 @@ void Destination::AddStatus(WindowsAgentCommon::EnvironmentBlock& status) const 
         const Guard guard(lock_);
         status.SetIntegerValue(prefix + "Queued", static_cast<std::uint64_t>(queued_));
         status.SetIntegerValue(prefix + "QueuedBytes", static_cast<std::uint64_t>(queuedBytes_));
+        status.SetIntegerValue(prefix + "Refused", refused_);
         status.SetIntegerValue(prefix + "Rendered", rendered_);
         status.SetIntegerValue(prefix + "Workers", workers_);
         status.SetIntegerValue(prefix + "Dropped.Damaged", damaged_);

@@ -93,7 +93,7 @@ private:
     int svc() override;
     std::size_t window() const { return options_.workers + 2; }  // batches between the queue and the sink
     Rendered& slot(std::uint64_t number) { return done_[static_cast<std::size_t>(number % window())]; }
-    bool isFullLocked() const;
+    bool isClosedOrFullLocked();
     void putLocked(const std::shared_ptr<WindowsAgentCommon::IPayload>& payload);
     void sealLocked();
     bool take(unsigned int worker, Batch& batch);
@@ -131,7 +131,8 @@ private:
     unsigned int idle_ = 0;     // threads that wait for work_
     bool closed_ = false;
     bool ended_ = false;
-    bool unsafe_ = false;  // something could not be written
+    bool unsafe_ = false;                          // something could not be written
+    std::uint64_t refused_ = 0, refusedSeen_ = 0;  // by Send for being full; at the last Tick
     std::uint64_t rendered_ = 0, damaged_ = 0, unwritten_ = 0;
     bool workersFixed_ = false;  // no more threads to be had; the log was told
 

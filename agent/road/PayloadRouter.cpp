@@ -47,9 +47,7 @@ InitializeResult PayloadRouter::Initialize(const EnvironmentBlock& settings) {
     if (!names || !factory_)
         throw InitializationException(__FILE__, __FUNCTION__, __LINE__,
                                       "The router needs the payload factory and a manager of destinations");
-    first_ = nullptr;
-    routes_.clear();
-    targets_.clear();
+    Shutdown();
     for (const std::string& name : names->GetDestinationNames()) addTarget(*manager, name);
     everyone_ = targets_.size() == kMaxTargets ? ~Set{0} : (Set{1} << targets_.size()) - 1;
     std::vector<std::string> routes;
@@ -189,6 +187,11 @@ void PayloadRouter::GetStatus(EnvironmentBlock& status) const {
     status.SetIntegerValue("Dropped.Unwanted", unwanted_.load());
 }
 
-void PayloadRouter::Shutdown() { SetInitialized(false); }
+void PayloadRouter::Shutdown() {
+    SetInitialized(false);
+    first_ = nullptr;
+    routes_.clear();
+    targets_.clear();  // so that no destination outlives its manager's module
+}
 
 }  // namespace CorvaneAgent

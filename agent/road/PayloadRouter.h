@@ -42,7 +42,7 @@ public:
     WindowsAgentCommon::InitializeResult Initialize(
         const WindowsAgentCommon::EnvironmentBlock& settings) override;
     void GetStatus(WindowsAgentCommon::EnvironmentBlock& status) const override;
-    void Shutdown() override;
+    void Shutdown() override;  ///< When nobody calls Route any more; the collectors end before.
 
     /// After Initialize only. Throws ObjectDoesNotExistException for an unknown destination. A filter that
     /// throws counts as accepting.

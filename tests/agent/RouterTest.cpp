@@ -32,7 +32,7 @@ using Result = ComponentFactoryResultCode;
 /// Gives components by name, where the library looks for them.
 struct FakeComponents : IComponentFactory, ACE_Service_Object {
     FakeComponents() {
-        auto type = std::make_unique<ACE_Service_Object_Type>(this, kName);
+        auto type = std::make_unique<ACE_Service_Object_Type>(static_cast<ACE_Service_Object*>(this), kName);
         auto record = std::make_unique<ACE_Service_Type>(kName, type.release(), ACE_DLL(), true);
         ACE_Service_Config::current()->current_service_repository()->insert(record.release());
     }

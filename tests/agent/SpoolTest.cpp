@@ -76,6 +76,13 @@ TEST_F(SpoolTest, GivesBackEveryByteInOrderAcrossSegmentsAndRestarts) {
     EXPECT_EQ(ReadAll(Open(position)), rest) << "the position survives a restart";
 }
 
+TEST_F(SpoolTest, WritesTheDocumentedBytes) {
+    Open();
+    ASSERT_EQ(spool_->Append(BatchOf({"ab"})), Result::kWritten);
+    EXPECT_EQ(folder_.Read(kFirst),
+              std::string("CVSPOOL1\1\0\0\0\0\0\0\0\2\0\0\0\x3A\x5A\x50\x23", 24) + "ab");
+}
+
 TEST_F(SpoolTest, CutsATornEndWhereverItWasTorn) {
     Open();
     ASSERT_EQ(spool_->Append(BatchOf({"one", "two", "three"})), Result::kWritten);
