@@ -31,8 +31,8 @@ public:
     /// Sends what filter accepts (null: everything) to the destination of that name from now on.
     virtual void AddRoute(const std::shared_ptr<IEventFilter>& filter, const std::string& destination) = 0;
 
-    /// Takes one event along every route. The flags of all stages together; a failure when no destination
-    /// took it.
+    /// Takes one event along every route. The flags of all stages together; a failure when destinations want
+    /// it and none took it. What no destination wants is no failure and not queued.
     virtual StreamRoutingResult Route(const std::shared_ptr<IPayload>& payload) = 0;
 };
 

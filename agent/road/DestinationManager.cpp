@@ -1,0 +1,243 @@
+#include "agent/road/DestinationManager.h"
+
+#include "WindowsAgentCommon/AgentPaths.h"
+#include "WindowsAgentCommon/Encoding.h"
+#include "WindowsAgentCommon/Formatting.h"
+#include "WindowsAgentCommon/IComponentFactory.h"
+#include "WindowsAgentCommon/IConnectionFactory.h"
+#include "WindowsAgentCommon/IDiskManager.h"
+#include "WindowsAgentCommon/IPayloadFactory.h"
+#include "WindowsAgentCommon/IPersistenceManager.h"
+#include "WindowsAgentCommon/KORException.h"
+#include "agent/road/Destination.h"
+#include "agent/road/DestinationSettings.h"
+#include "agent/road/FileSink.h"
+#include "agent/road/SpoolSink.h"
+#include "agent/road/Waiting.h"
+#include "agent/sdk/Clock.h"
+
+#include <algorithm>
+#include <exception>
+
+namespace CorvaneAgent {
+
+namespace {
+
+using namespace WindowsAgentCommon;
+
+constexpr std::uint64_t kMegabyte = 1U << 20;
+constexpr std::int64_t kDrainMs = 1500;
+constexpr std::int64_t kStopMs = 2500;  // then the senders have half a second to close
+constexpr int kTickMs = 1000;
+
+template <class Service>
+Service& require() {
+    auto* const service = dynamic_cast<Service*>(_getService(Service::GetServiceName()));
+    if (service) return *service;
+    throw InitializationException(__FILE__, __FUNCTION__, __LINE__,
+                                  "The destinations need the service " + Service::GetServiceName());
+}
+
+Log logOf(const std::string& destination) {
+    return GetLoggerFactory().GetLog("Agent.Destination." + destination);
+}
+
+std::string lowerCase(std::string text) {
+    for (char& c : text)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return text;
+}
+
+/// A path that names no drive or share is one in the logs folder.
+std::wstring filePath(const std::string& text) {
+    const std::wstring path = FromUTF8(text);
+    const bool absolute = path.size() > 1 && (path[1] == L':' || path[0] == L'\\' || path[0] == L'/');
+    return absolute ? path : GetLogPath() + path;
+}
+
+void requireUniqueNames(const std::vector<InstanceConfig>& instances) {
+    std::vector<std::string> names, files;
+    for (const InstanceConfig& instance : instances) {
+        const DestinationSettings settings(instance);
+        const std::string name = lowerCase(instance.text1);
+        if (name.empty() || name.size() > 64) settings.Refuse("the name", name, "has not 1 to 64 bytes");
+        if (std::count(names.begin(), names.end(), name) > 0)
+            settings.Refuse("the name", name, "stands there twice");
+        names.push_back(name);
+        if (settings.Text("Type", "File") != "File") continue;
+        const std::string file = lowerCase(ToUTF8(filePath(settings.Text("Path", "events.log"))));
+        if (std::count(files.begin(), files.end(), file) > 0)
+            settings.Refuse("Path", file, "is another destination's file");
+        files.push_back(file);
+    }
+}
+
+}  // namespace
+
+DestinationManager::DestinationManager()
+    : log_(GetLoggerFactory().GetLog("Agent.DestinationManager")), changed_(lock_) {}
+
+DestinationManager::~DestinationManager() { DestinationManager::Shutdown(); }
+
+void DestinationManager::GetDependencies(std::vector<std::string>& services) const {
+    services.push_back(IPayloadFactory::GetServiceName());
+    for (const InstanceConfig& instance : GetServiceConfig().instances) {
+        if (DestinationSettings(instance).Text("Type", "File") == "File") continue;
+        services.push_back(IDiskManager::GetServiceName());
+        services.push_back(IPersistenceManager::GetServiceName());
+        services.push_back(IConnectionFactory::GetServiceName());
+        return;
+    }
+}
+
+InitializeResult DestinationManager::Initialize(const EnvironmentBlock&) {
+    if (IsInitialized()) return InitializeResult::kDone;
+    const std::vector<InstanceConfig>& instances = GetServiceConfig().instances;
+    if (instances.empty())
+        throw InitializationException(__FILE__, __FUNCTION__, __LINE__, "There is no destination");
+    requireUniqueNames(instances);
+    Destinations made;
+    for (const InstanceConfig& instance : instances) add(instance, made);
+    {
+        const Guard guard(lock_);
+        destinations_.swap(made);
+        stopping_ = false;
+    }
+    SetInitialized(true);
+    return InitializeResult::kDone;
+}
+
+void DestinationManager::add(const InstanceConfig& config, Destinations& destinations) {
+    const DestinationSettings settings(config);
+    const std::string type = settings.Choice("Type", "File", {"File", "UDP", "TCP"});
+    Destination::Options options;
+    options.name = config.text1;
+    options.capacity = static_cast<std::size_t>(settings.Number("QueueCapacity", 20'000, 256, 1'000'000));
+    options.workers = static_cast<unsigned int>(settings.Number("Workers", 2, 1, 16));
+    std::unique_ptr<Sink> sink = type == "File" ? makeFileSink(config) : makeSpoolSink(config, type);
+    destinations.push_back(std::make_shared<Destination>(options, std::move(sink), logOf(config.text1)));
+}
+
+std::unique_ptr<Sink> DestinationManager::makeFileSink(const InstanceConfig& config) {
+    const DestinationSettings settings(config);
+    settings.Choice("FullPolicy", "Block", {"Block"});
+    FileSink::Options options;
+    options.name = config.text1;
+    options.path = filePath(settings.Text("Path", "events.log"));
+    options.maxBytes = settings.Number("MaxFileSize", 100, 0, 1U << 20) * kMegabyte;
+    options.keep = static_cast<unsigned int>(settings.Number("KeepFiles", 5, 1, 999));
+    return std::make_unique<FileSink>(options, logOf(config.text1));
+}
+
+std::unique_ptr<Sink> DestinationManager::makeSpoolSink(const InstanceConfig& config,
+                                                        const std::string& type) {
+    const DestinationSettings settings(config);
+    auto& disk = require<IDiskManager>();
+    SpoolSink::Options options;
+    options.name = config.text1;
+    options.dropOldest = settings.Choice("FullPolicy", "Block", {"Block", "DropOldest"}) == "DropOldest";
+    options.spool.folder = disk.GetBasePath();
+    if (!options.spool.folder.empty() && options.spool.folder.back() != L'\\') options.spool.folder += L'\\';
+    options.spool.folder += L"spool\\" + FolderName(config.text1) + L"\\";
+    options.spool.capacity = settings.Number("SpoolCapacity", 512, 8, 1U << 20) * kMegabyte;
+    options.spool.segmentBytes = std::min<std::uint64_t>(options.spool.capacity / 16, 4 * kMegabyte);
+    // What is handed over and not confirmed yet stays in the spool: there must be room beside it.
+    const std::uint64_t most = options.spool.capacity / 4;
+    const std::uint64_t window = settings.Number("ResendWindow", type == "UDP" ? 0 : kMegabyte, 0, most);
+    if (type == "UDP" && window != 0)
+        settings.Refuse("ResendWindow", settings.Text("ResendWindow", ""), "is not for UDP");
+    options.resendWindow = window;
+    options.highWaterMark = static_cast<std::size_t>(
+        settings.Number("QueueHighWaterMark", kMegabyte, 1024, std::min<std::uint64_t>(most, 1U << 28)));
+    options.lowWaterMark = static_cast<std::size_t>(
+        settings.Number("QueueLowWaterMark", options.highWaterMark / 2, 0, options.highWaterMark - 1));
+
+    EnvironmentBlock block;
+    for (const auto& setting : config.settings) block.SetStringValue(setting.first, setting.second);
+    block.SetStringValue("Type", type);
+    block.SetIntegerValue("QueueHighWaterMark", static_cast<std::uint64_t>(options.highWaterMark));
+    block.SetIntegerValue("QueueLowWaterMark", static_cast<std::uint64_t>(options.lowWaterMark));
+    block.SetBooleanValue("DiscardOnLoss", true);
+    std::shared_ptr<ISender> sender;
+    if (!require<IConnectionFactory>().CreateSender(block, sender) || !sender)
+        settings.Refuse("TargetAddress", settings.Text("TargetAddress", ""),
+                        "or another setting makes no sender");
+    std::shared_ptr<IPersistentRecord> record;
+    const unsigned long error = require<IPersistenceManager>().OpenRecord("spool." + config.text1, record);
+    if (error != 0 || !record) settings.Refuse("the name", config.text1, "makes no record");
+    return std::make_unique<SpoolSink>(options, disk, sender, record, logOf(config.text1));
+}
+
+void DestinationManager::Start() {
+    auto& factory = require<IPayloadFactory>();
+    for (const auto& destination : all()) destination->Start(factory);
+    if (activate(THR_NEW_LWP | THR_JOINABLE, 1) == 0) return;
+    throw InitializationException(__FILE__, __FUNCTION__, __LINE__,
+                                  "The thread of the destinations cannot be started");
+}
+
+int DestinationManager::svc() {
+    for (;;) {
+        {
+            Guard guard(lock_);
+            if (stopping_) return 0;
+            WaitStep(changed_, kTickMs);
+            if (stopping_) return 0;
+        }
+        try {
+            const std::int64_t now = SteadyMilliseconds();
+            for (const auto& destination : all()) destination->Tick(now);
+        } catch (const std::exception& e) {
+            log_->Error("Watching the destinations failed: %s", e.what());
+        }
+    }
+}
+
+void DestinationManager::GetStatus(EnvironmentBlock& status) const {
+    for (const auto& destination : all()) destination->AddStatus(status);
+}
+
+void DestinationManager::Shutdown() {
+    SetInitialized(false);
+    Destinations destinations;
+    {
+        const Guard guard(lock_);
+        stopping_ = true;
+        changed_.broadcast();
+        destinations.swap(destinations_);
+    }
+    wait();
+    stop(destinations);
+}
+
+/// Side by side as far as it goes: none takes anything new while the others write.
+void DestinationManager::stop(const Destinations& destinations) {
+    const std::int64_t now = SteadyMilliseconds();
+    for (const auto& destination : destinations) destination->BeginStop();
+    for (const auto& destination : destinations) {
+        try {
+            destination->Stop(now + kDrainMs, now + kStopMs);
+        } catch (const std::exception& e) {
+            log_->Error("The end of destination %s failed: %s", destination->GetName().c_str(), e.what());
+        }
+    }
+}
+
+std::shared_ptr<IDestination> DestinationManager::GetDestination(const std::string& name) {
+    for (const auto& destination : all())
+        if (destination->GetName() == name) return destination;
+    return nullptr;
+}
+
+std::vector<std::string> DestinationManager::GetDestinationNames() const {
+    std::vector<std::string> names;
+    for (const auto& destination : all()) names.push_back(destination->GetName());
+    return names;
+}
+
+DestinationManager::Destinations DestinationManager::all() const {
+    const Guard guard(lock_);
+    return destinations_;
+}
+
+}  // namespace CorvaneAgent

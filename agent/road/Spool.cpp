@@ -1,0 +1,404 @@
+#include "agent/road/Spool.h"
+
+#include "WindowsAgentCommon/Encoding.h"
+#include "WindowsAgentCommon/FileUtil.h"
+#include "WindowsAgentCommon/Formatting.h"
+#include "WindowsAgentCommon/IDiskManager.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "agent/sdk/Win32.h"
+
+namespace CorvaneAgent {
+
+namespace {
+
+constexpr unsigned int kCaller = 1;  // the disk manager makes no use of it
+constexpr std::size_t kChunkBytes = 256U << 10;
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+/// The number in "0000000012.spool"; 0 for any other name.
+std::uint64_t numberOf(const std::wstring& name) {
+    constexpr std::size_t kDigits = 10;
+    if (name.size() != kDigits + 6 || name.compare(kDigits, 6, L".spool") != 0) return 0;
+    std::uint64_t number = 0;
+    for (std::size_t i = 0; i < kDigits; ++i) {
+        if (name[i] < L'0' || name[i] > L'9') return 0;
+        number = number * 10 + static_cast<std::uint64_t>(name[i] - L'0');
+    }
+    return number;
+}
+
+OVERLAPPED at(std::uint64_t offset) {
+    OVERLAPPED place = {};
+    place.Offset = static_cast<DWORD>(offset);
+    place.OffsetHigh = static_cast<DWORD>(offset >> 32);
+    return place;
+}
+
+}  // namespace
+
+Spool::Spool(const Options& options, WindowsAgentCommon::IDiskManager& disk, WindowsAgentCommon::Log log)
+    : options_(options), disk_(disk), log_(log) {}
+
+Spool::~Spool() = default;
+
+std::wstring Spool::pathOf(std::uint64_t number) const {
+    std::wstring name;
+    WindowsAgentCommon::Format(name, L"%010I64u.spool", number);
+    return options_.folder + name;
+}
+
+unsigned long Spool::Open(SpoolPosition& position) {
+    const Guard guard(lock_);
+    unsigned long error = WindowsAgentCommon::CreateDirectoryRecursive(options_.folder);
+    if (error == 0) error = listLocked();
+    if (error != 0) return error;
+    if (!segments_.empty()) nextNumber_ = segments_.rbegin()->first + 1;
+    nextNumber_ = std::max(nextNumber_, position.segment + 1);  // its number is never used again
+    checkLastLocked();
+    std::uint64_t boundary = 0;
+    if (segments_.count(position.segment) != 0 && walkLocked(position.segment, position.offset, boundary) &&
+        boundary != position.offset) {
+        log_->Warn("Spool %ls: no event begins at byte %I64u of segment %I64u, going back to its first one",
+                   options_.folder.c_str(), position.offset, position.segment);
+        position.offset = kSegmentHeaderBytes;
+    }
+    released_ = position;
+    while (!segments_.empty() && segments_.begin()->first < position.segment) removeLocked(segments_.begin());
+    return 0;
+}
+
+unsigned long Spool::listLocked() {
+    WIN32_FIND_DATAW entry;
+    const HANDLE search = ::FindFirstFileW((options_.folder + L"*.spool").c_str(), &entry);
+    if (search == INVALID_HANDLE_VALUE) {
+        const DWORD error = ::GetLastError();
+        return error == ERROR_FILE_NOT_FOUND ? 0 : error;
+    }
+    const auto close = [](void* handle) { ::FindClose(handle); };
+    const std::unique_ptr<void, decltype(close)> owner(search, close);
+    do {
+        const std::uint64_t number = numberOf(entry.cFileName);
+        if (number == 0) continue;
+        const std::uint64_t size = static_cast<std::uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow;
+        segments_[number] = {size, size};  // the disk manager has counted it at its start
+        bytes_ += size;
+    } while (::FindNextFileW(search, &entry));
+    const DWORD error = ::GetLastError();
+    return error == ERROR_NO_MORE_FILES ? 0 : error;
+}
+
+/// The process may have ended within the last write.
+void Spool::checkLastLocked() {
+    if (segments_.empty()) return;
+    const auto last = std::prev(segments_.end());
+    const std::uint64_t size = last->second.size;
+    std::uint64_t whole = 0;
+    const bool known = walkLocked(last->first, size, whole);
+    reader_.reset();
+    if (!known || (whole >= size && size > kSegmentHeaderBytes)) return;
+    if (whole <= kSegmentHeaderBytes) {
+        if (size > kSegmentHeaderBytes) {
+            ++damaged_;
+            log_->Warn("Spool %ls: segment %I64u, %I64u bytes, holds no whole event and is removed",
+                       options_.folder.c_str(), last->first, size);
+        }
+        removeLocked(last);
+        return;
+    }
+    log_->Warn("Spool %ls: the last %I64u bytes of segment %I64u are no whole event and are cut off",
+               options_.folder.c_str(), size - whole, last->first);
+    const Handle file = OwnFile(::CreateFileW(pathOf(last->first).c_str(), GENERIC_WRITE, kShareAll, nullptr,
+                                              OPEN_EXISTING, 0, nullptr));
+    LARGE_INTEGER end;
+    end.QuadPart = static_cast<LONGLONG>(whole);
+    const bool cut =
+        file && ::SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN) && ::SetEndOfFile(file.get());
+    if (cut) {
+        disk_.ReleaseSpace(kCaller, size - whole);
+        last->second.reserved = whole;
+    }
+    last->second.size = whole;
+    bytes_ -= size - whole;
+}
+
+/// Goes from record to record, up to until. end: until or beyond, or the first place where no whole record
+/// stands; 0 for a wrong header. False when the file cannot be read for the moment.
+bool Spool::walkLocked(std::uint64_t number, std::uint64_t until, std::uint64_t& end) {
+    LineBatch lines;
+    end = 0;
+    ReadResult result = openReaderLocked(number);
+    if (result == ReadResult::kRead) end = kSegmentHeaderBytes;
+    while (result == ReadResult::kRead && end < until) {
+        result = readLocked(number, end, kChunkBytes, lines);
+        for (const std::size_t length : lines.lengths)
+            if (end < until) end += kRecordHeaderBytes + length;
+    }
+    return result != ReadResult::kFailed;
+}
+
+Spool::AppendResult Spool::Append(const LineBatch& lines) {
+    std::string records;
+    records.reserve(kSegmentHeaderBytes + lines.text.size() + lines.lengths.size() * kRecordHeaderBytes);
+    std::size_t start = 0;
+    for (const std::size_t length : lines.lengths) {
+        if (length > kMaxRecordBytes) return AppendResult::kTooLarge;
+        AppendRecord(records, lines.text.data() + start, length);
+        start += length;
+    }
+    if (records.empty()) return AppendResult::kWritten;
+    if (records.size() + kSegmentHeaderBytes > options_.capacity) return AppendResult::kTooLarge;
+    const Guard guard(lock_);
+    return appendLocked(records);
+}
+
+unsigned long Spool::GetAppendError() const {
+    const Guard guard(lock_);
+    return appendError_;
+}
+
+Spool::AppendResult Spool::appendLocked(const std::string& records) {
+    if (writer_) {
+        const std::uint64_t size = segments_.rbegin()->second.size;
+        if (size > kSegmentHeaderBytes && size + records.size() > options_.segmentBytes) writer_.reset();
+    }
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        const bool isNew = !writer_;
+        const std::uint64_t bytes = records.size() + (isNew ? kSegmentHeaderBytes : 0);
+        if (bytes_ + bytes <= options_.capacity && disk_.ReserveSpace(kCaller, bytes)) {
+            if (!isNew) return writeLocked(records, false);
+            std::string whole;
+            AppendSegmentHeader(whole, nextNumber_);
+            return writeLocked(whole + records, true);
+        }
+        if (!removeReleasedLocked()) break;
+    }
+    return AppendResult::kFull;
+}
+
+/// bytes: reserved with the disk manager.
+Spool::AppendResult Spool::writeLocked(const std::string& bytes, bool isNew) {
+    appendError_ = isNew ? openWriterLocked() : 0;
+    if (appendError_ != 0) {
+        disk_.ReleaseSpace(kCaller, bytes.size());
+        return AppendResult::kFailed;
+    }
+    Segment& segment = segments_.rbegin()->second;
+    OVERLAPPED place = at(segment.size);
+    DWORD written = 0;
+    if (!::WriteFile(writer_.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, &place)) {
+        appendError_ = ::GetLastError();
+    } else if (written != bytes.size()) {
+        appendError_ = ERROR_DISK_FULL;
+    }
+    if (appendError_ != 0) {
+        undoLocked(isNew, bytes.size());
+        return AppendResult::kFailed;
+    }
+    segment.size += bytes.size();
+    segment.reserved += bytes.size();
+    bytes_ += bytes.size();
+    return AppendResult::kWritten;
+}
+
+unsigned long Spool::openWriterLocked() {
+    const std::uint64_t number = nextNumber_++;
+    segments_[number];
+    writer_ =
+        OwnFile(::CreateFileW(pathOf(number).c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE,
+                              nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const DWORD error = ::GetLastError();
+    if (writer_) return 0;
+    segments_.erase(number);
+    return error;
+}
+
+/// Takes back a write that came to nothing or to half.
+void Spool::undoLocked(bool isNew, std::uint64_t bytes) {
+    Segment& segment = segments_.rbegin()->second;
+    LARGE_INTEGER end;
+    end.QuadPart = static_cast<LONGLONG>(segment.size);
+    if (::SetFilePointerEx(writer_.get(), end, nullptr, FILE_BEGIN) && ::SetEndOfFile(writer_.get())) {
+        disk_.ReleaseSpace(kCaller, bytes);
+    } else {
+        segment.reserved += bytes;  // the rubbish stays behind the segment's valid part
+        writer_.reset();
+    }
+    if (isNew) removeLocked(std::prev(segments_.end()));
+}
+
+bool Spool::Read(SpoolPosition& position, std::size_t maxBytes, LineBatch& lines) {
+    const Guard guard(lock_);
+    lines.Clear();
+    for (auto segment = segments_.lower_bound(position.segment); segment != segments_.end();) {
+        const std::uint64_t number = segment->first;
+        std::uint64_t offset = kSegmentHeaderBytes;
+        if (number == position.segment) offset = std::max(offset, position.offset);
+        const ReadResult result = readLocked(number, offset, maxBytes, lines);
+        if (result == ReadResult::kFailed) return false;
+        if (result == ReadResult::kRead) {
+            for (const std::size_t length : lines.lengths) offset += kRecordHeaderBytes + length;
+            position = {number, offset};
+            return true;
+        }
+        const auto next = std::next(segment);
+        if (result == ReadResult::kDamaged) {
+            skipLocked(segment, offset);
+            position = {number, segment->second.size};
+        }
+        segment = next;
+    }
+    return false;
+}
+
+Spool::ReadResult Spool::openReaderLocked(std::uint64_t number) {
+    if (reader_ && readerNumber_ == number) return ReadResult::kRead;
+    reader_ = OwnFile(::CreateFileW(pathOf(number).c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
+                                    FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
+    const DWORD error = ::GetLastError();
+    readerNumber_ = number;
+    if (!reader_) {
+        if (error == ERROR_FILE_NOT_FOUND) return ReadResult::kDamaged;
+        if (!readFails_)
+            log_->Error("Spool %ls: segment %I64u cannot be read, error %lu", options_.folder.c_str(), number,
+                        error);
+        readFails_ = true;
+        return ReadResult::kFailed;
+    }
+    const ReadResult result = fillLocked(0, kSegmentHeaderBytes);
+    if (result == ReadResult::kRead && IsSegmentHeader(buffer_.data(), buffer_.size(), number)) {
+        readFails_ = false;
+        return ReadResult::kRead;
+    }
+    reader_.reset();
+    return result == ReadResult::kFailed ? result : ReadResult::kDamaged;
+}
+
+/// Fills buffer_ with that many bytes of the open segment, or with fewer where it ends.
+Spool::ReadResult Spool::fillLocked(std::uint64_t offset, std::uint64_t bytes) {
+    buffer_.resize(static_cast<std::size_t>(bytes));
+    OVERLAPPED place = at(offset);
+    DWORD got = 0;
+    if (!::ReadFile(reader_.get(), buffer_.data(), static_cast<DWORD>(bytes), &got, &place) &&
+        ::GetLastError() != ERROR_HANDLE_EOF) {
+        return ReadResult::kFailed;
+    }
+    buffer_.resize(got);
+    return ReadResult::kRead;
+}
+
+Spool::ReadResult Spool::readLocked(std::uint64_t number, std::uint64_t offset, std::size_t maxBytes,
+                                    LineBatch& lines) {
+    lines.Clear();
+    const std::uint64_t end = segments_[number].size;
+    if (offset >= end) return ReadResult::kEnd;
+    const ReadResult opened = openReaderLocked(number);
+    if (opened != ReadResult::kRead) return opened;
+    std::uint64_t wanted = std::min<std::uint64_t>(std::max(maxBytes, kRecordHeaderBytes), end - offset);
+    std::size_t start = 0;
+    for (;;) {
+        if (fillLocked(offset, wanted) != ReadResult::kRead) return ReadResult::kFailed;
+        std::size_t length = 0;
+        while (CheckRecord(buffer_.data() + start, buffer_.size() - start, length) == RecordState::kWhole) {
+            lines.Add(buffer_.data() + start + kRecordHeaderBytes, length);
+            start += kRecordHeaderBytes + length;
+        }
+        if (start > 0) return ReadResult::kRead;
+        const std::uint64_t needed = kRecordHeaderBytes + static_cast<std::uint64_t>(length);
+        if (needed <= wanted || needed > end - offset) return ReadResult::kDamaged;
+        wanted = needed;
+    }
+}
+
+void Spool::skipLocked(Segments::iterator segment, std::uint64_t offset) {
+    ++damaged_;
+    log_->Error("Spool %ls: segment %I64u is damaged at byte %I64u; what follows in it, %I64u bytes, is lost",
+                options_.folder.c_str(), segment->first, offset, segment->second.size - offset);
+    if (std::next(segment) == segments_.end()) writer_.reset();  // nothing more behind the damage
+}
+
+void Spool::Release(const SpoolPosition& position) {
+    const Guard guard(lock_);
+    if (released_ < position) released_ = position;
+    while (segments_.size() > 1 && segments_.begin()->first < position.segment)
+        removeLocked(segments_.begin());
+}
+
+bool Spool::DropOldest(const SpoolPosition& position, std::uint64_t& lost) {
+    const Guard guard(lock_);
+    lost = 0;
+    if (segments_.empty()) return false;
+    const auto oldest = segments_.begin();
+    if (position.segment < oldest->first) {
+        lost = countLocked(oldest->first, kSegmentHeaderBytes);
+    } else if (position.segment == oldest->first) {
+        lost = countLocked(oldest->first, std::max<std::uint64_t>(position.offset, kSegmentHeaderBytes));
+    }
+    removeLocked(oldest);
+    return true;
+}
+
+std::uint64_t Spool::countLocked(std::uint64_t number, std::uint64_t offset) {
+    LineBatch lines;
+    std::uint64_t count = 0;
+    while (readLocked(number, offset, kChunkBytes, lines) == ReadResult::kRead) {
+        count += lines.lengths.size();
+        for (const std::size_t length : lines.lengths) offset += kRecordHeaderBytes + length;
+    }
+    return count;
+}
+
+void Spool::removeLocked(Segments::iterator segment) {
+    if (std::next(segment) == segments_.end()) writer_.reset();
+    if (readerNumber_ == segment->first) reader_.reset();
+    if (!::DeleteFileW(pathOf(segment->first).c_str())) {
+        const DWORD error = ::GetLastError();
+        // Still on the disk, so still accounted for; the next start finds it and sends it again.
+        if (error != ERROR_FILE_NOT_FOUND)
+            log_->Error("Spool %ls: segment %I64u cannot be deleted, error %lu", options_.folder.c_str(),
+                        segment->first, error);
+        if (error != ERROR_FILE_NOT_FOUND) segment->second.reserved = 0;
+    }
+    disk_.ReleaseSpace(kCaller, segment->second.reserved);
+    bytes_ -= segment->second.size;
+    segments_.erase(segment);
+}
+
+/// Makes room when everything there is has been done with.
+bool Spool::removeReleasedLocked() {
+    if (segments_.empty()) return false;
+    const SpoolPosition end = {segments_.rbegin()->first, segments_.rbegin()->second.size};
+    if (released_ < end) return false;
+    while (!segments_.empty()) removeLocked(segments_.begin());
+    return true;
+}
+
+std::uint64_t Spool::GetBytes() const {
+    const Guard guard(lock_);
+    return bytes_;
+}
+
+std::uint64_t Spool::GetBytesBehind(const SpoolPosition& position) const {
+    const Guard guard(lock_);
+    std::uint64_t bytes = 0;
+    for (auto segment = segments_.lower_bound(position.segment); segment != segments_.end(); ++segment) {
+        std::uint64_t offset = kSegmentHeaderBytes;
+        if (segment->first == position.segment) offset = std::max(offset, position.offset);
+        if (segment->second.size > offset) bytes += segment->second.size - offset;
+    }
+    return bytes;
+}
+
+std::uint64_t Spool::GetFirstSegment() const {
+    const Guard guard(lock_);
+    return segments_.empty() ? 0 : segments_.begin()->first;
+}
+
+std::uint64_t Spool::GetDamagedCount() const {
+    const Guard guard(lock_);
+    return damaged_;
+}
+
+}  // namespace CorvaneAgent

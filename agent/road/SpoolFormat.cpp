@@ -1,0 +1,78 @@
+#include "agent/road/SpoolFormat.h"
+
+#include <array>
+#include <cstring>
+
+namespace CorvaneAgent {
+
+namespace {
+
+constexpr char kMagic[8] = {'C', 'V', 'S', 'P', 'O', 'O', 'L', '1'};
+
+void appendNumber(std::string& out, std::uint64_t value, int bytes) {
+    for (int i = 0; i < bytes; ++i) out.push_back(static_cast<char>(value >> (8 * i) & 0xFF));
+}
+
+std::uint32_t readNumber(const char* bytes) {
+    std::uint32_t value = 0;
+    for (int i = 3; i >= 0; --i) value = value << 8 | static_cast<unsigned char>(bytes[i]);
+    return value;
+}
+
+std::array<std::uint32_t, 256> makeTable() {
+    constexpr std::uint32_t kPolynomial = 0xEDB88320;  // CRC-32 of IEEE 802.3, bits reversed
+    std::array<std::uint32_t, 256> table{};
+    for (std::uint32_t i = 0; i < table.size(); ++i) {
+        std::uint32_t value = i;
+        for (int bit = 0; bit < 8; ++bit) value = value >> 1 ^ ((value & 1) != 0 ? kPolynomial : 0);
+        table[i] = value;
+    }
+    return table;
+}
+
+/// Of the length field and the data, so that a run of zeros is no record.
+std::uint32_t checkValue(const char* length, const char* data, std::size_t size) {
+    static const std::array<std::uint32_t, 256> table = makeTable();
+    std::uint32_t value = 0xFFFFFFFF;
+    const auto take = [&value](const char* bytes, std::size_t count) {
+        for (std::size_t i = 0; i < count; ++i)
+            value = value >> 8 ^ table[(value ^ static_cast<unsigned char>(bytes[i])) & 0xFF];
+    };
+    take(length, 4);
+    take(data, size);
+    return ~value;
+}
+
+}  // namespace
+
+void AppendSegmentHeader(std::string& out, std::uint64_t number) {
+    out.append(kMagic, sizeof kMagic);
+    appendNumber(out, number, 8);
+}
+
+bool IsSegmentHeader(const char* bytes, std::size_t size, std::uint64_t number) {
+    std::string expected;
+    AppendSegmentHeader(expected, number);
+    return size >= expected.size() && std::memcmp(bytes, expected.data(), expected.size()) == 0;
+}
+
+void AppendRecord(std::string& out, const char* data, std::size_t size) {
+    const std::size_t start = out.size();
+    appendNumber(out, size, 4);
+    const std::uint32_t check = checkValue(out.data() + start, data, size);
+    appendNumber(out, check, 4);
+    out.append(data, size);
+}
+
+RecordState CheckRecord(const char* bytes, std::size_t size, std::size_t& dataBytes) {
+    dataBytes = 0;
+    if (size < kRecordHeaderBytes) return RecordState::kIncomplete;
+    const std::size_t length = readNumber(bytes);
+    if (length > kMaxRecordBytes) return RecordState::kDamaged;
+    dataBytes = length;
+    if (size - kRecordHeaderBytes < length) return RecordState::kIncomplete;
+    const std::uint32_t check = checkValue(bytes, bytes + kRecordHeaderBytes, length);
+    return check == readNumber(bytes + 4) ? RecordState::kWhole : RecordState::kDamaged;
+}
+
+}  // namespace CorvaneAgent

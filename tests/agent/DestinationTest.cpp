@@ -1,0 +1,234 @@
+#include "agent/road/Destination.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "agent/road/FileSink.h"
+#include "tests/agent/RoadFakes.h"
+#include "tests/support/ImportPatch.h"
+#include "tests/support/TempFolder.h"
+#include "tests/support/Thread.h"
+
+namespace CorvaneAgent {
+namespace {
+
+using test::BatchOf;
+using test::Lines;
+using test::Numbered;
+using test::PayloadOf;
+using WindowsAgentCommon::test::TempFolder;
+using WindowsAgentCommon::test::Thread;
+
+WindowsAgentCommon::Log TestLog() { return WindowsAgentCommon::GetLoggerFactory().GetLog("Test"); }
+
+WindowsAgentCommon::EnvironmentBlock StatusOf(const Sink& sink) {
+    WindowsAgentCommon::EnvironmentBlock status;
+    sink.AddStatus("", status);
+    return status;
+}
+
+// --- the file ---
+
+TEST(FileSinkTest, ALineBreakNeverMakesARecordOfItsOwn) {
+    const TempFolder folder;
+    FileSink sink({"test", folder.Path(L"new\\events.log"), 0, 1}, TestLog());
+    ASSERT_TRUE(sink.Write(BatchOf({"plain", ""})));
+    ASSERT_TRUE(sink.Write(BatchOf({"a\r\n<13>forged", "b\n", "\\n", std::string("z\0", 2)})));
+    EXPECT_EQ(folder.Read(L"new\\events.log"),
+              "plain\n\na\\r\\n<13>forged\nb\\n\n\\n\nz" + std::string("\0\n", 2));
+}
+
+TEST(FileSinkTest, ATornLineOfAnEarlierProcessIsCutOff) {
+    const TempFolder folder;
+    const std::string foreign(2U << 20, 'x');
+    const struct {
+        std::string before, after;
+    } rows[] = {{"", "new\n"},
+                {"whole\n", "whole\nnew\n"},
+                {"whole\nto", "whole\nnew\n"},
+                {foreign, foreign + "\nnew\n"}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.before.substr(0, 20));
+        folder.Write(L"events.log", row.before);
+        FileSink sink({"test", folder.Path(L"events.log"), 0, 1}, TestLog());
+        ASSERT_TRUE(sink.Write(BatchOf({"new"})));
+        EXPECT_EQ(folder.Read(L"events.log"), row.after);
+    }
+}
+
+TEST(FileSinkTest, RollsAndKeepsSoManyFiles) {
+    const TempFolder folder;
+    FileSink sink({"test", folder.Path(L"events.log"), 20, 2}, TestLog());
+    for (int i = 0; i < 7; ++i) ASSERT_TRUE(sink.Write(BatchOf(Numbered(i, 1))));
+    EXPECT_EQ(folder.Read(L"events.log"), "event 1006\n");
+    EXPECT_EQ(folder.Read(L"events.log.1"), "event 1005\n");
+    EXPECT_EQ(folder.Read(L"events.log.2"), "event 1004\n");
+    EXPECT_FALSE(folder.Has(L"events.log.3"));
+}
+
+TEST(FileSinkTest, AFileThatCannotBeRolledGrowsOnAndNoOtherIsDeleted) {
+    const TempFolder folder;
+    FileSink sink({"test", folder.Path(L"events.log"), 20, 2}, TestLog());
+    for (int i = 0; i < 3; ++i) ASSERT_TRUE(sink.Write(BatchOf(Numbered(i, 1))));
+    {
+        const Handle reader =
+            OwnFile(::CreateFileW(folder.Path(L"events.log").c_str(), GENERIC_READ,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr));
+        for (int i = 3; i < 5; ++i) ASSERT_TRUE(sink.Write(BatchOf(Numbered(i, 1))));
+    }
+    EXPECT_EQ(folder.Read(L"events.log"), "event 1002\nevent 1003\nevent 1004\n");
+    EXPECT_EQ(folder.Read(L"events.log.2"), "event 1001\n");
+}
+
+TEST(FileSinkTest, AFullDiskBlocksTheWriteUntilItIsCancelled) {
+    FileSink sink({"test", L"Z:\\dev\\full", 0, 1}, TestLog());
+    bool written = true;
+    {
+        const Thread writer([&] { written = sink.Write(BatchOf({"waits"})); });
+        EXPECT_TRUE(test::Until([&] {
+            std::string state;
+            StatusOf(sink).GetStringValue("State", state, "");
+            return state == "failing";
+        }));
+        EXPECT_TRUE(writer.IsAtWork());
+        sink.Cancel();
+    }
+    EXPECT_FALSE(written);
+    EXPECT_EQ(test::Value(StatusOf(sink), "Sent"), 0U);
+}
+
+int failures = 0;
+
+BOOL WINAPI HalfWrite(HANDLE file, const void* bytes, DWORD size, DWORD* written, OVERLAPPED* place) {
+    const auto write = reinterpret_cast<decltype(&HalfWrite)>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32"), "WriteFile")));
+    if (failures-- <= 0) return write(file, bytes, size, written, place);
+    write(file, bytes, size / 2, written, place);
+    ::SetLastError(ERROR_DISK_FULL);
+    return FALSE;
+}
+
+TEST(FileSinkTest, AWriteThatFailsHalfwayIsTakenBackAndDoneAgain) {
+    const TempFolder folder;
+    FileSink sink({"test", folder.Path(L"events.log"), 0, 1}, TestLog());
+    ASSERT_TRUE(sink.Write(BatchOf(Numbered(0, 2))));
+    const WindowsAgentCommon::test::ImportPatch<decltype(HalfWrite)> patch(nullptr, "WriteFile", &HalfWrite);
+    failures = 1;
+    ASSERT_TRUE(sink.Write(BatchOf(Numbered(2, 2))));
+    EXPECT_EQ(folder.Read(L"events.log"), "event 1000\nevent 1001\nevent 1002\nevent 1003\n");
+}
+
+// --- queue and workers ---
+
+/// Keeps the lines; closed, it blocks.
+struct GateSink : Sink {
+    void Start() override {}
+    bool Write(const LineBatch& batch) override {
+        test::Until([this] { return open || cancelled; });
+        const test::Guard guard(lock);
+        if (cancelled) return false;
+        test::AddLinesOf(batch, lines);
+        return true;
+    }
+    void Tick(std::int64_t) override {}
+    void Cancel() override { cancelled = true; }
+    void Stop(std::int64_t) override {}
+    void AddStatus(const std::string&, WindowsAgentCommon::EnvironmentBlock&) const override {}
+    Lines Written() {
+        const test::Guard guard(lock);
+        return lines;
+    }
+    std::atomic<bool> open{true}, cancelled{false};
+    ACE_Thread_Mutex lock;
+    Lines lines;
+};
+
+class DestinationTest : public testing::Test {
+protected:
+    void Make(std::size_t capacity, unsigned int workers) {
+        auto sink = std::make_unique<GateSink>();
+        sink_ = sink.get();
+        destination_ = std::make_unique<Destination>(Destination::Options{"test", capacity, workers},
+                                                     std::move(sink), TestLog());
+        destination_->Start(factory_);
+    }
+    /// As a collector does: tries again while the road is full.
+    void Send(const std::string& text) {
+        ASSERT_TRUE(test::Until([&] { return destination_->Send(PayloadOf(text)).IsQueued(); }));
+    }
+    std::uint64_t Status(const std::string& name) {
+        WindowsAgentCommon::EnvironmentBlock status;
+        destination_->AddStatus(status);
+        return test::Value(status, "test." + name);
+    }
+
+    test::FakeFactory factory_;
+    std::unique_ptr<Destination> destination_;
+    GateSink* sink_ = nullptr;
+};
+
+TEST_F(DestinationTest, KeepsTheOrderWithSeveralWorkersAndLosesNothingWhenFull) {
+    Make(1000, 4);
+    sink_->open = false;
+    int sent = 0;
+    while (destination_->Send(PayloadOf(Numbered(sent, 1)[0])).IsQueued()) ++sent;
+    EXPECT_EQ(sent, 1000);
+    for (int second = 1; second <= 10; ++second) destination_->Tick(second * 1000);
+    EXPECT_EQ(Status("Workers"), 4U) << "the queue is full";
+    EXPECT_FALSE(destination_->WaitUntilSafe(1));
+    sink_->open = true;
+    for (; sent < 20'000; ++sent) Send(Numbered(sent, 1)[0]);
+    EXPECT_TRUE(destination_->WaitUntilSafe(30'000));
+    EXPECT_EQ(sink_->Written(), Numbered(0, 20'000));
+    EXPECT_EQ(Status("Queued"), 0U);
+    for (int second = 11; second <= 60; ++second) destination_->Tick(second * 1000);
+    EXPECT_EQ(Status("Workers"), 1U) << "the queue is empty";
+    Send("after");
+    EXPECT_TRUE(destination_->WaitUntilSafe(30'000));
+}
+
+TEST_F(DestinationTest, AnEventThatCannotBeRenderedIsCountedAndSkipped) {
+    Make(1000, 2);
+    for (const char* const text : {"one", "damaged", "damaged", "two"}) Send(text);
+    EXPECT_TRUE(destination_->WaitUntilSafe(30'000));
+    EXPECT_EQ(sink_->Written(), (Lines{"one", "two"}));
+    EXPECT_EQ(Status("Dropped.Damaged"), 2U);
+}
+
+TEST_F(DestinationTest, ArrivesWithoutABarrierOrAFullBatch) {
+    Make(1000, 2);
+    Send("alone");
+    EXPECT_TRUE(test::Until([this] { return sink_->Written() == Lines{"alone"}; }));
+}
+
+TEST_F(DestinationTest, LargePayloadsFillTheQueueByTheirBytes) {
+    Make(100'000, 2);
+    sink_->open = false;
+    const std::string large(8U << 20, 'x');
+    int sent = 0;
+    while (destination_->Send(PayloadOf(large)).IsQueued()) ++sent;
+    EXPECT_EQ(sent, 4) << "32 MiB";
+    sink_->open = true;
+}
+
+TEST_F(DestinationTest, StoppingWritesWhatIsQueuedAndTakesNothingNew) {
+    Make(1000, 2);
+    for (int i = 0; i < 500; ++i) Send(Numbered(i, 1)[0]);
+    destination_->Stop(INT64_MAX, INT64_MAX);
+    EXPECT_EQ(sink_->Written(), Numbered(0, 500));
+    EXPECT_TRUE(destination_->Send(PayloadOf("late")).IsFailure());
+    EXPECT_TRUE(destination_->WaitUntilSafe(0));
+}
+
+TEST_F(DestinationTest, WhatCouldNotBeWrittenUntilTheEndIsNeverSafe) {
+    Make(1000, 2);
+    sink_->open = false;
+    for (int i = 0; i < 600; ++i) Send(Numbered(i, 1)[0]);
+    destination_->Stop(0, 0);
+    EXPECT_FALSE(destination_->WaitUntilSafe(0));
+    EXPECT_TRUE(sink_->Written().empty());
+}
+
+}  // namespace
+}  // namespace CorvaneAgent

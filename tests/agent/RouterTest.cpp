@@ -1,0 +1,248 @@
+#include "agent/road/PayloadRouter.h"
+
+#include <gtest/gtest.h>
+
+#include <ace/DLL.h>
+#include <ace/Service_Config.h>
+#include <ace/Service_Gestalt.h>
+#include <ace/Service_Repository.h>
+#include <ace/Service_Types.h>
+
+#include <map>
+#include <memory>
+
+#include "WindowsAgentCommon/AgentPaths.h"
+#include "WindowsAgentCommon/IComponentFactory.h"
+#include "WindowsAgentCommon/IConnectionFactory.h"
+#include "WindowsAgentCommon/ISocket.h"
+#include "agent/road/DestinationManager.h"
+#include "agent/road/DestinationSettings.h"
+#include "tests/agent/RoadFakes.h"
+#include "tests/support/TempFolder.h"
+
+namespace CorvaneAgent {
+namespace {
+
+using namespace WindowsAgentCommon;
+using test::Numbered;
+using test::PayloadOf;
+
+using Result = ComponentFactoryResultCode;
+
+/// Gives components by name, where the library looks for them.
+struct FakeComponents : IComponentFactory, ACE_Service_Object {
+    FakeComponents() {
+        auto type = std::make_unique<ACE_Service_Object_Type>(static_cast<ACE_Service_Object*>(this), kName);
+        auto record = std::make_unique<ACE_Service_Type>(kName, type.release(), ACE_DLL(), true);
+        ACE_Service_Config::current()->current_service_repository()->insert(record.release());
+    }
+    ~FakeComponents() override { ACE_Service_Config::remove(kName); }
+
+    Result Initialize(const std::vector<ServiceConfig>&) override { return kComponentFactorySuccess; }
+    Result Shutdown() override { return kComponentFactorySuccess; }
+    bool IsInitialized() const override { return true; }
+    bool RegisterComponent(const std::string&, IServiceComponent*) override { return false; }
+    IServiceComponent* GetComponent(const std::string& name) override { return components[name]; }
+    bool RemoveComponent(const std::string&) override { return false; }
+    void GetComponentNames(std::vector<std::string>&) override {}
+    bool IsInitialized(const std::string&) override { return true; }
+    bool GetStatus(const std::string&, EnvironmentBlock&) override { return false; }
+    void AddHook(IComponentFactoryHook*) override {}
+    void RemoveHook(IComponentFactoryHook*) override {}
+    void SetOverrideHook(IComponentFactoryOverrideHook*) override {}
+    Result GetResultCode() const override { return kComponentFactorySuccess; }
+    std::string GetFailedComponent() const override { return ""; }
+
+    static constexpr const wchar_t* kName = L"ComponentFactory_Dynamic_Service";
+    std::map<std::string, IServiceComponent*> components;
+};
+
+struct FakeConnections : test::FakeService<IConnectionFactory> {
+    bool CreateSender(const EnvironmentBlock& wanted, std::shared_ptr<ISender>& out) override {
+        settings = wanted;
+        out = sender;
+        return true;
+    }
+    bool CreateSender(const std::string&, const EnvironmentBlock&, std::shared_ptr<ISender>&) override {
+        return false;
+    }
+    bool GetSender(const std::string&, std::shared_ptr<ISender>&) override { return false; }
+    void GetSenderNames(std::vector<std::string>&) override {}
+    bool CreateRawSocket(std::unique_ptr<IRawSocket>&) override { return false; }
+    bool CreateTCPSocket(std::unique_ptr<ITCPSocket>&) override { return false; }
+    bool CreateUDPSocket(std::unique_ptr<IUDPSocket>&) override { return false; }
+    bool CreateServerConnection(const EnvironmentBlock&,
+                                std::shared_ptr<IConfigurationServerConnection>&) override {
+        return false;
+    }
+    EnvironmentBlock settings;
+    std::shared_ptr<test::FakeSender> sender = std::make_shared<test::FakeSender>();
+};
+
+struct FakeRecords : test::FakeService<IPersistenceManager> {
+    unsigned long OpenRecord(const std::string&, std::shared_ptr<IPersistentRecord>& out) override {
+        out = std::make_shared<test::FakeRecord>();
+        return 0;
+    }
+    unsigned long Flush() override { return 0; }
+};
+
+using Settings = std::map<std::string, std::string>;
+
+class RouterTest : public testing::Test {
+protected:
+    RouterTest() {
+        disk_.base = folder_.Path();
+        components_.components = {{"PayloadFactory", &factory_},
+                                  {"DiskManager", &disk_},
+                                  {"PersistenceManager", &records_},
+                                  {"ConnectionFactory", &connections_},
+                                  {"DestinationManager", &manager_}};
+    }
+    ~RouterTest() override { manager_.Shutdown(); }
+    void Add(const std::string& name, const Settings& settings) {
+        InstanceConfig instance;
+        instance.text1 = name;
+        instance.settings = settings;
+        config_.instances.push_back(instance);
+        manager_.Configure(config_);
+    }
+    /// A destination that writes to a file of its name.
+    void AddFile(const std::string& name) {
+        Add(name, {{"Path", folder_.Narrow(name)}, {"QueueCapacity", "256"}});
+    }
+    void Start(const std::vector<std::string>& routes = {}) {
+        manager_.Initialize(EnvironmentBlock());
+        EnvironmentBlock settings;
+        settings.SetArrayValue("Route", routes);
+        router_.Initialize(settings);
+    }
+    std::string InitializationError() {
+        try {
+            manager_.Initialize(EnvironmentBlock());
+            return "";
+        } catch (const InitializationException& e) {
+            return e.what();
+        }
+    }
+
+    FakeComponents components_;
+    WindowsAgentCommon::test::TempFolder folder_;
+    test::FakeFactory factory_;
+    test::FakeDisk disk_;
+    FakeRecords records_;
+    FakeConnections connections_;
+    ServiceConfig config_;
+    DestinationManager manager_;
+    PayloadRouter router_;
+};
+
+TEST_F(RouterTest, EitherEveryDestinationGetsAnEventOrNone) {
+    AddFile("a");
+    AddFile("b");
+    Start();
+    for (int i = 0; i < 250; ++i) ASSERT_TRUE(router_.Route(PayloadOf(Numbered(i, 1)[0])).IsQueued());
+    for (int i = 0; i < 6; ++i) ASSERT_TRUE(manager_.GetDestination("b")->Send(PayloadOf("x")).IsQueued());
+    EXPECT_TRUE(router_.Route(PayloadOf("b is full")).IsFailure());
+    EXPECT_FALSE(router_.WaitUntilSafe(1)) << "nobody writes yet";
+    manager_.Start();
+    ASSERT_TRUE(router_.WaitUntilSafe(30'000));
+    ASSERT_TRUE(router_.Route(PayloadOf("again")).IsQueued());
+    ASSERT_TRUE(router_.WaitUntilSafe(30'000));
+    std::string a;
+    for (const std::string& line : Numbered(0, 250)) a += line + "\n";
+    EXPECT_EQ(folder_.Read(L"a"), a + "again\n");
+    EXPECT_EQ(folder_.Read(L"b"), a + "x\nx\nx\nx\nx\nx\nagain\n");
+}
+
+struct Containing : IEventFilter {
+    explicit Containing(std::string what) : text(std::move(what)) {}
+    bool Accept(const IPayload& payload) const override {
+        const std::string& found = dynamic_cast<const test::FakePayload&>(payload).text;
+        if (found == "throw") throw std::runtime_error("filter");
+        return found.find(text) != std::string::npos;
+    }
+    std::string text;
+};
+
+TEST_F(RouterTest, RoutesDecideWhoGetsAnEventAndGiveItOnce) {
+    AddFile("a");
+    AddFile("b");
+    Start();
+    router_.AddRoute(std::make_shared<Containing>("1"), "a");
+    router_.AddRoute(std::make_shared<Containing>("2"), "a");
+    router_.AddRoute(std::make_shared<Containing>("2"), "b");
+    EXPECT_THROW(router_.AddRoute(nullptr, "c"), ObjectDoesNotExistException);
+    manager_.Start();
+    for (const char* const text : {"1", "2", "12", "throw"})
+        EXPECT_TRUE(router_.Route(PayloadOf(text)).IsQueued());
+    const StreamRoutingResult unwanted = router_.Route(PayloadOf("3"));
+    EXPECT_FALSE(unwanted.IsFailure() || unwanted.IsQueued());
+    ASSERT_TRUE(router_.WaitUntilSafe(30'000));
+    EXPECT_EQ(folder_.Read(L"a"), "1\n2\n12\nthrow\n");
+    EXPECT_EQ(folder_.Read(L"b"), "2\n12\nthrow\n");
+    router_.Shutdown();
+    EnvironmentBlock settings;
+    settings.SetStringValue("Route", "nowhere");
+    EXPECT_THROW(router_.Initialize(settings), InitializationException);
+}
+
+TEST_F(RouterTest, ANetworkDestinationSendsByItsSpool) {
+    Add("central", {{"Type", "TCP"}, {"TargetAddress", "host"}, {"Framing", "OctetCounting"}});
+    Start({"central"});
+    manager_.Start();
+    std::string value;
+    EXPECT_TRUE(connections_.settings.GetStringValue("Framing", value, "") && value == "OctetCounting");
+    EXPECT_TRUE(connections_.settings.GetStringValue("DiscardOnLoss", value, "") && value == "T");
+    ASSERT_TRUE(router_.Route(PayloadOf("line")).IsQueued());
+    ASSERT_TRUE(router_.WaitUntilSafe(30'000)) << "although nothing is connected";
+    EnvironmentBlock status;
+    manager_.GetStatus(status);
+    EXPECT_EQ(test::Value(status, "central.Spooled"), 1U);
+    EXPECT_EQ(test::Value(status, "central.SpoolTotalBytes"), 28U);
+    EXPECT_TRUE(folder_.Has(L"spool\\central\\0000000001.spool"));
+    connections_.sender->Connect(true);
+    ASSERT_TRUE(connections_.sender->WaitFor(1));
+}
+
+TEST_F(RouterTest, ASettingThatCannotBeUsedIsNamedWithItsValue) {
+    const struct {
+        Settings settings;
+        const char* named;
+    } rows[] = {
+        {{{"Type", "Pipe"}}, "Type \"Pipe\""},
+        {{{"FullPolicy", "DropOldest"}}, "FullPolicy \"DropOldest\""},
+        {{{"MaxFileSize", "1x"}}, "MaxFileSize \"1x\""},
+        {{{"KeepFiles", "0"}}, "KeepFiles \"0\""},
+        {{{"QueueCapacity", "99999999999999999999"}}, "QueueCapacity \"99999999999999999999\""},
+        {{{"Workers", ""}}, "Workers \"\""},
+        {{{"Workers", "-1"}}, "Workers \"-1\""},
+        {{{"Type", "UDP"}, {"ResendWindow", "1"}}, "ResendWindow \"1\""},
+        {{{"Type", "TCP"}, {"SpoolCapacity", "8"}, {"ResendWindow", "2097153"}}, "ResendWindow \"2097153\""},
+        {{{"Type", "TCP"}, {"FullPolicy", "Drop"}}, "FullPolicy \"Drop\""},
+        {{{"Type", "TCP"}, {"QueueLowWaterMark", "1048576"}}, "QueueLowWaterMark \"1048576\""}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.named);
+        config_.instances.clear();
+        Add("dest", row.settings);
+        EXPECT_NE(InitializationError().find(std::string("Destination dest: ") + row.named),
+                  std::string::npos)
+            << InitializationError();
+    }
+    config_.instances.clear();
+    AddFile("same");
+    AddFile("SAME");
+    EXPECT_NE(InitializationError(), "");
+}
+
+TEST(FolderNameTest, IsOneFolderWhateverTheDestinationIsCalled) {
+    const struct {
+        const char* name;
+        const wchar_t* folder;
+    } rows[] = {{"central-1_A", L"central-1_A"}, {"..", L"%2E%2E"}, {"a\\b:c", L"a%5Cb%3Ac"},
+                {"\xC3\xA4", L"%C3%A4"},         {"con", L"%63on"}, {"LPT1", L"%4CPT1"}};
+    for (const auto& row : rows) EXPECT_EQ(FolderName(row.name), row.folder);
+}
+
+}  // namespace
+}  // namespace CorvaneAgent

@@ -1,0 +1,234 @@
+#include "agent/road/SpoolSink.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <map>
+#include <memory>
+
+#include "agent/sdk/Clock.h"
+#include "tests/agent/RoadFakes.h"
+#include "tests/support/TempFolder.h"
+#include "tests/support/Thread.h"
+
+namespace CorvaneAgent {
+namespace {
+
+using test::BatchOf;
+using test::Lines;
+using test::Numbered;
+using WindowsAgentCommon::test::Thread;
+
+std::atomic<int> seconds{0};
+
+std::int64_t FakeTime() noexcept { return seconds * 1000LL; }
+
+class SpoolSinkTest : public testing::Test {
+protected:
+    SpoolSinkTest() {
+        options_.name = "test";
+        options_.spool = {folder_.Path(L"spool\\"), 1U << 20, 4096};
+        options_.resendWindow = 100;
+        options_.lowWaterMark = 100;
+        options_.highWaterMark = 200;
+    }
+    void Start() {
+        sender_ = std::make_shared<test::FakeSender>();
+        record_ = std::make_shared<test::FakeRecord>();
+        record_->block = kept_;
+        sink_ = std::make_unique<SpoolSink>(options_, disk_, sender_, record_,
+                                            WindowsAgentCommon::GetLoggerFactory().GetLog("Test"));
+        sink_->Start();
+    }
+    /// Ends it as a kill at this moment would: what it keeps while it ends is forgotten.
+    void Kill() {
+        kept_ = record_->Saved();
+        sink_.reset();
+    }
+    void Stop() {
+        sink_->Cancel();
+        sink_->Stop(SteadyMilliseconds());
+        Kill();
+    }
+    std::uint64_t Status(const std::string& name) {
+        WindowsAgentCommon::EnvironmentBlock status;
+        sink_->AddStatus("", status);
+        return test::Value(status, name);
+    }
+
+    test::FakeDisk disk_;
+    WindowsAgentCommon::test::TempFolder folder_;
+    SpoolSink::Options options_;
+    std::shared_ptr<test::FakeSender> sender_;
+    std::shared_ptr<test::FakeRecord> record_;
+    WindowsAgentCommon::EnvironmentBlock kept_;
+    std::unique_ptr<SpoolSink> sink_;
+};
+
+/// The lines without those that came before.
+Lines FirstTimes(const Lines& lines) {
+    Lines first;
+    std::map<std::string, bool> seen;
+    for (const std::string& line : lines)
+        if (!std::exchange(seen[line], true)) first.push_back(line);
+    return first;
+}
+
+TEST_F(SpoolSinkTest, WhatWasWrittenWhileTheDestinationIsDownIsSentInOrder) {
+    Start();
+    for (int i = 0; i < 10; ++i) ASSERT_TRUE(sink_->Write(BatchOf(Numbered(i * 20, 20))));
+    EXPECT_EQ(Status("Spooled"), 200U);
+    EXPECT_TRUE(sender_->Received().empty());
+    sender_->Connect(true);
+    ASSERT_TRUE(sender_->WaitFor(200));
+    ASSERT_TRUE(sink_->Write(BatchOf({"last"})));
+    ASSERT_TRUE(sender_->WaitFor(201));
+    Lines expected = Numbered(0, 200);
+    expected.push_back("last");
+    EXPECT_EQ(sender_->Received(), expected);
+}
+
+TEST_F(SpoolSinkTest, FeedsNoMoreThanTheSendersQueueHolds) {
+    Start();
+    sender_->Connect(false);
+    ASSERT_TRUE(sink_->Write(BatchOf(Numbered(0, 100))));
+    for (std::size_t received = 0; received < 100; received = sender_->Received().size()) {
+        ASSERT_TRUE(sender_->WaitForQueue());
+        EXPECT_LE(sender_->GetQueuedBytes(), options_.highWaterMark);
+        sender_->Deliver();
+    }
+    EXPECT_EQ(sender_->Received(), Numbered(0, 100));
+}
+
+TEST_F(SpoolSinkTest, ALossRepeatsAtMostTheWindowAndLosesNothing) {
+    Start();
+    ASSERT_TRUE(sink_->Write(BatchOf(Numbered(0, 3000))));
+    for (int round = 0; round < 5; ++round) {
+        SCOPED_TRACE(round);
+        const std::size_t before = sender_->Received().size();
+        sender_->Connect(false);
+        while (sender_->Received().size() < before + 600) {
+            ASSERT_TRUE(sender_->WaitForQueue());
+            sender_->Deliver();
+        }
+        ASSERT_TRUE(sender_->WaitForQueue());
+        const std::uint64_t resent = Status("Resent");
+        sender_->Lose(9);  // 90 bytes, within the window
+        ASSERT_TRUE(test::Until([&] { return Status("Resent") > resent; }));
+    }
+    sender_->Connect(true);
+    const auto last = Numbered(2999, 1)[0];
+    ASSERT_TRUE(test::Until([&] {
+        const Lines received = sender_->Received();
+        return !received.empty() && received.back() == last;
+    }));
+    const Lines received = sender_->Received();
+    EXPECT_EQ(FirstTimes(received), Numbered(0, 3000));
+    const std::size_t most = (100 + 200 + 4096) / 10 + 2;
+    EXPECT_LE(received.size(), 3000 + 5 * most);
+}
+
+TEST_F(SpoolSinkTest, AKillAtAnyMomentLosesNothing) {
+    Lines all, received;
+    const auto take = [&] {
+        const Lines more = sender_->Received();
+        received.insert(received.end(), more.begin(), more.end());
+    };
+    for (int round = 0; round < 30; ++round) {
+        Start();
+        if (round % 3 != 0) sender_->Connect(round % 3 == 1);
+        for (int i = 0; i < 10; ++i) {
+            const Lines lines = Numbered(round * 100 + i * 10, 10);
+            all.insert(all.end(), lines.begin(), lines.end());
+            ASSERT_TRUE(sink_->Write(BatchOf(lines)));
+            if (i == round % 10) sender_->Deliver();
+        }
+        if (round % 2 == 0) {
+            Kill();
+        } else {
+            Stop();
+        }
+        take();
+    }
+    Start();
+    sender_->Connect(true);
+    all.push_back("last");
+    ASSERT_TRUE(sink_->Write(BatchOf({"last"})));
+    ASSERT_TRUE(test::Until([&] {
+        const Lines lines = sender_->Received();
+        return !lines.empty() && lines.back() == all.back();
+    }));
+    take();
+    EXPECT_EQ(FirstTimes(received), all);
+}
+
+TEST_F(SpoolSinkTest, ARestartContinuesAtTheConfirmedPosition) {
+    ReplaceSteadyClock(FakeTime);
+    Start();
+    sender_->Connect(true);
+    ASSERT_TRUE(sink_->Write(BatchOf(Numbered(0, 10))));
+    ASSERT_TRUE(sender_->WaitFor(10));
+    seconds = seconds + 10;  // quiet for so long
+    ASSERT_TRUE(test::Until([&] { return record_->Saved().ValueAvailable("Offset"); }));
+    sender_->Disconnect();
+    ASSERT_TRUE(sink_->Write(BatchOf(Numbered(10, 10))));
+    Stop();
+    Start();
+    sender_->Connect(true);
+    ASSERT_TRUE(sender_->WaitFor(10));
+    EXPECT_EQ(sender_->Received(), Numbered(10, 10));
+    sink_.reset();
+    ReplaceSteadyClock(nullptr);
+}
+
+TEST_F(SpoolSinkTest, DropOldestNeverBlocksAndCountsWhatItDrops) {
+    options_.dropOldest = true;
+    options_.spool = {folder_.Path(L"spool\\"), 4096, 512};
+    Start();
+    for (int i = 0; i < 50; ++i) ASSERT_TRUE(sink_->Write(BatchOf(Numbered(i * 20, 20))));
+    ASSERT_TRUE(sink_->Write(BatchOf({std::string(5000, 'x'), "last"})));
+    EXPECT_EQ(Status("Dropped.Oversize"), 1U);
+    const std::uint64_t dropped = Status("Dropped.SpoolFull");
+    EXPECT_GT(dropped, 700U);
+    sender_->Connect(true);
+    ASSERT_TRUE(sender_->WaitFor(static_cast<std::size_t>(1001 - dropped)));
+    const Lines received = sender_->Received();
+    EXPECT_EQ(received.size() + dropped, 1001U);
+    EXPECT_TRUE(std::is_sorted(received.begin(), received.end()))
+        << "some of the first may be in hand already";
+    EXPECT_EQ(received.back(), "last");
+}
+
+TEST_F(SpoolSinkTest, BlockWaitsUntilThereIsRoomAndLosesNothing) {
+    options_.spool = {folder_.Path(L"spool\\"), 4096, 512};
+    options_.resendWindow = 0;
+    Start();
+    {
+        const Thread writer([this] {
+            for (int i = 0; i < 50; ++i) EXPECT_TRUE(sink_->Write(BatchOf(Numbered(i * 20, 20))));
+        });
+        ASSERT_TRUE(test::Until([&] { return Status("SpoolTotalBytes") > 3000; }));
+        EXPECT_TRUE(writer.IsAtWork());
+        sender_->Connect(true);
+    }
+    ASSERT_TRUE(sender_->WaitFor(1000));
+    EXPECT_EQ(sender_->Received(), Numbered(0, 1000));
+    EXPECT_EQ(Status("Dropped.SpoolFull"), 0U);
+
+    sender_->Disconnect();
+    std::atomic<bool> written{true};
+    {
+        const Thread writer([&] {
+            while (sink_->Write(BatchOf(Numbered(0, 20)))) {
+            }
+            written = false;
+        });
+        ASSERT_TRUE(test::Until([&] { return Status("SpoolTotalBytes") > 3000; }));
+        sink_->Cancel();
+    }
+    EXPECT_FALSE(written);
+}
+
+}  // namespace
+}  // namespace CorvaneAgent
