@@ -1,0 +1,219 @@
+#include "WindowsAgentCommon/IPayloadBuilder.h"
+#include "WindowsAgentCommon/KORException.h"
+#include "agent/collectors/EventXmlCollector.h"
+#include "agent/collectors/TextFileCollector.h"
+#include "agent/sdk/LocalTime.h"
+#include "tests/agent/FakeRoad.h"
+#include "tests/support/TempFolder.h"
+
+#include <ace/Time_Value.h>
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+namespace CorvaneAgent {
+namespace {
+
+using namespace test;
+using WindowsAgentCommon::test::TempFolder;
+
+std::string Event(int id, const std::string& more = "") {
+    return "<Event><System><Provider Name='P'/><EventID>" + std::to_string(id) +
+           "</EventID><TimeCreated SystemTime='2024-02-29T12:34:56Z'/><Computer>ws1</Computer></System>" +
+           more + "</Event>\n";
+}
+
+EnvironmentBlock Settings(const std::string& path, bool follow = false) {
+    EnvironmentBlock settings;
+    settings.SetStringValue("Path", path);
+    settings.SetBooleanValue("Follow", follow);
+    settings.SetStringValue("PollInterval", "10");
+    settings.SetStringValue("Host", "box");
+    return settings;
+}
+
+std::string Body(const std::string& line) {
+    const std::size_t header = line.find("box ");
+    return header == std::string::npos ? line : line.substr(header + 4);
+}
+
+std::vector<std::string> Bodies(const std::vector<std::string>& lines) {
+    std::vector<std::string> bodies;
+    for (const std::string& line : lines) bodies.push_back(Body(line));
+    return bodies;
+}
+
+/// Runs a collector over a file of 2,000 events, then once more from each position that was kept.
+template <class Collector>
+void ExpectToContinueFromEveryPosition(const EnvironmentBlock& settings) {
+    FakeRoad road;
+    std::vector<std::pair<EnvironmentBlock, std::size_t>> kept;
+    road.persistence.onSave = [&] { kept.emplace_back(road.persistence.state, road.router.lines.size()); };
+    road.Run(Collector(), settings);
+    const std::vector<std::string> all = Bodies(road.router.lines);
+    ASSERT_EQ(2000u, all.size());
+    ASSERT_GE(kept.size(), 3u);
+    ASSERT_EQ(2000u, kept.back().second);
+    const auto positions = kept;
+    for (const auto& [position, before] : positions) {
+        SCOPED_TRACE(before);
+        road.router.lines.clear();
+        road.persistence.state = position;
+        road.Run(Collector(), settings);
+        ASSERT_EQ(all.size() - before, road.router.lines.size());
+        const std::vector<std::string> rest(all.begin() + static_cast<std::ptrdiff_t>(before), all.end());
+        EXPECT_EQ(rest, Bodies(road.router.lines));
+    }
+}
+
+TEST(CollectorTest, ContinuesBehindEveryPositionThatItKept) {
+    const TempFolder folder;
+    std::string xml = "<Events>", text;
+    for (int i = 0; i < 2000; ++i) {
+        xml += Event(i);
+        text += "line " + std::to_string(i) + "\r\n";
+    }
+    folder.Write(L"e.xml", xml + "</Events>");
+    folder.Write(L"t.log", text);
+    ExpectToContinueFromEveryPosition<EventXmlCollector>(Settings(folder.Narrow("e.xml")));
+    ExpectToContinueFromEveryPosition<TextFileCollector>(Settings(folder.Narrow("t.log")));
+}
+
+TEST(CollectorTest, RendersAnEventsFields) {
+    const TempFolder folder;
+    const std::string failure =
+        "<Event><System><Provider Name='A B'/><EventID>4625</EventID><Level>0</Level>"
+        "<Keywords>0x8010000000000000</Keywords><TimeCreated SystemTime='2024-02-29T12:34:56Z'/>"
+        "<EventRecordID>9</EventRecordID><Computer>w s&#10;1</Computer></System><EventData>"
+        "<Data Name='User Name'>u</Data><Data Name='EventID'>1</Data></EventData></Event>";
+    folder.Write(L"e.xml", failure);
+    FakeRoad road;
+    const EnvironmentBlock status = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    std::string header;
+    IPayloadBuilder::FormatSyslogHeaderString(header, 16 * 8 + 4, ACE_Time_Value(1'709'210'096), "w_s_1");
+    EXPECT_EQ(header +
+                  "EventID=4625\tProvider=A B\tLevel=0\tComputer=w s\n1\tRecordID=9\t"
+                  "Time=2024-02-29T12:34:56Z\tKeywords=0x8010000000000000\tUser_Name=u\tData.EventID=1",
+              road.router.lines.at(0));
+    EXPECT_EQ("finished 1 0",
+              Value(status, "State") + " " + Value(status, "Events") + " " + Value(status, "Damaged"));
+}
+
+TEST(CollectorTest, SkipsDamagedEventsOnceAndCountsThem) {
+    const TempFolder folder;
+    folder.Write(L"e.xml", Event(1) + "<Event><System>" + Event(2));
+    FakeRoad road;
+    const EnvironmentBlock first = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    EXPECT_EQ("2 1", Value(first, "Events") + " " + Value(first, "Damaged"));
+    const EnvironmentBlock second = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    EXPECT_EQ("0 0", Value(second, "Events") + " " + Value(second, "Damaged"));
+}
+
+TEST(CollectorTest, WaitsForAFullRoadAndLosesNothingWhenStopped) {
+    const TempFolder folder;
+    std::string text;
+    for (int i = 0; i < 100; ++i) text += std::to_string(i) + "\n";
+    folder.Write(L"t.log", text);
+    FakeRoad road;
+    road.router.refuse = 3;
+    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")));
+    EXPECT_EQ(100u, road.router.lines.size());
+
+    road.persistence.state = EnvironmentBlock();
+    road.router.lines.clear();
+    TextFileCollector collector;
+    collector.Configure(ServiceConfig("test", "", "", ""));
+    collector.Initialize(Settings(folder.Narrow("t.log")));
+    const HANDLE full = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    road.router.onLine = [&] { road.router.refuse = road.router.lines.size() == 40 ? 1'000'000 : 0; };
+    road.router.onRefuse = [&] { ::SetEvent(full); };
+    collector.Start();
+    EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(full, 60'000));
+    EnvironmentBlock status;
+    collector.GetStatus(status);
+    EXPECT_EQ("40", Value(status, "Events"));
+    collector.Shutdown();
+    ::CloseHandle(full);
+    EXPECT_EQ(40u, road.router.lines.size());
+    road.router.refuse = 0;
+    road.router.onLine = nullptr;
+    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")));
+    EXPECT_EQ(100u, road.router.lines.size());  // the 41st, which was refused, is not left out
+}
+
+TEST(CollectorTest, KeepsNoPositionUntilTheEventsAreSafe) {
+    const TempFolder folder;
+    folder.Write(L"t.log", "a\n");
+    FakeRoad road;
+    int saves = 0, unsafe = -1;
+    road.router.unsafe = 4;
+    road.persistence.onSave = [&] {
+        ++saves;
+        unsafe = road.router.unsafe;
+    };
+    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")));
+    EXPECT_EQ(1, saves);
+    EXPECT_EQ(-1, unsafe);  // asked until the answer was yes
+}
+
+TEST(CollectorTest, ReadsAFileThatWasReplacedFromItsBeginning) {
+    const TempFolder folder;
+    FakeRoad road;
+    const EnvironmentBlock settings = Settings(folder.Narrow("e.xml"));
+    for (const int id : {1, 2}) {
+        SCOPED_TRACE(id);
+        folder.Write(L"e.xml", Event(id) + Event(3));
+        EXPECT_EQ("2", Value(road.Run(EventXmlCollector(), settings), "Events"));
+    }
+    road.persistence.loadError = ERROR_INVALID_DATA;
+    road.persistence.state = EnvironmentBlock();
+    EXPECT_EQ("2", Value(road.Run(EventXmlCollector(), settings), "Events"));
+}
+
+TEST(CollectorTest, CutsWhatALineHasNoRoomForVisibly) {
+    const TempFolder folder;
+    std::string large;
+    for (int i = 0; i < 30'000; ++i) large += "\xC3\xA4";
+    folder.Write(L"e.xml", Event(1, "<EventData><Data Name='a'>" + large + "</Data><Data Name='b'>" + large +
+                                        "</Data><Data Name='c'>c</Data></EventData>"));
+    FakeRoad road;
+    const EnvironmentBlock status = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    const std::string& line = road.router.lines.at(0);
+    EXPECT_NE(std::string::npos, line.find("\ta=" + large + "\tb=\xC3\xA4"));
+    EXPECT_EQ("\xA4[cut]", line.substr(line.size() - 6));
+    EXPECT_LT(line.size(), 65'000u);
+    EXPECT_EQ("2", Value(status, "Cut"));  // b's end and the whole of c
+}
+
+TEST(CollectorTest, RefusesSettingsThatCannotBeUsed) {
+    FakeRoad road;
+    const std::pair<const char*, const char*> rows[] = {
+        {"PollInterval", "0"}, {"PollInterval", "1e3"}, {"CheckpointInterval", "99999999999"},
+        {"Facility", "24"},    {"Facility", ""},        {"Follow", "yes"},
+        {"Path", ""}};
+    for (const auto& [name, value] : rows) {
+        SCOPED_TRACE(name);
+        EnvironmentBlock settings = Settings("C:\\x");
+        settings.SetStringValue(name, value);
+        TextFileCollector collector;
+        EXPECT_THROW(collector.Initialize(settings), InitializationException);
+        EXPECT_FALSE(collector.IsInitialized());
+    }
+    road.payload.components.components.erase("PayloadRouter");
+    TextFileCollector collector;
+    EXPECT_THROW(collector.Initialize(Settings("C:\\x")), InitializationException);
+}
+
+TEST(LocalTimeTest, WritesWhatTheLibrarysHeaderSays) {
+    LocalTime time;
+    for (std::int64_t second = 0; second < 2'147'000'000; second += 4'321'987) {
+        std::string text = "<1>", expected;
+        time.Append(second * 1000 + 999, text);
+        IPayloadBuilder::FormatSyslogHeaderString(expected, 1, ACE_Time_Value(static_cast<time_t>(second)),
+                                                  "h");
+        ASSERT_EQ(expected, text + " h ");
+    }
+}
+
+}  // namespace
+}  // namespace CorvaneAgent

@@ -1,0 +1,231 @@
+#include "agent/collectors/EventLogCollector.h"
+#include "tests/agent/FakeRoad.h"
+#include "tests/support/GuardedBuffer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+
+#include <windows.h>
+
+namespace CorvaneAgent {
+namespace {
+
+using namespace test;
+
+void AppendText(std::vector<unsigned char>& bytes, const std::wstring& text) {
+    const auto* const at = reinterpret_cast<const unsigned char*>(text.c_str());
+    bytes.insert(bytes.end(), at, at + (text.size() + 1) * sizeof(wchar_t));
+}
+
+/// A record as the system makes it.
+std::vector<unsigned char> Record(DWORD number, DWORD time = 1'709'210'096) {
+    EVENTLOGRECORD header = {};
+    header.Reserved = 0x654C664C;
+    header.RecordNumber = number;
+    header.TimeGenerated = time;
+    header.EventID = 0x40001B7C;
+    header.EventType = EVENTLOG_WARNING_TYPE;
+    header.NumStrings = 2;
+    std::vector<unsigned char> bytes(sizeof header);
+    AppendText(bytes, L"Source");
+    AppendText(bytes, L"WS1");
+    header.UserSidLength = 12;
+    header.UserSidOffset = static_cast<DWORD>(bytes.size());
+    for (const int byte : {1, 1, 0, 0, 0, 0, 0, 5, 18, 0, 0, 0})
+        bytes.push_back(static_cast<unsigned char>(byte));
+    header.StringOffset = static_cast<DWORD>(bytes.size());
+    AppendText(bytes, L"Spooler");
+    AppendText(bytes, L"%%7");
+    header.DataLength = 2;
+    header.DataOffset = static_cast<DWORD>(bytes.size());
+    bytes.insert(bytes.end(), {0xAB, 0x01});
+    header.Length = static_cast<DWORD>(bytes.size());
+    std::memcpy(bytes.data(), &header, sizeof header);
+    return bytes;
+}
+
+struct FakeLog : EventLogSource {
+    unsigned long Open(const std::wstring&) override { return openError; }
+    unsigned long GetRange(std::uint32_t& oldest, std::uint32_t& count) override {
+        oldest = records.empty() ? 0 : records.begin()->first;
+        count = static_cast<std::uint32_t>(records.size());
+        if (++asked >= 3 && onIdle) onIdle();
+        return 0;
+    }
+    unsigned long Read(std::uint32_t number, std::vector<unsigned char>& bytes) override {
+        bytes.clear();
+        if (records.count(number) == 0) return ERROR_INVALID_PARAMETER;
+        for (auto at = records.find(number); at != records.end(); ++at)
+            bytes.insert(bytes.end(), at->second.begin(), at->second.end());
+        return 0;
+    }
+    static inline std::map<std::uint32_t, std::vector<unsigned char>> records;
+    static inline unsigned long openError = 0;
+    static inline int asked = 0;
+    static inline std::function<void()> onIdle;
+};
+
+struct FakeMessages : EventMessageSource {
+    bool GetText(const std::wstring&, const std::wstring&, std::uint32_t id, bool parameter,
+                 std::wstring& out) override {
+        out = parameter ? L"running\r\n" : L"The %1 service is %2.%0";
+        return parameter ? id == 7 : id == 0x40001B7C;
+    }
+};
+
+class EventLogCollectorTest : public testing::Test {
+protected:
+    void SetUp() override {
+        FakeLog::records.clear();
+        idle_ = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+        FakeLog::onIdle = [this] { ::SetEvent(idle_); };
+    }
+    void TearDown() override {
+        FakeLog::onIdle = nullptr;
+        ::CloseHandle(idle_);
+    }
+
+    static void Fill(std::uint32_t from, std::uint32_t to, DWORD time = 1'709'210'096) {
+        FakeLog::records.clear();
+        for (std::uint32_t i = from; i != to + 1; ++i) FakeLog::records[i] = Record(i, time);
+    }
+
+    /// Lets a collector run until it has asked for news three times; the record numbers that came.
+    std::vector<std::uint32_t> Run(const char* fromStart = "T") {
+        EnvironmentBlock settings;
+        settings.SetStringValue("Log", "System");
+        settings.SetStringValue("FromStart", fromStart);
+        settings.SetStringValue("PollInterval", "10");
+        EventLogCollector collector(
+            []() -> std::unique_ptr<EventLogSource> { return std::make_unique<FakeLog>(); },
+            std::make_unique<FakeMessages>());
+        collector.Configure(ServiceConfig("log", "", "", ""));
+        collector.Initialize(settings);
+        road_.router.lines.clear();
+        FakeLog::asked = 0;
+        ::ResetEvent(idle_);
+        collector.Start();
+        EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(idle_, 60'000));
+        collector.Shutdown();
+        status_ = EnvironmentBlock();
+        collector.GetStatus(status_);
+        std::vector<std::uint32_t> numbers;
+        for (const std::string& line : road_.router.lines)
+            numbers.push_back(std::strtoul(line.c_str() + line.find("RecordID=") + 9, nullptr, 10));
+        return numbers;
+    }
+
+    using Numbers = std::vector<std::uint32_t>;
+    FakeRoad road_;
+    EnvironmentBlock status_;
+    HANDLE idle_ = nullptr;
+};
+
+TEST_F(EventLogCollectorTest, RendersARecordWithItsMessage) {
+    Fill(5, 5);
+    Run();
+    const std::string& line = road_.router.lines.at(0);
+    EXPECT_EQ("<132>", line.substr(0, 5));
+    EXPECT_EQ(
+        "EventID=7036\tProvider=Source\tChannel=System\tLevel=3\tComputer=WS1\tRecordID=5\t"
+        "Time=2024-02-29T12:34:56Z\tQualifiers=16384\tTask=0\tKeywords=0x80000000000000\tUser=S-1-5-18\t"
+        "Data1=Spooler\tData2=%%7\tBinary=AB01\tMessage=The Spooler service is running.",
+        line.substr(line.find("EventID=")));
+}
+
+TEST_F(EventLogCollectorTest, ContinuesAndSeesWhatHappenedMeanwhile) {
+    const struct {
+        const char* what;
+        std::uint32_t from, to;
+        DWORD time;
+        Numbers expected;
+        const char* missed;
+    } rows[] = {{"nothing new", 1, 10, 100, {}, "0"},
+                {"more", 1, 12, 100, {11, 12}, "0"},
+                {"the oldest gone", 11, 12, 100, {11, 12}, "0"},
+                {"overwritten", 14, 15, 100, {14, 15}, "3"},
+                {"cleared, few", 1, 2, 200, {1, 2}, "0"},
+                {"cleared, many", 1, 12, 200, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}, "0"},
+                {"empty", 0, 0xFFFFFFFF, 0, {}, "0"}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        road_.persistence.state = EnvironmentBlock();
+        Fill(1, 10, 100);
+        EXPECT_EQ(10u, Run().size());
+        Fill(row.from, row.to, row.time);
+        EXPECT_EQ(row.expected, Run());
+        EXPECT_EQ(row.missed, Value(status_, "Missed"));
+    }
+    Fill(0xFFFFFFFE, 1);  // the numbers wrap
+    road_.persistence.state = EnvironmentBlock();
+    EXPECT_EQ((Numbers{0xFFFFFFFE, 0xFFFFFFFF, 0, 1}).size(), Run().size());
+}
+
+TEST_F(EventLogCollectorTest, BeginsBehindWhatThereIs) {
+    Fill(1, 3);
+    EXPECT_EQ(Numbers{}, Run("F"));
+    FakeLog::records[4] = Record(4);
+    road_.persistence.state.SetIntegerValue("Number.System", 3);
+    road_.persistence.state.SetIntegerValue("Time.System", 0);
+    EXPECT_EQ(Numbers{4}, Run("F"));
+}
+
+TEST_F(EventLogCollectorTest, SkipsDamagedRecords) {
+    Fill(1, 5);
+    FakeLog::records[2].resize(40);  // cut off
+    FakeLog::records[4][4] = 'x';    // no signature
+    EXPECT_EQ((Numbers{1, 3, 5}), Run());
+    EXPECT_EQ("2", Value(status_, "Damaged"));
+}
+
+TEST(EventLogRecordTest, ReadsNothingBeyondTheRecord) {
+    const std::vector<unsigned char> good = Record(1);
+    EventLogRecord record;
+    std::size_t length = 0;
+    // Every length, and every header field and every text with other values, at the end of a page.
+    for (std::size_t size = 0; size <= good.size(); ++size) {
+        const WindowsAgentCommon::test::GuardedBuffer buffer(good.data(), size);
+        const auto* const bytes = reinterpret_cast<const unsigned char*>(buffer.Data());
+        EXPECT_EQ(size == good.size(), ReadEventLogRecord(bytes, size, record, length) == nullptr);
+        EXPECT_EQ(size, length);
+    }
+    for (std::size_t at = 0; at < good.size(); ++at) {
+        for (const int value : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
+            std::string bytes(good.begin(), good.end());
+            bytes[at] = static_cast<char>(value);
+            const WindowsAgentCommon::test::GuardedBuffer buffer(bytes.data(), bytes.size());
+            ReadEventLogRecord(reinterpret_cast<const unsigned char*>(buffer.Data()), bytes.size(), record,
+                               length);
+            EXPECT_TRUE(length > 0 && length <= bytes.size());
+            EXPECT_LE(record.strings.size(), bytes.size());
+        }
+    }
+}
+
+TEST(ExpandMessageTest, PutsStringsInPlace) {
+    const auto parameter = [](std::uint32_t id, std::wstring& out) {
+        out = L"[" + std::to_wstring(id) + L"%1]\r\n";
+        return id != 404;
+    };
+    const std::vector<std::wstring> strings = {L"one", L"%%12", L"%%404 %1 %%", L"%%99999999999"};
+    const std::pair<const wchar_t*, const wchar_t*> rows[] = {
+        {L"a %1!s! b%n%t%b%r.", L"a one b\r\n\t \r\n."},
+        {L"%2|%3|%5|%10", L"[12%1]|%%404 %1 %%|%5|%10"},
+        {L"100%% %. %! %", L"100% . ! %"},
+        {L"%1%0 hidden", L"one"},
+        {L"%1!never closed", L"one!never closed"},
+        {L"%4", L"[999999999%1]99"},
+        {L"tail \r\n", L"tail"},
+    };
+    for (const auto& [text, expected] : rows) EXPECT_EQ(expected, ExpandMessage(text, strings, parameter));
+    std::wstring many;
+    for (int i = 0; i < 1000; ++i) many += L"%1";
+    const std::wstring large = ExpandMessage(many, {std::wstring(32'000, L'x')}, parameter);
+    EXPECT_LE(large.size(), 32'003u);
+    EXPECT_EQ(L"x...", large.substr(large.size() - 4));
+}
+
+}  // namespace
+}  // namespace CorvaneAgent

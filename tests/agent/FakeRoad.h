@@ -1,0 +1,111 @@
+#pragma once
+
+#include "WindowsAgentCommon/IPayloadRouter.h"
+#include "WindowsAgentCommon/IPersistenceManager.h"
+#include "WindowsAgentCommon/ServiceComponentBase.h"
+#include "WindowsAgentCommon/SyslogPayloadBuilder.h"
+#include "agent/sdk/Clock.h"
+#include "agent/sdk/IDeliveryBarrier.h"
+#include "tests/payload/PayloadServices.h"
+
+#include <ace/Service_Object.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace CorvaneAgent::test {
+
+using namespace WindowsAgentCommon;
+
+/// Renders what it is given; refuses the next `refuse` events, and says false to the next `unsafe` questions.
+struct FakeRouter : ServiceComponentBase<IPayloadRouter, ACE_Service_Object>, IDeliveryBarrier {
+    InitializeResult Initialize(const EnvironmentBlock&) override { return InitializeResult::kDone; }
+    void Shutdown() override {}
+    void AddRoute(const std::shared_ptr<IEventFilter>&, const std::string&) override {}
+    StreamRoutingResult Route(const std::shared_ptr<IPayload>& payload) override {
+        if (refuse > 0) {
+            --refuse;
+            if (onRefuse) onRefuse();
+            return static_cast<int>(StreamRoutingResult::kFailure);
+        }
+        lines.emplace_back();
+        builder.BuildPayloadString(*payload, lines.back());
+        if (onLine) onLine();
+        return StreamRoutingResult::kQueued;
+    }
+    bool WaitUntilSafe(unsigned int) override { return unsafe-- <= 0; }
+
+    SyslogPayloadBuilder builder;
+    std::vector<std::string> lines;
+    int refuse = 0, unsafe = 0;
+    std::function<void()> onLine, onRefuse;
+};
+
+/// Keeps one record and remembers every state of it.
+struct FakePersistence : ServiceComponentBase<IPersistenceManager, ACE_Service_Object> {
+    struct Record : IPersistentRecord {
+        explicit Record(FakePersistence& owner) : owner_(owner) {}
+        std::string GetName() const override { return "record"; }
+        unsigned long Load(EnvironmentBlock& block) override {
+            block = owner_.state;
+            return owner_.loadError;
+        }
+        unsigned long Save(const EnvironmentBlock& block) override {
+            owner_.state = block;
+            if (owner_.onSave) owner_.onSave();
+            return 0;
+        }
+        unsigned long Remove() override { return 0; }
+        FakePersistence& owner_;
+    };
+    InitializeResult Initialize(const EnvironmentBlock&) override { return InitializeResult::kDone; }
+    void Shutdown() override {}
+    unsigned long OpenRecord(const std::string&, std::shared_ptr<IPersistentRecord>& out) override {
+        out = std::make_shared<Record>(*this);
+        return 0;
+    }
+    unsigned long Flush() override { return 0; }
+
+    EnvironmentBlock state;
+    unsigned long loadError = 0;
+    std::function<void()> onSave;
+};
+
+/// The services that a collector needs, with the library's payload factory. Every look at the clock takes
+/// 100 ms, so that a position is kept every few batches.
+struct FakeRoad {
+    FakeRoad() {
+        payload.components.components["PayloadRouter"] = &router;
+        payload.components.components["PersistenceManager"] = &persistence;
+        ReplaceSteadyClock([]() noexcept { return now += 100; });
+    }
+    ~FakeRoad() { ReplaceSteadyClock(nullptr); }
+
+    /// Runs a collector until it has finished by itself.
+    template <class Collector>
+    EnvironmentBlock Run(Collector&& collector, const EnvironmentBlock& settings) {
+        collector.Configure(ServiceConfig("test", "", "", ""));
+        collector.Initialize(settings);
+        collector.Start();
+        collector.wait();
+        EnvironmentBlock status;
+        collector.GetStatus(status);
+        collector.Shutdown();
+        return status;
+    }
+
+    static inline std::int64_t now = 0;
+    WindowsAgentCommon::test::PayloadServices payload{};
+    FakeRouter router;
+    FakePersistence persistence;
+};
+
+/// A status value.
+inline std::string Value(const EnvironmentBlock& block, const std::string& name) {
+    std::string value;
+    block.GetStringValue(name, value, "<none>");
+    return value;
+}
+
+}  // namespace CorvaneAgent::test
