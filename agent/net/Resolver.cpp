@@ -83,7 +83,7 @@ unsigned long startLookUp(const std::shared_ptr<LookUp>& work) {
         ::FreeLibrary(start->module);
         return code;
     }
-    start.release();
+    (void)start.release();  // the thread's now
     return 0;
 }
 

@@ -77,6 +77,17 @@ struct Server {
     std::unique_ptr<ITCPSocket> peer;
 };
 
+/// A datagram receiver on a port of its own.
+struct Receiver {
+    Receiver() {
+        std::string address;
+        EXPECT_EQ(0U, socket.Bind("127.0.0.1", 0));
+        EXPECT_EQ(0U, socket.GetLocalAddress(address, port));
+    }
+    UDPSocket socket;
+    unsigned short port = 0;
+};
+
 using Settings = std::vector<std::pair<std::string, std::string>>;
 
 struct SenderTest : testing::Test {
@@ -130,26 +141,22 @@ std::string Lines(int first, int end) {
 }  // namespace
 
 TEST_F(SenderTest, StreamsAreFramed) {
+    const std::string big(70'000, 'y');
     const struct {
-        const char *type, *framing;
+        const char *type, *host, *framing;
         std::vector<std::string> events;
         std::string expected;
     } rows[] = {
-        {"TCP", "LineFeed", {"one", "two"}, "one\ntwo\n"},
-        {"t", "LineFeed", {"a\r\nb", "\n", "c\r", ""}, "a\\r\\nb\n\\n\nc\\r\n"},
-        {"Tcp",
-         "OctetCounting",
-         {"one", "two\n<13>no", std::string(100, 'x')},
-         "3 one10 two\n<13>no100 " + std::string(100, 'x')},
-        {"TCP",
-         "OctetCounting",
-         {std::string(70'000, 'y'), "\xC3\xA4"},
-         "70000 " + std::string(70'000, 'y') + "2 \xC3\xA4"},
+        {"TCP", "localhost", "LineFeed", {"one", "two"}, "one\ntwo\n"},
+        {"t", "127.0.0.1", "LineFeed", {"a\r\nb", "\n", "c\r", ""}, "a\\r\\nb\n\\n\nc\\r\n"},
+        {"Tcp", "127.0.0.1", "OctetCounting", {"one", "two\n<13>"}, "3 one8 two\n<13>"},
+        {"TCP", "127.0.0.1", "OctetCounting", {big, "\xC3\xA4"}, "70000 " + big + "2 \xC3\xA4"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.expected.substr(0, 30));
         Server server;
-        Make(row.type, server.port, {{"Framing", row.framing}, {"MaxPayloadSize", "4"}});
+        Make(row.type, server.port,
+             {{"TargetAddress", row.host}, {"Framing", row.framing}, {"MaxPayloadSize", "4"}});
         for (const std::string& event : row.events) EXPECT_TRUE(Send(event));
         server.Accept();
         EXPECT_EQ(row.expected, server.Read(row.expected.size()));
@@ -172,18 +179,14 @@ TEST_F(SenderTest, DatagramsAreCutAtCharacters) {
         {"\xF0\x9F\x98\x80\xF0\x9F\x98\x80!", "\xF0\x9F\x98\x80\xF0\x9F\x98\x80"},
         {std::string(9, '\x80'), std::string(8, '\x80')},  // no text at all
     };
-    UDPSocket receiver;
-    ASSERT_EQ(0U, receiver.Bind("127.0.0.1", 0));
-    std::string address;
-    unsigned short port = 0;
-    ASSERT_EQ(0U, receiver.GetLocalAddress(address, port));
-    Make("UDP", port, {{"MaxPayloadSize", "8"}});
+    Receiver receiver;
+    Make("UDP", receiver.port, {{"MaxPayloadSize", "8"}});
     for (const auto& row : rows) {
         EXPECT_TRUE(Send(row.event));
         char buffer[100];
         std::size_t got = 0;
-        ASSERT_EQ(0U, receiver.WaitReadable(20'000));
-        EXPECT_EQ(0U, receiver.Receive(buffer, sizeof buffer, got));
+        ASSERT_EQ(0U, receiver.socket.WaitReadable(20'000));
+        EXPECT_EQ(0U, receiver.socket.Receive(buffer, sizeof buffer, got));
         EXPECT_EQ(row.expected, std::string(buffer, got));
     }
     sender->Close(20'000);
@@ -192,13 +195,9 @@ TEST_F(SenderTest, DatagramsAreCutAtCharacters) {
 }
 
 TEST_F(SenderTest, DatagramsThatNobodyTakesAreNoLoss) {
-    UDPSocket receiver;
-    ASSERT_EQ(0U, receiver.Bind("127.0.0.1", 0));
-    std::string address;
-    unsigned short port = 0;
-    ASSERT_EQ(0U, receiver.GetLocalAddress(address, port));
-    receiver.Close();
-    Make("UDP", port);
+    Receiver receiver;
+    receiver.socket.Close();
+    Make("UDP", receiver.port);
     for (int i = 0; i < 1000; ++i) EXPECT_TRUE(Send("nobody"));
     sender->Close(20'000);
     EXPECT_EQ("1000", Status("Sent"));
