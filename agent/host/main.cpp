@@ -57,7 +57,7 @@ Totals totalsOf(const AgentState& state) {
             if (name == "Damaged") totals.damaged += count;
             if (component != "DestinationManager") continue;  // the connections count the same events again
             if (endsWith(name, ".Sent")) totals.sent += count;
-            if (endsWith(name, ".SpoolEvents")) totals.spooled += count;
+            if (endsWith(name, ".SpoolBytes")) totals.spooled += count;
             if (name.find(".Dropped.") != std::string::npos) totals.dropped += count;
         }
     }
@@ -70,7 +70,7 @@ void printProgress(const AgentState& state) {
     if (now < next) return;
     next = now + 1000;
     const Totals totals = totalsOf(state);
-    print(stdout, "corvane-agent: read %I64u, sent %I64u, waiting in the spool %I64u, dropped %I64u\n",
+    print(stdout, "corvane-agent: read %I64u, sent %I64u, waiting in the spool %I64u bytes, dropped %I64u\n",
           totals.read, totals.sent, totals.spooled, totals.dropped);
     std::fflush(stdout);
 }
@@ -79,7 +79,7 @@ void printSummary(const AgentState& state) {
     const Totals totals = totalsOf(state);
     const double seconds = static_cast<double>(SteadyMilliseconds() - started) / 1000;
     print(stdout,
-          "corvane-agent: events read %I64u (damaged %I64u), sent %I64u, waiting in the spool %I64u, dropped "
+          "corvane-agent: events read %I64u (damaged %I64u), sent %I64u, waiting in the spool %I64u bytes, dropped "
           "%I64u\n"
           "corvane-agent: %.1f seconds, %.0f events a second\n"
           "corvane-agent: logs, statistics and state.json are in %s\n",
