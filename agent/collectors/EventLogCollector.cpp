@@ -196,7 +196,7 @@ Collector::Progress EventLogCollector::readFrom(EventLog& log, std::uint32_t nex
         if (!why && record.number != log.number + 1) why = "it has another number";
         if (why) {
             skip(log, why);
-            continue;
+            return Progress::kMore;  // its length may lie, so the next one is asked for by its number
         }
         if (!emit(log, record)) return Progress::kNothing;
         log.number = record.number;

@@ -14,7 +14,7 @@ constexpr std::size_t kMostBytes = 1024 * 1024;  // of an event
 constexpr std::size_t kLongestName = 64;
 
 bool endsName(char c) noexcept {
-    return c == '>' || c == ' ' || c == '/' || c == '\n' || c == '\r' || c == '\t';
+    return c == '>' || c == '<' || c == ' ' || c == '/' || c == '\n' || c == '\r' || c == '\t';
 }
 
 enum class Named { kEvent, kOther, kUnsure };
@@ -25,8 +25,10 @@ Named nameAt(const char* at, std::size_t left) noexcept {
     const std::size_t most = left < kLongestName ? left : kLongestName;
     const char* local = at;
     for (std::size_t i = 0; i < most; ++i) {
-        if (endsName(at[i]))
-            return at + i - local == 5 && std::memcmp(local, "Event", 5) == 0 ? Named::kEvent : Named::kOther;
+        if (endsName(at[i])) {
+            const bool event = at[i] != '<' && at + i - local == 5 && std::memcmp(local, "Event", 5) == 0;
+            return event ? Named::kEvent : Named::kOther;
+        }
         if (at[i] == ':') local = at + i + 1;
     }
     return most == kLongestName ? Named::kOther : Named::kUnsure;
@@ -39,11 +41,13 @@ unsigned long EventXmlReader::Attach(InputFile file, const FilePosition& positio
     characters_ = {"]]>"};
     instruction_ = {"?>"};
     consumed_ = 0;
+    ended_ = false;
     ordinal_ = position.ordinal;
     return stream_.Attach(std::move(file), position.offset);
 }
 
 EventXmlReader::Result EventXmlReader::Next(EventRecord& record, bool final) {
+    ended_ = ended_ && final;
     if (!findStart(final)) return Result::kNothing;
     const char* why = nullptr;
     std::size_t length = 0;
@@ -73,6 +77,7 @@ EventXmlReader::Result EventXmlReader::Next(EventRecord& record, bool final) {
 
 bool EventXmlReader::fill() {
     bool added = false;
+    if (ended_) return false;
     const unsigned long error = stream_.Fill(added);
     if (error != 0) {
         std::string text;
@@ -80,6 +85,7 @@ bool EventXmlReader::fill() {
             __FILE__, __FUNCTION__, __LINE__,
             WindowsAgentCommon::Format(text, "Error %lu reading at byte %I64u", error, stream_.Offset()));
     }
+    ended_ = !added;
     return added;
 }
 

@@ -72,6 +72,7 @@ private:
     Mark comment_{"-->"}, characters_{"]]>"}, instruction_{"?>"};
     std::uint64_t consumed_ = 0;  // bytes of the stream
     std::uint64_t ordinal_ = 0;
+    bool ended_ = false;  // the file's end was seen, and is final
 };
 
 }  // namespace CorvaneAgent

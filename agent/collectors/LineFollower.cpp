@@ -140,7 +140,7 @@ LineFollower::Result LineFollower::takeLine(std::size_t size, std::size_t feed) 
     searched_ = 0;
     moveTo(stream_.Offset());
     if (wasSkipping) return Result::kNothing;
-    if (feed == 1 && size > 0 && text[size - 1] == '\r') --size;
+    if (size > 0 && text[size - 1] == '\r') --size;
     RepairUtf8(text, size);
     cut_ = size > kLongestLine;
     line_ = {text, size};

@@ -103,21 +103,19 @@ bool TextStream::detect(const char* bytes, std::size_t size, std::size_t& mark) 
 unsigned long TextStream::Fill(bool& added) {
     added = false;
     if (!file_.IsOpen()) return 0;
-    if (head_ != 0) {
-        buffer_.erase(0, head_);
-        head_ = 0;
-    }
     raw_.resize(kPart);
     std::size_t got = 0;
     const unsigned long error = file_.Read(next_, raw_.data(), kPart, got);
     if (error != 0 || got == 0) return error;
     std::size_t mark = 0;
-    if (next_ == 0 && buffer_.empty()) {
+    if (next_ == 0) {
         // A file that was just begun may show the half of its byte-order mark.
         const bool certain = detect(raw_.data(), got, mark);
         const auto lead = static_cast<unsigned char>(raw_[0]);
         if (!certain && (lead >= 0xEF || lead == 0)) return 0;
     }
+    buffer_.erase(0, head_);
+    head_ = 0;
     const std::size_t before = buffer_.size();
     const std::size_t used = mark + decode(raw_.data() + mark, got - mark);
     if (mark != 0) offset_ = mark;

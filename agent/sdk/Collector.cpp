@@ -36,6 +36,29 @@ std::string computerName() {
     return ::GetComputerNameW(name, &size) ? ToUTF8(std::wstring(name, size)) : std::string("localhost");
 }
 
+[[noreturn]] void refuse(const std::string& message) {
+    throw InitializationException(__FILE__, __FUNCTION__, __LINE__, message);
+}
+
+/// Gives a setting that is there. Returns what is wrong with it, or an empty text.
+std::string readNumber(const EnvironmentBlock& settings, const std::string& name, unsigned int least,
+                       unsigned int most, unsigned int& out) {
+    std::string text, trouble;
+    if (!settings.GetStringValue(name, text, "")) return trouble;
+    unsigned int number = 0;
+    bool good = !text.empty() && text.size() <= 9;
+    for (const char c : text) {
+        good = good && c >= '0' && c <= '9';
+        number = number * 10 + static_cast<unsigned int>(c - '0');
+    }
+    if (good && number >= least && number <= most)
+        out = number;
+    else
+        Format(trouble, "%s is \"%s\", not a whole number from %u to %u", name.c_str(), text.c_str(), least,
+               most);
+    return trouble;
+}
+
 std::string safeName(std::string_view name) {
     std::string safe(name);
     for (char& c : safe) {
@@ -48,8 +71,7 @@ template <class Service>
 Service* findService() {
     const std::string name = Service::GetServiceName();
     auto* const service = dynamic_cast<Service*>(_getService(name));
-    if (!service)
-        throw InitializationException(__FILE__, __FUNCTION__, __LINE__, "There is no service " + name);
+    if (!service) refuse("There is no service " + name);
     return service;
 }
 
@@ -70,21 +92,9 @@ void Collector::GetDependencies(std::vector<std::string>& services) const {
 
 unsigned int Collector::ReadNumber(const EnvironmentBlock& settings, const std::string& name,
                                    unsigned int value, unsigned int least, unsigned int most) {
-    std::string text;
-    if (!settings.GetStringValue(name, text, "")) return value;
-    std::uint64_t number = 0;
-    bool good = !text.empty() && text.size() <= 9;
-    for (const char c : text) {
-        good = good && c >= '0' && c <= '9';
-        number = number * 10 + static_cast<unsigned char>(c - '0');
-    }
-    if (!good || number < least || number > most) {
-        std::string message;
-        Format(message, "%s is \"%s\", not a whole number from %u to %u", name.c_str(), text.c_str(), least,
-               most);
-        throw InitializationException(__FILE__, __FUNCTION__, __LINE__, message);
-    }
-    return static_cast<unsigned int>(number);
+    const std::string trouble = readNumber(settings, name, least, most, value);
+    if (!trouble.empty()) refuse(trouble);
+    return value;
 }
 
 InitializeResult Collector::Initialize(const EnvironmentBlock& settings) {
@@ -100,14 +110,11 @@ InitializeResult Collector::Initialize(const EnvironmentBlock& settings) {
     factory_ = findService<IPayloadFactory>();
     router_ = findService<IPayloadRouter>();
     barrier_ = dynamic_cast<IDeliveryBarrier*>(router_);
-    if (!barrier_)
-        throw InitializationException(__FILE__, __FUNCTION__, __LINE__,
-                                      "The payload router does not say when events are safe");
+    if (!barrier_) refuse("The payload router does not say when events are safe");
     const unsigned long error =
         findService<IPersistenceManager>()->OpenRecord("collector." + GetInstanceName(), record_);
     stop_.reset(::CreateEventW(nullptr, TRUE, FALSE, nullptr));
-    if (error != 0 || !stop_)
-        throw InitializationException(__FILE__, __FUNCTION__, __LINE__, "The position cannot be kept");
+    if (error != 0 || !stop_) refuse("The position cannot be kept");
     factory_->RegisterField("SyslogHeader", kPayloadText, headerId_);
     factory_->RegisterField("Other", kPayloadText, otherId_);
     eps_ = Reg_SimpleEPS(GetInstanceName());
@@ -122,7 +129,7 @@ void Collector::Start() {
     state_ = State::kRunning;
     if (activate(THR_NEW_LWP | THR_JOINABLE, 1) == -1) {
         state_ = State::kStopped;
-        throw InitializationException(__FILE__, __FUNCTION__, __LINE__, "The thread cannot be started");
+        refuse("The thread cannot be started");
     }
 }
 

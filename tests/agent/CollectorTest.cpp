@@ -28,6 +28,7 @@ EnvironmentBlock Settings(const std::string& path, bool follow = false) {
     settings.SetStringValue("Path", path);
     settings.SetBooleanValue("Follow", follow);
     settings.SetStringValue("PollInterval", "10");
+    settings.SetStringValue("CheckpointInterval", "100");
     settings.SetStringValue("Host", "box");
     return settings;
 }
