@@ -47,7 +47,8 @@ bool FileSink::Write(const LineBatch& batch) {
 }
 
 void FileSink::compose(const LineBatch& batch) {
-    const bool breaks = batch.text.find_first_of("\r\n") != std::string::npos;
+    const bool breaks =
+        batch.text.find('\r') != std::string::npos || batch.text.find('\n') != std::string::npos;
     out_.clear();
     out_.reserve(batch.text.size() + batch.lengths.size());
     std::size_t start = 0;

@@ -14,33 +14,45 @@ void appendNumber(std::string& out, std::uint64_t value, int bytes) {
 }
 
 std::uint32_t readNumber(const char* bytes) {
-    std::uint32_t value = 0;
-    for (int i = 3; i >= 0; --i) value = value << 8 | static_cast<unsigned char>(bytes[i]);
+    std::uint32_t value;  // little endian, as is every machine that this runs on
+    std::memcpy(&value, bytes, sizeof value);
     return value;
 }
 
-std::array<std::uint32_t, 256> makeTable() {
+using Tables = std::array<std::array<std::uint32_t, 256>, 4>;
+
+/// The first for a byte, the others for one with one to three bytes behind it.
+Tables makeTables() {
     constexpr std::uint32_t kPolynomial = 0xEDB88320;  // CRC-32 of IEEE 802.3, bits reversed
-    std::array<std::uint32_t, 256> table{};
-    for (std::uint32_t i = 0; i < table.size(); ++i) {
+    Tables tables{};
+    for (std::uint32_t i = 0; i < 256; ++i) {
         std::uint32_t value = i;
         for (int bit = 0; bit < 8; ++bit) value = value >> 1 ^ ((value & 1) != 0 ? kPolynomial : 0);
-        table[i] = value;
+        tables[0][i] = value;
     }
-    return table;
+    for (std::size_t t = 1; t < tables.size(); ++t)
+        for (std::size_t i = 0; i < 256; ++i) {
+            const std::uint32_t before = tables[t - 1][i];
+            tables[t][i] = before >> 8 ^ tables[0][before & 0xFF];
+        }
+    return tables;
+}
+
+std::uint32_t extend(std::uint32_t value, const char* bytes, std::size_t count) {
+    static const Tables tables = makeTables();
+    for (; count >= 4; count -= 4, bytes += 4) {
+        value ^= readNumber(bytes);
+        value = tables[3][value & 0xFF] ^ tables[2][value >> 8 & 0xFF] ^ tables[1][value >> 16 & 0xFF] ^
+                tables[0][value >> 24];
+    }
+    for (; count > 0; --count, ++bytes)
+        value = value >> 8 ^ tables[0][(value ^ static_cast<unsigned char>(*bytes)) & 0xFF];
+    return value;
 }
 
 /// Of the length field and the data, so that a run of zeros is no record.
 std::uint32_t checkValue(const char* length, const char* data, std::size_t size) {
-    static const std::array<std::uint32_t, 256> table = makeTable();
-    std::uint32_t value = 0xFFFFFFFF;
-    const auto take = [&value](const char* bytes, std::size_t count) {
-        for (std::size_t i = 0; i < count; ++i)
-            value = value >> 8 ^ table[(value ^ static_cast<unsigned char>(bytes[i])) & 0xFF];
-    };
-    take(length, 4);
-    take(data, size);
-    return ~value;
+    return ~extend(extend(0xFFFFFFFF, length, 4), data, size);
 }
 
 }  // namespace

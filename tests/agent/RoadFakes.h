@@ -19,6 +19,7 @@
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "agent/road/Sink.h"
+#include "tests/support/ImportPatch.h"
 
 #include <windows.h>
 
@@ -57,6 +58,24 @@ inline Lines Numbered(int first, int count) {
     for (int i = first; i < first + count; ++i) lines.push_back("event " + std::to_string(1000 + i));
     return lines;
 }
+
+/// Makes one of this program's writes of files fail, as on a full disk, with half of it done.
+class HalfWrites {
+public:
+    explicit HalfWrites(int before) : patch_(nullptr, "WriteFile", &Write) { before_ = before; }
+
+private:
+    static BOOL WINAPI Write(HANDLE file, const void* bytes, DWORD size, DWORD* written, OVERLAPPED* place) {
+        const auto write = reinterpret_cast<decltype(&Write)>(
+            reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32"), "WriteFile")));
+        if (before_-- != 0) return write(file, bytes, size, written, place);
+        write(file, bytes, size / 2, written, place);
+        ::SetLastError(ERROR_DISK_FULL);
+        return FALSE;
+    }
+    static inline int before_ = 0;
+    WindowsAgentCommon::test::ImportPatch<decltype(Write)> patch_;
+};
 
 template <class Interface>
 struct FakeService : ServiceComponentBase<Interface, ACE_Service_Object> {

@@ -11,10 +11,7 @@
 #include <map>
 #include <memory>
 
-#include "WindowsAgentCommon/AgentPaths.h"
 #include "WindowsAgentCommon/IComponentFactory.h"
-#include "WindowsAgentCommon/IConnectionFactory.h"
-#include "WindowsAgentCommon/ISocket.h"
 #include "agent/road/DestinationManager.h"
 #include "agent/road/DestinationSettings.h"
 #include "tests/agent/RoadFakes.h"
@@ -57,47 +54,14 @@ struct FakeComponents : IComponentFactory, ACE_Service_Object {
     std::map<std::string, IServiceComponent*> components;
 };
 
-struct FakeConnections : test::FakeService<IConnectionFactory> {
-    bool CreateSender(const EnvironmentBlock& wanted, std::shared_ptr<ISender>& out) override {
-        settings = wanted;
-        out = sender;
-        return true;
-    }
-    bool CreateSender(const std::string&, const EnvironmentBlock&, std::shared_ptr<ISender>&) override {
-        return false;
-    }
-    bool GetSender(const std::string&, std::shared_ptr<ISender>&) override { return false; }
-    void GetSenderNames(std::vector<std::string>&) override {}
-    bool CreateRawSocket(std::unique_ptr<IRawSocket>&) override { return false; }
-    bool CreateTCPSocket(std::unique_ptr<ITCPSocket>&) override { return false; }
-    bool CreateUDPSocket(std::unique_ptr<IUDPSocket>&) override { return false; }
-    bool CreateServerConnection(const EnvironmentBlock&,
-                                std::shared_ptr<IConfigurationServerConnection>&) override {
-        return false;
-    }
-    EnvironmentBlock settings;
-    std::shared_ptr<test::FakeSender> sender = std::make_shared<test::FakeSender>();
-};
-
-struct FakeRecords : test::FakeService<IPersistenceManager> {
-    unsigned long OpenRecord(const std::string&, std::shared_ptr<IPersistentRecord>& out) override {
-        out = std::make_shared<test::FakeRecord>();
-        return 0;
-    }
-    unsigned long Flush() override { return 0; }
-};
-
 using Settings = std::map<std::string, std::string>;
 
 class RouterTest : public testing::Test {
 protected:
     RouterTest() {
         disk_.base = folder_.Path();
-        components_.components = {{"PayloadFactory", &factory_},
-                                  {"DiskManager", &disk_},
-                                  {"PersistenceManager", &records_},
-                                  {"ConnectionFactory", &connections_},
-                                  {"DestinationManager", &manager_}};
+        components_.components = {
+            {"PayloadFactory", &factory_}, {"DiskManager", &disk_}, {"DestinationManager", &manager_}};
     }
     ~RouterTest() override { manager_.Shutdown(); }
     void Add(const std::string& name, const Settings& settings) {
@@ -130,8 +94,6 @@ protected:
     WindowsAgentCommon::test::TempFolder folder_;
     test::FakeFactory factory_;
     test::FakeDisk disk_;
-    FakeRecords records_;
-    FakeConnections connections_;
     ServiceConfig config_;
     DestinationManager manager_;
     PayloadRouter router_;
@@ -185,24 +147,6 @@ TEST_F(RouterTest, RoutesDecideWhoGetsAnEventAndGiveItOnce) {
     EnvironmentBlock settings;
     settings.SetStringValue("Route", "nowhere");
     EXPECT_THROW(router_.Initialize(settings), InitializationException);
-}
-
-TEST_F(RouterTest, ANetworkDestinationSendsByItsSpool) {
-    Add("central", {{"Type", "TCP"}, {"TargetAddress", "host"}, {"Framing", "OctetCounting"}});
-    Start({"central"});
-    manager_.Start();
-    std::string value;
-    EXPECT_TRUE(connections_.settings.GetStringValue("Framing", value, "") && value == "OctetCounting");
-    EXPECT_TRUE(connections_.settings.GetStringValue("DiscardOnLoss", value, "") && value == "T");
-    ASSERT_TRUE(router_.Route(PayloadOf("line")).IsQueued());
-    ASSERT_TRUE(router_.WaitUntilSafe(30'000)) << "although nothing is connected";
-    EnvironmentBlock status;
-    manager_.GetStatus(status);
-    EXPECT_EQ(test::Value(status, "central.Spooled"), 1U);
-    EXPECT_EQ(test::Value(status, "central.SpoolTotalBytes"), 28U);
-    EXPECT_TRUE(folder_.Has(L"spool\\central\\0000000001.spool"));
-    connections_.sender->Connect(true);
-    ASSERT_TRUE(connections_.sender->WaitFor(1));
 }
 
 TEST_F(RouterTest, ASettingThatCannotBeUsedIsNamedWithItsValue) {

@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "tests/agent/RoadFakes.h"
-#include "tests/support/ImportPatch.h"
 #include "tests/support/TempFolder.h"
 
 namespace CorvaneAgent {
@@ -78,9 +77,11 @@ TEST_F(SpoolTest, GivesBackEveryByteInOrderAcrossSegmentsAndRestarts) {
 
 TEST_F(SpoolTest, WritesTheDocumentedBytes) {
     Open();
-    ASSERT_EQ(spool_->Append(BatchOf({"ab"})), Result::kWritten);
-    EXPECT_EQ(folder_.Read(kFirst),
-              std::string("CVSPOOL1\1\0\0\0\0\0\0\0\2\0\0\0\x3A\x5A\x50\x23", 24) + "ab");
+    ASSERT_EQ(spool_->Append(BatchOf({"ab", "0123456789"})), Result::kWritten);
+    EXPECT_EQ(folder_.Read(kFirst), std::string("CVSPOOL1\1\0\0\0\0\0\0\0\2\0\0\0\x3A\x5A\x50\x23"
+                                                "ab\n\0\0\0\xEC\x0C\x82\x46"
+                                                "0123456789",
+                                                44));
 }
 
 TEST_F(SpoolTest, CutsATornEndWhereverItWasTorn) {
@@ -187,25 +188,12 @@ TEST_F(SpoolTest, APositionInsideARecordGoesBackToTheSegmentsBeginning) {
     }
 }
 
-int failAt = -1;  // which write fails, with half of it done
-
-BOOL WINAPI HalfWrite(HANDLE file, const void* bytes, DWORD size, DWORD* written, OVERLAPPED* place) {
-    const auto write = reinterpret_cast<decltype(&HalfWrite)>(
-        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32"), "WriteFile")));
-    if (failAt-- != 0) return write(file, bytes, size, written, place);
-    write(file, bytes, size / 2, written, place);
-    ::SetLastError(ERROR_DISK_FULL);
-    return FALSE;
-}
-
 TEST_F(SpoolTest, AWriteThatFailsHalfwayLeavesNothingBehind) {
     Open();
     for (int row = 0; row < 3; ++row) {
         SCOPED_TRACE(row);
-        failAt = row % 2;
         {
-            const WindowsAgentCommon::test::ImportPatch<decltype(HalfWrite)> patch(nullptr, "WriteFile",
-                                                                                   &HalfWrite);
+            const test::HalfWrites patch(row % 2);
             if (row % 2 == 1) {
                 ASSERT_EQ(spool_->Append(BatchOf(Numbered(row * 2, 1))), Result::kWritten);
             }
