@@ -79,7 +79,8 @@ void printSummary(const AgentState& state) {
     const Totals totals = totalsOf(state);
     const double seconds = static_cast<double>(SteadyMilliseconds() - started) / 1000;
     print(stdout,
-          "corvane-agent: events read %I64u (damaged %I64u), sent %I64u, waiting in the spool %I64u bytes, dropped "
+          "corvane-agent: events read %I64u (damaged %I64u), sent %I64u, waiting in the spool %I64u bytes, "
+          "dropped "
           "%I64u\n"
           "corvane-agent: %.1f seconds, %.0f events a second\n"
           "corvane-agent: logs, statistics and state.json are in %s\n",

@@ -194,7 +194,11 @@ int DestinationManager::svc() {
 }
 
 void DestinationManager::GetStatus(EnvironmentBlock& status) const {
-    for (const auto& destination : all()) destination->AddStatus(status);
+    const Destinations destinations = all();
+    for (const auto& destination : destinations) destination->AddStatus(status);
+    if (!destinations.empty()) return;
+    const Guard guard(lock_);
+    for (const auto& [name, value] : final_.Entries()) status.SetStringValue(name, value);
 }
 
 void DestinationManager::Shutdown() {
@@ -208,6 +212,11 @@ void DestinationManager::Shutdown() {
     }
     wait();
     stop(destinations);
+    if (destinations.empty()) return;
+    EnvironmentBlock final;
+    for (const auto& destination : destinations) destination->AddStatus(final);
+    const Guard guard(lock_);
+    std::swap(final_, final);
 }
 
 /// Side by side as far as it goes: none takes anything new while the others write.

@@ -66,6 +66,7 @@ private:
     mutable ACE_Thread_Mutex lock_;  // guards what follows
     ACE_Condition_Thread_Mutex changed_;
     Destinations destinations_;
+    WindowsAgentCommon::EnvironmentBlock final_;  // what the destinations counted before they were shut down
     bool stopping_ = false;
 };
 

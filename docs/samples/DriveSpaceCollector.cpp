@@ -72,7 +72,7 @@ private:
 
 }  // namespace
 
-extern "C" __declspec(dllexport) ACE_Service_Object* _make_DriveSpaceCollector(
-    ACE_Service_Object_Exterminator* exterminator) {
+extern "C" __declspec(dllexport)
+    ACE_Service_Object* _make_DriveSpaceCollector(ACE_Service_Object_Exterminator* exterminator) {
     return CorvaneAgent::MakeService<DriveSpaceCollector>(exterminator);
 }
