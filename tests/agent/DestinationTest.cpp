@@ -156,11 +156,11 @@ protected:
 };
 
 TEST_F(DestinationTest, KeepsTheOrderWithSeveralWorkersAndLosesNothingWhenFull) {
-    Make(1000, 4);
+    Make(10'000, 4);
     sink_->open = false;
     int sent = 0;
     while (destination_->Send(PayloadOf(Numbered(sent, 1)[0])).IsQueued()) ++sent;
-    EXPECT_EQ(sent, 1000);
+    EXPECT_EQ(sent, 10'000);
     for (int second = 1; second <= 10; ++second) destination_->Tick(second * 1000);
     EXPECT_EQ(Status("Workers"), 4U) << "the queue is full";
     EXPECT_FALSE(destination_->WaitUntilSafe(1));
