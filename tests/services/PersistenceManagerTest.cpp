@@ -23,6 +23,7 @@
 #include "tests/support/LogLines.h"
 #include "tests/support/Program.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/Thread.h"
 
 #include <windows.h>
 
@@ -157,6 +158,10 @@ TEST_F(PersistenceManagerTest, WritesWhatIsSavedMeanwhileOnceAndLosesNothingAtTh
             EXPECT_EQ(DWORD{ERROR_INVALID_DATA}, record->Save(Block(std::string(tooLong, 'x'))));
         EXPECT_EQ("100", Load(record));
         EXPECT_EQ("1", Status("RecordsWaiting"));
+        const test::Thread beside([&] {
+            const DWORD error = manager->Flush();
+            EXPECT_TRUE(error == 0 || error == ERROR_SERVICE_NOT_ACTIVE) << error;
+        });
         on.signal();
         manager->Shutdown();
     }
