@@ -34,16 +34,19 @@ public:
     bool IsBrief() const { return brief_; }
 
     /// ours, peer: callables that do one operation. operations: how many make one timed round. fullRounds:
-    /// how many rounds there are when they are not brief.
-    template <class Ours, class Peer>
-    void Run(const char* name, const char* peerName, int operations, Ours ours, Peer peer,
-             int fullRounds = 201) {
+    /// how many rounds there are when they are not brief. tidy: called after each round, not timed.
+    template <class Ours, class Peer, class Tidy = void (*)()>
+    void Run(
+        const char* name, const char* peerName, int operations, Ours ours, Peer peer, int fullRounds = 201,
+        Tidy tidy = [] {}) {
         const int rounds = brief_ ? 3 : fullRounds;
         if (brief_) operations = std::max(1, operations / 100);
         std::vector<double> ourTimes, peerTimes;
         for (int round = 0; round < rounds; ++round) {
             ourTimes.push_back(Time(operations, ours));
+            tidy();
             peerTimes.push_back(Time(operations, peer));
+            tidy();
         }
         const double ourMedian = Percentile(ourTimes, 50), peerMedian = Percentile(peerTimes, 50);
         std::printf("%-34s %10.1f %10.1f   %-22s %10.1f %10.1f %7.2f\n", name, ourMedian,

@@ -68,18 +68,22 @@ Target readTarget(const EnvironmentBlockHelper& settings) {
     const int defaultPort = port > 0 ? port : kDefaultPort;
     settings.GetStringValue("TargetAddress", target.address, host);
     settings.GetIntegerValue("TargetPort", target.port, defaultPort);
-    if (port < 0 || target.port < 1 || target.port > 65535) {
-        logger().Warn("The port of the status server is not in 1 to 65535; taking %d", defaultPort);
-    }
-    if (target.port < 1 || target.port > 65535) target.port = defaultPort;
+    const bool isPort = target.port >= 1 && target.port <= 65535;
+    if (!isPort) target.port = defaultPort;
+    if (port < 0 || !isPort)
+        logger().Warn("The port of the status server is not in 1 to 65535; taking %d", target.port);
     return target;
+}
+
+int positive(const EnvironmentBlockHelper& settings, const char* name, int defaultValue) {
+    int value = 0;
+    settings.GetIntegerValue(name, value, defaultValue);
+    return value > 0 ? value : defaultValue;
 }
 
 void setPositive(const EnvironmentBlockHelper& settings, const char* name, int defaultValue,
                  EnvironmentBlock& out) {
-    int value = 0;
-    settings.GetIntegerValue(name, value, defaultValue);
-    out.SetIntegerValue(name, value > 0 ? value : defaultValue);
+    out.SetIntegerValue(name, positive(settings, name, defaultValue));
 }
 
 EnvironmentBlock senderSettings(const EnvironmentBlockHelper& settings, const Target& target) {
@@ -141,10 +145,8 @@ void TOLVLogMonitor::Initialize(const std::multimap<std::string, std::string>& s
     Shutdown();
     const EnvironmentBlockHelper helper(settings);
     const Target target = readTarget(helper);
-    int minimumLevel = 0;
-    helper.GetIntegerValue("LogMonitor.Level", minimumLevel, static_cast<int>(kMonitorWarn));
     State state;
-    state.minimumLevel = minimumLevel;
+    state.minimumLevel = positive(helper, "LogMonitor.Level", kMonitorWarn);
     state.localHost = localHostName();
     state.destination = target.address;
     helper.GetStringValue("ApplicationIdentifier", state.applicationIdentifier, std::string());

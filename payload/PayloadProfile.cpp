@@ -34,7 +34,8 @@ std::pair<unsigned int, std::int64_t> LegacyPayloadProfile::GetFieldTypeInfo(con
     const auto known = PayloadProfile::GetFieldTypeInfo(name);
     if (known.second != 0) return known;
     AddField(name, kPayloadText);
-    return PayloadProfile::GetFieldTypeInfo(name);
+    const auto added = PayloadProfile::GetFieldTypeInfo(name);
+    return added.second != 0 ? GetFieldTypeInfo(name) : added;  // a derived class's; never without end
 }
 
 }  // namespace WindowsAgentCommon

@@ -139,9 +139,9 @@ void TOLVEventInformation::SerializeTo(ACE_Message_Block* block) const {
         AppendNumber(bytes, static_cast<std::uint16_t>(field));
         AppendText(bytes, text);
     }
-    // A write position behind the end would make copy() believe in four gigabytes of room.
-    const bool isInOrder =
-        block != nullptr && block->data_block() != nullptr && block->wr_ptr() <= block->mark();
+    // A write position outside the buffer would make copy() believe in room that is not there.
+    const bool isInOrder = block != nullptr && block->data_block() != nullptr &&
+                           block->wr_ptr() >= block->base() && block->wr_ptr() <= block->mark();
     if (!isInOrder || block->copy(bytes.data(), bytes.size()) != 0) {
         throw UnmarshalMemoryException(__FILE__, __FUNCTION__, __LINE__,
                                        "The block has no room for the event record");

@@ -3,8 +3,6 @@
 
 #include <ace/Dynamic_Service.h>
 
-#include <exception>
-
 namespace WindowsAgentCommon {
 
 namespace {
@@ -29,8 +27,8 @@ IServiceComponent* _getService(std::string name) {
         IServiceComponent* const component = factory->GetComponent(name);
         if (!component) logger().Debug("Unable to get service %s", name.c_str());
         return component;
-    } catch (const std::exception&) {
-        return nullptr;  // what a factory or a lack of memory may throw: a look-up never throws
+    } catch (...) {
+        return nullptr;  // whatever a factory or a lack of memory may throw: a look-up never throws
     }
 }
 

@@ -77,6 +77,7 @@ InitializeResult PersistenceManager::Initialize(const EnvironmentBlock& settings
     writer_->Open(folder);
     if (activate(THR_NEW_LWP | THR_JOINABLE, 1) != 0) {
         writer_->Close();
+        writer_->Run();  // in place of the thread: somebody may have saved or asked for a flush meanwhile
         throw InitializationException(__FILE__, __FUNCTION__, __LINE__,
                                       "The thread that writes records cannot be started");
     }

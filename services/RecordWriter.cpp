@@ -68,13 +68,13 @@ unsigned long RecordWriter::Put(const std::wstring& file, const std::string& nam
         const auto found = waiting_.find(file);
         const std::size_t before = found != waiting_.end() ? found->second.Cost() : 0;
         if (waitingBytes_ - before + cost > kMostWaiting) return ERROR_NOT_ENOUGH_QUOTA;
-        waitingBytes_ += cost - before;
         if (found == waiting_.end()) {
             waiting_.emplace(file, std::move(fresh));
         } else {
             found->second.bytes.swap(fresh.bytes);  // the old ones are freed without the lock
             ++found->second.version;
         }
+        waitingBytes_ += cost - before;
     }
     wake_.signal();
     return ERROR_SUCCESS;

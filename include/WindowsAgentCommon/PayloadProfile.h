@@ -34,7 +34,7 @@ public:
     LegacyPayloadProfile();
     ~LegacyPayloadProfile() override;
 
-    /// Throws as AddField for a name that is new.
+    /// Throws as AddField for a name that is new, and then asks again, a class that overrides this included.
     std::pair<unsigned int, std::int64_t> GetFieldTypeInfo(const std::string& name) override;
 };
 

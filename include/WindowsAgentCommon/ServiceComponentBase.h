@@ -10,12 +10,12 @@ namespace WindowsAgentCommon {
 
 /// Joins a service interface with an ACE base class (ACE_Service_Object, KORTask) and supplies what all
 /// components share. A component derives from it and adds Initialize, Shutdown, its interface's operations
-/// and whatever else differs.
+/// and whatever else differs. The ACE part is constructed first, and destroyed last.
 ///
 /// Nothing of it needs a lock: the configuration is set before the component is shared, and the status flag
 /// is atomic.
 template <class Interface, class AceBase>
-class ServiceComponentBase : public Interface, public AceBase {
+class ServiceComponentBase : public AceBase, public Interface {
 public:
     void Configure(const ServiceConfig& config) override { config_ = config; }
     const ServiceConfig& GetServiceConfig() const override { return config_; }

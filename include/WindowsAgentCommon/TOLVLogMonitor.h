@@ -15,20 +15,23 @@ class ISender;
 /// Sends the agent's own log lines to the status server as events. The host makes one, initialises it and
 /// installs it in the LoggerFactory; it uninstalls it before it destroys it. Any thread may call anything.
 ///
-/// Settings of Initialize:
+/// Settings of Initialize. In texts, "%NAME%" stands for the environment variable; a number that is not
+/// positive, or no number, is replaced by the default.
 ///
 /// | Key | Default | Meaning |
 /// |---|---|---|
 /// | LogMonitor.Socket.Type | UDP | a text that begins with T or t: TCP; anything else: UDP |
-/// | LogMonitor.Socket.* | - | passed on to the sender under what stands behind the last dot of this pattern
-/// | | LogMonitor.Level | 4 | lowest level forwarded, as a MessageLevel_t (4: warnings and above) | |
-/// ConfigurationServer | - | the central server: "host", "host:port", "[v6 address]:port" | | StatusServer |
-/// ConfigurationServer | the server that receives the lines, in the same form | | ApplicationIdentifier | - |
-/// appended to the category as it is | | QueueLowWaterMark | 999500 | of the sender's queue, bytes | |
-/// QueueHighWaterMark | 1000000 | of the sender's queue, bytes | | TargetAddress | host of the status server
-/// | where the lines are sent | | TargetPort | port of the status server, else 514 | 1 to 65535; anything
-/// else: the default, with a warning | | MaxPayloadSize | 1020, TCP 32000 | largest event in bytes | |
-/// PayloadBuilderType | TOLVPayloadBuilder | passed on to the sender |
+/// | LogMonitor.Socket.* | - | passed on to the sender under what stands behind "Socket." |
+/// | LogMonitor.Level | 4 | lowest level forwarded, as a MessageLevel_t; above 6: none |
+/// | ConfigurationServer | - | the central server: "host", "host:port", "[v6 address]:port" |
+/// | StatusServer | ConfigurationServer | the server that receives the lines, in the same form |
+/// | ApplicationIdentifier | - | appended to the category |
+/// | QueueLowWaterMark | 999500 | of the sender's queue, bytes |
+/// | QueueHighWaterMark | 1000000 | of the sender's queue, bytes |
+/// | TargetAddress | host of the status server | where the lines are sent |
+/// | TargetPort | port of the status server, else 514 | any but 1 to 65535: the default, with a warning |
+/// | MaxPayloadSize | 1020, TCP 32000 | largest event in bytes |
+/// | PayloadBuilderType | TOLVPayloadBuilder | passed on to the sender |
 class CORVANE_API TOLVLogMonitor : public ILogMonitor {
 public:
     TOLVLogMonitor();

@@ -1,3 +1,4 @@
+#include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/PayloadMappings.h"
 #include "WindowsAgentCommon/PayloadProfile.h"
@@ -6,6 +7,7 @@
 #include "WindowsAgentCommon/StringRegistry.h"
 #include "WindowsAgentCommon/SyslogPayloadBuilder.h"
 #include "tests/payload/PayloadServices.h"
+#include "tests/support/LogLines.h"
 
 #include <ace/Dynamic_Service.h>
 #include <gtest/gtest.h>
@@ -20,7 +22,10 @@ TEST(PayloadFactory, TakesTheMappingThatIsConfigured) {
         {"PayloadMappingv2", false},
         {"payloadmappingv1", false},  // deliberate, like any other text
         {"", false}};
+    LogLines lines;
+    CorvaneLogger::CV_Logger::Logger("Code.PayloadFactory").Reset(&lines.base);
     for (const auto& [setting, isFirst] : rows) {
+        lines.text.clear();
         const PayloadServices services(setting);
         std::shared_ptr<IPayload> payload;
         services.factory.CreatePayload(payload);
@@ -30,7 +35,10 @@ TEST(PayloadFactory, TakesTheMappingThatIsConfigured) {
         services.factory.Initialize(other);  // is initialised already
         services.factory.CreatePayload(payload);
         EXPECT_EQ(isFirst, dynamic_cast<Payloadv1*>(payload.get()) != nullptr) << setting;
+        services.factory.Shutdown();
+        EXPECT_EQ("300 Payload factory initialized.\n300 Payload factory shut down.\n", lines.text);
     }
+    CorvaneLogger::CV_Logger::TheLogger().FixBaseLoggers();
 }
 
 TEST(PayloadFactory, GivesIdsByNameAndQualifierAndNamesById) {
@@ -112,6 +120,24 @@ TEST(PayloadProfile, IsStrictOrLenient) {
     lenient->AddField("f", 5);
     EXPECT_EQ(Info(first, 5), lenient->GetFieldTypeInfo("f"));
     for (int i = 0; i < 2; ++i) EXPECT_EQ(Info(second, 1), lenient->GetFieldTypeInfo("g"));
+
+    struct Derived : LegacyPayloadProfile {
+        explicit Derived(std::int64_t type) : typeInfo(type) {}
+        void AddField(const std::string& name, const std::int64_t&) override {
+            PayloadProfile::AddField(name, typeInfo);
+        }
+        Info GetFieldTypeInfo(const std::string& name) override {
+            ++asked;
+            return LegacyPayloadProfile::GetFieldTypeInfo(name);
+        }
+        const std::int64_t typeInfo;
+        int asked = 0;
+    };
+    for (const auto& [typeInfo, asked] : {std::pair(5, 2), std::pair(0, 1)}) {  // 0 is asked for no further
+        Derived derived(typeInfo);
+        EXPECT_EQ(typeInfo, derived.GetFieldTypeInfo("f").second);
+        EXPECT_EQ(asked, derived.asked);
+    }
 }
 
 TEST(StreamRoutingResult, TellsErrorsFromFailures) {

@@ -1,10 +1,12 @@
 #include "WindowsAgentCommon/SyslogPayloadBuilder.h"
 
+#include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/PayloadProfile.h"
 #include "WindowsAgentCommon/Payloads.h"
 #include "WindowsAgentCommon/StringRegistry.h"
 #include "tests/payload/PayloadServices.h"
+#include "tests/support/LogLines.h"
 
 #include <ace/Time_Value.h>
 #include <gtest/gtest.h>
@@ -122,6 +124,16 @@ TEST_F(SyslogPayloadBuilderTest, LeavesOutWholePiecesWhenTheBodyIsFull) {
     SyslogPayloadBuilderVisitor visitor("; ", "::");
     for (int i = 0; i < 2; ++i) visitor.Visit(Id("f"), {1, std::string("1")}, 0);
     EXPECT_EQ("f::1;f::1", visitor.GetPayload());  // deliberately the first character alone
+}
+
+TEST_F(SyslogPayloadBuilderTest, TracesThePayloadsSize) {
+    LogLines lines;
+    CorvaneLogger::CV_Logger::Logger("Code.SyslogPayloadBuilder").Reset(&lines.base);
+    Add("f", 1, std::string("1"));
+    const std::string size = std::to_string(payload.GetMessageBlock()->total_length());
+    Build();
+    EXPECT_EQ("500 Building payload size " + size + "\n", lines.text);
+    CorvaneLogger::CV_Logger::TheLogger().FixBaseLoggers();
 }
 
 TEST_F(SyslogPayloadBuilderTest, WritesAnEmptyNameAsLongAsTheIdIsUnknown) {

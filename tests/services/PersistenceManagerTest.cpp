@@ -10,16 +10,20 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <set>
 #include <sstream>
+#include <utility>
 #include <vector>
 
 #include "tests/support/ImportPatch.h"
 #include "tests/support/LogLines.h"
 #include "tests/support/Program.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/Thread.h"
 
 #include <windows.h>
 
@@ -154,6 +158,10 @@ TEST_F(PersistenceManagerTest, WritesWhatIsSavedMeanwhileOnceAndLosesNothingAtTh
             EXPECT_EQ(DWORD{ERROR_INVALID_DATA}, record->Save(Block(std::string(tooLong, 'x'))));
         EXPECT_EQ("100", Load(record));
         EXPECT_EQ("1", Status("RecordsWaiting"));
+        const test::Thread beside([&] {
+            const DWORD error = manager->Flush();
+            EXPECT_TRUE(error == 0 || error == ERROR_SERVICE_NOT_ACTIVE) << error;
+        });
         on.signal();
         manager->Shutdown();
     }
@@ -170,6 +178,31 @@ TEST_F(PersistenceManagerTest, WritesWhatIsSavedMeanwhileOnceAndLosesNothingAtTh
     Restart();
     EXPECT_EQ(std::string(4079, 'y'), Load(Open("a")));
     EXPECT_EQ("error 2", Load(untouched));
+}
+
+Record savedMeanwhile;
+
+std::uintptr_t NoThread(void*, unsigned, unsigned(__stdcall*)(void*), void*, unsigned, unsigned*) {
+    EnvironmentBlock block;
+    block.SetStringValue("value", "taken");
+    EXPECT_EQ(0u, savedMeanwhile->Save(block));
+    errno = EAGAIN;
+    return 0;
+}
+
+TEST_F(PersistenceManagerTest, WithoutAThreadLosesNothingThatItTook) {
+    Restart();
+    savedMeanwhile = Open("a");
+    manager->Shutdown();
+    {
+        const test::ImportPatch<decltype(NoThread)> patch(L"libACE.dll", "_beginthreadex", NoThread);
+        EXPECT_THROW(manager->Initialize(settings), InitializationException);
+    }
+    EXPECT_EQ(1u, Files().size());
+    EXPECT_EQ(DWORD{ERROR_SERVICE_NOT_ACTIVE}, std::exchange(savedMeanwhile, nullptr)->Remove());
+    EXPECT_EQ(DWORD{ERROR_SERVICE_NOT_ACTIVE}, manager->Flush());
+    Restart();
+    EXPECT_EQ("taken", Load(Open("a")));
 }
 
 BOOL WINAPI FullDisk(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) {

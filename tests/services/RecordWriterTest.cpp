@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <new>
 
 #include "tests/support/FakeClock.h"
 #include "tests/support/ImportPatch.h"
@@ -63,6 +64,22 @@ TEST(RecordWriter, TriesAgainAtIntervalsOfTheSteadyClockWithoutKeepingOthersWait
     }
     EXPECT_EQ(7, moves[L'a']);
     EXPECT_EQ(200, clock.SleptMilliseconds());
+}
+
+void* NoMemory(std::size_t) { return nullptr; }
+
+TEST(RecordWriter, RefusesWithoutMemoryAndAccountsForNothing) {
+    EnsureAceInitialized();
+    RecordWriter writer;
+    writer.Open(L"");
+    const std::wstring file = L"f";
+    const auto bytes = std::make_shared<std::string>(1000, 'x');
+    {
+        const test::ImportPatch<decltype(NoMemory)> patch(L"libstdc++-6.dll", "malloc", NoMemory);
+        EXPECT_THROW(writer.Put(file, "name", bytes), std::bad_alloc);
+    }
+    EXPECT_EQ(0u, writer.GetStatus().bytes);
+    EXPECT_EQ(0u, writer.GetStatus().records);
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <stdexcept>
 
 #include "tests/support/LogLines.h"
 #include "tests/support/TestFactory.h"
@@ -15,7 +14,7 @@ namespace WindowsAgentCommon {
 namespace {
 
 struct ThrowingFactory : test::TestFactory {
-    IServiceComponent* GetComponent(const std::string&) override { throw std::runtime_error("meant"); }
+    IServiceComponent* GetComponent(const std::string&) override { throw "no std::exception"; }
 };
 
 TEST(ServiceLookup, FindsWhatTheRegisteredFactoryKnowsAndLogsEachFailureOnce) {
@@ -51,6 +50,7 @@ TEST(ServiceLookup, FindsWhatTheRegisteredFactoryKnowsAndLogsEachFailureOnce) {
             EXPECT_EQ(row.log, lines.text);
         }
     }
+    EXPECT_LT(static_cast<void*>(service.get()), static_cast<void*>(component)) << "the ACE part comes first";
     EXPECT_EQ("PayloadFactory", IPayloadFactory::GetServiceName());
     CorvaneLogger::CV_Logger::TheLogger().FixBaseLoggers();
 }

@@ -3,8 +3,12 @@
 // Exit code: 0 flat, 1 something grew or failed, 2 wrong use.
 
 #include "WindowsAgentCommon/IDiskManager.h"
+#include "WindowsAgentCommon/IPayload.h"
+#include "WindowsAgentCommon/IPayloadFactory.h"
+#include "WindowsAgentCommon/IPayloadProfile.h"
 #include "WindowsAgentCommon/IPersistenceManager.h"
 #include "WindowsAgentCommon/ServiceFactories.h"
+#include "WindowsAgentCommon/SyslogPayloadBuilder.h"
 
 #include <atomic>
 #include <cstdio>
@@ -77,17 +81,61 @@ void Persist(const std::string& name, int round) {
 
 void Reserve() {
     auto* const manager = Service<IDiskManager>();
-    if (!manager) return;  // not among the services
-    Check(manager->ReserveSpace(1, 1000), "reserving");
+    Check(manager && manager->ReserveSpace(1, 1000), "reserving");
     manager->ReleaseSpace(1, 1000);
 }
 
+/// One event, from fields to line, and once more from the blocks of a chain.
+void Render(IPayloadBuilder& builder, int round) {
+    auto* const factory = Service<IPayloadFactory>();
+    std::shared_ptr<IPayloadProfile> profile;
+    std::shared_ptr<IPayload> payload, received;
+    factory->CreatePayloadProfile(profile);
+    factory->CreatePayload(payload);
+    profile->AddField("SyslogHeader", kPayloadText);
+    profile->AddField("event", kPayloadInteger64);
+    profile->AddField("message", kPayloadText | kPayloadDeferred);
+    profile->AddField("user", kPayloadWideText);
+    const std::string message(static_cast<std::size_t>(round % 5000), 'm');
+    const bool added = payload->AddField(*profile, "SyslogHeader", std::string("<13>host ")) &&
+                       payload->AddField(*profile, "message", message) &&
+                       payload->AddField(*profile, "event", std::int64_t{round}) &&
+                       payload->AddField(*profile, "user", std::wstring(L"me"));
+    Check(added && !payload->AddField(*profile, "unknown", true), "filling a payload");
+    const std::string expected = "<13>host event=" + std::to_string(round) + "\tuser=me\tmessage=" + message;
+    std::string line;
+    builder.BuildPayloadString(*payload->Clone(), line);
+    Check(line == expected, "a payload's line");
+    Check(factory->ReadPayload(payload->GetMessageBlock(), received), "reading a payload");
+    builder.BuildPayloadString(*received, line);
+    Check(line == expected, "the line of a payload that was read");
+}
+
 void Work(int thread) {
+    const auto builder = std::make_unique<SyslogPayloadBuilder>();
+    std::shared_ptr<IPayloadBuilder> made;
     for (int round = 1; !stop; ++round, ++rounds) {
         Check(!_getService("NoSuchService"), "an unknown service");
         Persist("record " + std::to_string(thread * 10 + round % 10), round);
         Reserve();
+        if (round % 100 == 1)
+            Check(Service<IPayloadFactory>()->CreatePayloadBuilder("SyslogPayloadBuilder", made),
+                  "a builder");
+        Render(*builder, round);
+        Render(*made, round);
     }
+}
+
+/// Makes a service, initialises it and puts it under the factory's names.
+template <class Interface>
+std::unique_ptr<ACE_Service_Object> Start(IComponentFactory& factory, const EnvironmentBlock& settings,
+                                          ACE_Service_Object* made) {
+    std::unique_ptr<ACE_Service_Object> service(made);
+    auto* const component = dynamic_cast<Interface*>(made);
+    component->Initialize(settings);
+    factory.RegisterComponent(Interface::GetServiceName(), component);
+    component->Start();
+    return service;
 }
 
 /// Whether handles and memory stay within what the first fifth of the time took.
@@ -109,12 +157,13 @@ int main(int argc, char** argv) {
     const test::TempFolder folder;
     auto* const factory = new test::TestFactory;
     const test::RegisteredFactory registered(factory);  // owns it
-    const std::unique_ptr<ACE_Service_Object> service(_make_PersistenceManager(nullptr));
-    auto* const persistence = dynamic_cast<IPersistenceManager*>(service.get());
-    EnvironmentBlock settings;
-    settings.SetStringValue("BasePath", folder.Narrow("records"));
-    persistence->Initialize(settings);
-    factory->RegisterComponent(IPersistenceManager::GetServiceName(), persistence);
+    EnvironmentBlock records, disk;
+    records.SetStringValue("BasePath", folder.Narrow("records"));
+    disk.SetStringValue("BasePath", folder.Narrow("disk"));
+    const std::unique_ptr<ACE_Service_Object> services[] = {
+        Start<IPersistenceManager>(*factory, records, _make_PersistenceManager(nullptr)),
+        Start<IPayloadFactory>(*factory, {}, _make_PayloadFactory(nullptr)),
+        Start<IDiskManager>(*factory, disk, _make_DiskManager(nullptr))};
 
     bool flat = false;
     {
@@ -123,6 +172,6 @@ int main(int argc, char** argv) {
         flat = Watch(seconds);
         stop = true;
     }
-    persistence->Shutdown();
+    for (const auto& service : services) service->fini();
     return flat && failures == 0 ? 0 : 1;
 }

@@ -1,0 +1,88 @@
+#include "WindowsAgentCommon/Heartbeat.h"
+
+#include "CorvaneLogger/CV_Logger.h"
+#include "WindowsAgentCommon/AgentPaths.h"
+#include "WindowsAgentCommon/FileUtil.h"
+#include "foundation/Win32Handle.h"
+#include "tests/support/FakeConnections.h"
+#include "tests/support/LogLines.h"
+#include "tests/support/TempFolder.h"
+
+#include <gtest/gtest.h>
+
+using namespace WindowsAgentCommon;
+using namespace WindowsAgentCommon::test;
+
+namespace {
+
+constexpr const wchar_t* kFile = L"config\\heartbeat_custom.props";
+
+struct Elsewhere : Heartbeat {
+    std::wstring GetCustomPropFile() override { return L"elsewhere"; }
+};
+
+// What a heartbeat that is initialised now appends to the category.
+std::string Properties(Heartbeat& heartbeat) {
+    FakeConnections connections;
+    heartbeat.Initialize({{"ConfigurationServer", "h"}, {"ApplicationIdentifier", "configured"}});
+    heartbeat.OnMessage(kMonitorFatal, "C", "m");
+    const std::string event = connections.sender->sent.at(0);
+    const auto begin = event.find("\tlog=C") + 6;
+    return event.substr(begin, event.find("\tmsg=m") - begin);
+}
+
+void SetTime(const std::wstring& path, DWORD time) {
+    const FILETIME modified = {time * 10, 0x01D00000};
+    const detail::FileHandle file(
+        ::CreateFileW(path.c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr));
+    ASSERT_TRUE(file && ::SetFileTime(file.Get(), nullptr, nullptr, &modified));
+}
+
+// One test: what is read is kept for the process.
+TEST(Heartbeat, ReadsTheFileWhenItsTimeHasChanged) {
+    const TempFolder folder;
+    ASSERT_TRUE(::CreateDirectoryW(folder.Path(L"config").c_str(), nullptr));
+    SetRootPath(folder.Path());
+    LogLines lines;
+    CorvaneLogger::CV_Logger::Logger("Code.Heartbeat").Reset(&lines.base);
+    const std::string path = folder.Narrow("config\\heartbeat_custom.props");
+    const std::string collecting = "400 Collecting custom properties from " + path + "\n";
+    const std::string collected = "400 Collected custom properties: ";
+    const char* const none = nullptr;
+    const struct {
+        const char* what;
+        const char* file;  // null: there is none
+        DWORD time;
+        const char* properties;
+        std::string log;
+    } rows[] = {
+        {"no file", none, 0, "",
+         "400 Unable to get custom properties from " + path + " - " + LastError(ERROR_FILE_NOT_FOUND) + "\n"},
+        {"still none", none, 0, "", ""},
+        {"a file", "b=2\r\na=x\r\nb=1\r\n", 1, "\ta=x\tb=2\tb=1",
+         collecting + collected + "\ta=x\tb=2\tb=1\n"},
+        {"the same time", "c=3\n", 1, "\ta=x\tb=2\tb=1", ""},
+        {"an earlier time", "c=3\n", 0, "\tc=3", collecting + collected + "\tc=3\n"},
+        {"it is gone", none, 0, "", ""},
+        {"back with its time", "c=3\n", 0, "", ""},  // deliberate
+        {"an empty file", "", 2, "", collecting + collected + "\n"},
+        {"still the empty one", "c=3\n", 2, "", ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        ::DeleteFileW(folder.Path(kFile).c_str());
+        if (row.file != nullptr) {
+            folder.Write(kFile, row.file);
+            SetTime(folder.Path(kFile), row.time);
+        }
+        lines.text.clear();
+        Heartbeat heartbeat;
+        EXPECT_EQ(row.properties, Properties(heartbeat));
+        Elsewhere elsewhere;  // deliberately, the first path holds for all
+        EXPECT_EQ(row.properties, Properties(elsewhere));
+        EXPECT_EQ(row.log, lines.text);
+    }
+    CorvaneLogger::CV_Logger::TheLogger().FixBaseLoggers();
+}
+
+}  // namespace
