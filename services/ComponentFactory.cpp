@@ -17,7 +17,8 @@ IComponentFactory* GetComponentFactory() {
                                                             withoutParents);
 }
 
-IServiceComponent* _getService(std::string name) {
+// By value, which is part of the interface.
+IServiceComponent* _getService(std::string name) {  // NOLINT(performance-unnecessary-value-param)
     try {
         IComponentFactory* const factory = GetComponentFactory();
         if (!factory) {
