@@ -22,6 +22,10 @@ function(corvane_configure target)
   target_compile_definitions(${target} PRIVATE _WIN32_WINNT=0x0501 WINVER=0x0501)
   target_compile_options(${target} PRIVATE
     $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wshadow;-Wconversion;-Werror>)
+  # GCC 12 gives some functions an empty cold part, and with it unwind tables in which exceptions find no handler: the
+  # process ends instead.
+  target_compile_options(${target} PRIVATE
+    $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-fno-reorder-blocks-and-partition>)
   target_link_options(${target} PRIVATE -Wl,--no-insert-timestamp)  # equal sources give equal binaries
   if(CORVANE_HARDENED)
     target_compile_definitions(${target} PRIVATE _GLIBCXX_ASSERTIONS)

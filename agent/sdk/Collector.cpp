@@ -1,9 +1,3 @@
-// GCC 12 gives a function here an empty cold part, and with it unwind tables in which its exceptions find no
-// handler.
-#ifndef __clang__
-#pragma GCC optimize("no-reorder-blocks-and-partition")
-#endif
-
 #include "agent/sdk/Collector.h"
 
 #include "WindowsAgentCommon/Encoding.h"
