@@ -272,6 +272,22 @@ void CachedRegistry::Invalidate() {
     ++generation_;
 }
 
+void CachedRegistry::DropOld() {
+    const Guard guard(lock_);
+    const std::int64_t now = SteadyTicks();
+    for (auto key = keys_.begin(); key != keys_.end();) {
+        const auto current = key++;
+        auto& answers = current->second.answers;
+        for (auto answer = answers.begin(); answer != answers.end();) {
+            const auto candidate = answer++;
+            if (now - candidate->second.readAt < state_->refreshTicks) continue;
+            state_->bytes -= candidate->second.cost;
+            answers.erase(candidate);
+        }
+        if (answers.empty()) DropLocked(current);
+    }
+}
+
 void CachedRegistry::Wake() noexcept {
     const Guard guard(lock_);  // behind whoever took the turn without having seen the end
     ::SetEvent(idle_.Get());

@@ -277,7 +277,14 @@ TEST_F(RegistryCacheTest, TakesNoMoreMemoryThanItMay) {
         EXPECT_LE(Status("CachedBytes"), 2048);
     }
     EXPECT_EQ(remote.opens, 40);
-    reader->Invalidate();
+    Machine& idle = registry.machines[L"near"];
+    idle.keys[L"K"][L"v"] = Value(REG_SZ, std::wstring(600, L'x'));
+    for (const int opens : {2, 3}) {  // finds no room until the other machine's values are too old
+        for (int call = 0; call < 2; ++call) EXPECT_EQ(Text(Reader(L"near")).size(), 600U);
+        EXPECT_EQ(idle.opens, opens);
+        clock.AdvanceSeconds(60);
+    }
+    Reader(L"near");
     EXPECT_EQ(Status("CachedBytes"), 0);
 }
 
