@@ -7,6 +7,7 @@
 #include "foundation/SystemMessage.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "foundation/Win32.h"
 #include <pdhmsg.h>
@@ -139,17 +140,22 @@ bool ApplicationPerformance::FindInstance(unsigned long process, std::wstring& i
     if (system_.OpenQuery(handle) != ERROR_SUCCESS) return false;
     const Query query = {system_, handle};
     const std::wstring counterName = Translate(L"ID Process");
-    std::wstring instance = processName_;
+    std::vector<std::pair<std::wstring, void*>> instances;
     for (int number = 0; number < kMaxInstances; ++number) {
+        std::wstring instance = processName_;
         if (number != 0) Format(instance, L"%s#%d", processName_.c_str(), number);
         Format(idPath, L"\\%s(%s)\\%s", objectName_.c_str(), instance.c_str(), counterName.c_str());
         void* counter = nullptr;
-        double id = 0;
-        if (system_.AddCounter(query.handle, idPath, counter) != ERROR_SUCCESS ||
-            system_.Collect(query.handle) != ERROR_SUCCESS || system_.GetValue(counter, id) != ERROR_SUCCESS)
-            return false;  // no such instance, so no later one either
-        if (id == static_cast<double>(process)) {
-            processName_ = instance;
+        if (system_.AddCounter(query.handle, idPath, counter) != ERROR_SUCCESS) return false;
+        instances.emplace_back(instance, counter);
+        if (system_.Collect(query.handle) != ERROR_SUCCESS) return false;
+        // All of one sample: the process may have moved to a number that was looked at before.
+        for (const auto& [name, idCounter] : instances) {
+            double id = 0;
+            if (system_.GetValue(idCounter, id) != ERROR_SUCCESS) return false;  // so no later one either
+            if (id != static_cast<double>(process)) continue;
+            Format(idPath, L"\\%s(%s)\\%s", objectName_.c_str(), name.c_str(), counterName.c_str());
+            processName_ = name;
             return true;
         }
     }

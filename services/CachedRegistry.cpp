@@ -6,6 +6,7 @@
 
 #include <ace/Guard_T.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "foundation/Win32.h"
@@ -135,6 +136,7 @@ unsigned long CachedRegistry::Ask(const Question& question, Answer& answer,
         answer.error = Query(question, *key, answer.value);
         if (isWatched) watch = std::move(key);
     }
+    if (answer.error != ERROR_SUCCESS) answer.value = {};  // of the attempt; it would be kept
     if (IsAnswer(answer.error)) return ERROR_SUCCESS;
     connection_.reset();
     return answer.error;
@@ -144,8 +146,11 @@ unsigned long CachedRegistry::Query(const Question& question, RegistryKey& key, 
     if (question.name) return key.Query(*question.name, kMaxValueBytes, out);
     std::vector<std::wstring> names;
     const unsigned long error = key.GetSubkeys(kMaxValueBytes, names);
-    if (error == ERROR_SUCCESS) out = ValueOf(names);
-    return error;
+    if (error != ERROR_SUCCESS) return error;
+    const auto hasZero = [](const std::wstring& text) { return text.find(L'\0') != std::wstring::npos; };
+    names.erase(std::remove_if(names.begin(), names.end(), hasZero), names.end());
+    out = ValueOf(names);
+    return ERROR_SUCCESS;
 }
 
 void CachedRegistry::StoreLocked(const Question& question, const Answer& answer,
@@ -265,6 +270,22 @@ void CachedRegistry::Invalidate() {
     const Guard guard(lock_);
     DropAllLocked();
     ++generation_;
+}
+
+void CachedRegistry::DropOld() {
+    const Guard guard(lock_);
+    const std::int64_t now = SteadyTicks();
+    for (auto key = keys_.begin(); key != keys_.end();) {
+        const auto current = key++;
+        auto& answers = current->second.answers;
+        for (auto answer = answers.begin(); answer != answers.end();) {
+            const auto candidate = answer++;
+            if (now - candidate->second.readAt < state_->refreshTicks) continue;
+            state_->bytes -= candidate->second.cost;
+            answers.erase(candidate);
+        }
+        if (answers.empty()) DropLocked(current);
+    }
 }
 
 void CachedRegistry::Wake() noexcept {

@@ -57,6 +57,7 @@ public:
     void Invalidate() override;
 
     void Wake() noexcept;  ///< Ends the waiting of callers, once the state says that it is stopping.
+    void DropOld();        ///< Makes room of what is too old to be given.
     void Count(unsigned int& values, unsigned int& unreachable) const;  ///< Adds this machine's.
 
 private:

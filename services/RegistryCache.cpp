@@ -67,6 +67,7 @@ InitializeResult RegistryCache::Initialize(const EnvironmentBlock& settings) {
     {
         const Guard guard(lock_);
         state_ = std::move(state);
+        dropAt_ = 0;
     }
     SetInitialized(true);
     return InitializeResult::kDone;
@@ -122,6 +123,7 @@ unsigned long RegistryCache::GetReader(const std::wstring& machine,
     Machines unused;  // closes their connections when the lock is left
     const Guard guard(lock_);
     if (!IsInitialized()) return detail::Aborted();
+    DropOldLocked();
     const std::wstring name = detail::FoldCase(host);
     const auto known = machines_.find(name);
     if (known != machines_.end()) {
@@ -134,6 +136,14 @@ unsigned long RegistryCache::GetReader(const std::wstring& machine,
     machines_[name] = made;
     out = made;
     return ERROR_SUCCESS;
+}
+
+// Old values of machines that nobody asks would take the room, and the watches, of the others for ever.
+void RegistryCache::DropOldLocked() {
+    const std::int64_t now = detail::SteadyTicks();
+    if (now < dropAt_) return;
+    dropAt_ = now + state_->refreshTicks;
+    for (const auto& [host, machine] : machines_) machine->DropOld();
 }
 
 // Takes the machines that nobody holds a reader of.

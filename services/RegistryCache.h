@@ -8,6 +8,7 @@
 #include <ace/Service_Object.h>
 #include <ace/Thread_Mutex.h>
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <string>
@@ -46,6 +47,7 @@ private:
     using Machines = std::map<std::wstring, std::shared_ptr<detail::CachedRegistry>>;  // by folded name
 
     Machines TakeUnusedLocked();
+    void DropOldLocked();
 
     detail::RegistrySource& registry_;
     detail::PerformanceSystem& system_;
@@ -53,6 +55,7 @@ private:
     mutable ACE_Thread_Mutex lock_;  // guards what follows
     std::shared_ptr<detail::RegistryCacheState> state_;
     Machines machines_;
+    std::int64_t dropAt_ = 0;  // when old values are looked for again
 
     ACE_Thread_Mutex performanceLock_;  // guards performance_, and lets one call at a time into it
     std::unique_ptr<detail::ApplicationPerformance> performance_;

@@ -14,15 +14,15 @@ public:
     WindowsKey(HKEY key, bool isLocal) : key_(key), isLocal_(isLocal) {}
 
     unsigned long Query(const std::wstring& name, std::size_t limit, RegistryValue& out) override {
-        DWORD size = 1024;
-        for (;;) {
-            out.bytes.resize(size);
-            const DWORD room = size;
+        for (DWORD room = 1024;;) {
+            out.bytes.resize(room);
+            DWORD size = room;
             const unsigned long status = Status(
                 ::RegQueryValueExW(key_.Get(), name.c_str(), nullptr, &out.type, out.bytes.data(), &size));
             if (status == ERROR_SUCCESS) out.bytes.resize(std::min(size, room));
-            if (status != ERROR_MORE_DATA || size > limit) return status;
-            size = std::max(size, room + 1);  // it may have grown meanwhile, and so must the buffer
+            if (status != ERROR_MORE_DATA || size > limit || room >= limit) return status;
+            // The value may grow meanwhile, and another machine may ask for anything.
+            room = std::min(std::max(size, room * 2), static_cast<DWORD>(limit));
         }
     }
 
@@ -37,7 +37,7 @@ public:
             if (status != ERROR_SUCCESS) return status;
             bytes += (units + 1) * sizeof(wchar_t);
             if (bytes > limit) return ERROR_MORE_DATA;
-            out.emplace_back(name, units);
+            out.emplace_back(name, std::min<DWORD>(units, 255));
         }
     }
 

@@ -39,7 +39,7 @@ public:
     /// The bytes of a value of any type.
     virtual unsigned long GetBinary(const std::wstring& key, const std::wstring& name,
                                     std::vector<unsigned char>& out) = 0;
-    /// The names of a key's direct subkeys.
+    /// The names of a key's direct subkeys, without those that have a zero in them: nobody can ask for them.
     virtual unsigned long GetSubkeys(const std::wstring& key, std::vector<std::wstring>& out) = 0;
 
     /// The message files of a source of the Security event log, in the order of the registry's text, blanks

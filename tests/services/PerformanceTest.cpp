@@ -55,7 +55,10 @@ struct FakeSystem : detail::PerformanceSystem {
         counter = const_cast<std::wstring*>(&*paths.insert(path).first);
         return missing.count(path) != 0 || missing.count(L"*") != 0 ? kNoCounter : ERROR_SUCCESS;
     }
-    unsigned long Collect(void*) override { return collectStatus; }
+    unsigned long Collect(void*) override {
+        if (++collects == renumberAt) values = renumbered;
+        return collectStatus;
+    }
     unsigned long GetValue(void* counter, double& value) override {
         const auto found = values.find(*static_cast<std::wstring*>(counter));
         if (found == values.end()) return PDH_CSTATUS_NO_INSTANCE;
@@ -65,12 +68,12 @@ struct FakeSystem : detail::PerformanceSystem {
 
     std::string table;
     std::map<unsigned long, std::wstring> names;
-    std::map<std::wstring, double> values;  // by path
-    std::set<std::wstring> missing, paths;  // "*": all are missing
+    std::map<std::wstring, double> values, renumbered;  // by path
+    std::set<std::wstring> missing, paths;              // "*": all are missing
     unsigned long openStatus = 0, collectStatus = 0, askedSize = 0;
     std::vector<unsigned long> rooms;
     std::vector<std::wstring> added;
-    int open = 0;
+    int open = 0, collects = 0, renumberAt = 0;
 };
 
 std::string Bytes(const std::wstring& units) {
@@ -163,8 +166,10 @@ TEST_F(Performance, FindsItsInstanceByTheProcessId) {
 
 TEST_F(Performance, FollowsItsProcessWhenTheInstancesAreNumberedAnew) {
     const std::wstring first = L"\\Process(agent.v2)\\", second = L"\\Process(agent.v2#1)\\";
-    system.values = {
-        {first + L"ID Process", 41}, {second + L"ID Process", 42}, {second + L"Thread Count", 2}};
+    system.values = {{first + L"ID Process", 41}, {second + L"ID Process", 43}};
+    system.renumberAt = 3;  // when it is about to look at the third one
+    system.renumbered = {
+        {first + L"ID Process", 43}, {second + L"ID Process", 42}, {second + L"Thread Count", 2}};
     detail::ApplicationPerformance monitor(system);
     monitor.Initialize(0);
     double value = 0;

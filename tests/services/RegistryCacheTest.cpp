@@ -49,7 +49,7 @@ struct FakeKey : detail::RegistryConnection, detail::RegistryKey {
         return out.bytes.size() > limit ? ERROR_MORE_DATA : ERROR_SUCCESS;
     }
     unsigned long GetSubkeys(std::size_t, Strings& out) override {
-        out = {L"One", L"Two"};
+        out = {L"One", L"\0x"s, L"Two"};
         return ERROR_SUCCESS;
     }
     bool Watch() override { return isLocal; }
@@ -153,6 +153,7 @@ TEST_F(RegistryCacheTest, TakesValuesApartWithoutTrustingThem) {
         list = std::to_wstring(error != 0 ? error : integer) + L" " + list;
         EXPECT_EQ(Text(reader, L"") + L" " + list, row.outcome) << row.name;
     }
+    EXPECT_LT(Status("CachedBytes"), 1024) << "an error, without the bytes that came with it";
 }
 
 TEST_F(RegistryCacheTest, AsksOnceForWhatIsThereAndForWhatIsNot) {
@@ -276,7 +277,14 @@ TEST_F(RegistryCacheTest, TakesNoMoreMemoryThanItMay) {
         EXPECT_LE(Status("CachedBytes"), 2048);
     }
     EXPECT_EQ(remote.opens, 40);
-    reader->Invalidate();
+    Machine& idle = registry.machines[L"near"];
+    idle.keys[L"K"][L"v"] = Value(REG_SZ, std::wstring(600, L'x'));
+    for (const int opens : {2, 3}) {  // finds no room until the other machine's values are too old
+        for (int call = 0; call < 2; ++call) EXPECT_EQ(Text(Reader(L"near")).size(), 600U);
+        EXPECT_EQ(idle.opens, opens);
+        clock.AdvanceSeconds(60);
+    }
+    Reader(L"near");
     EXPECT_EQ(Status("CachedBytes"), 0);
 }
 
@@ -289,21 +297,17 @@ TEST_F(RegistryCacheTest, GivesMessageFilesAsTheyAreReachedFromHere) {
     local.keys[key][L"EventMessageFile"] = remote.keys[key][L"EventMessageFile"] =
         Value(REG_EXPAND_SZ, L"%SYSTEMROOT%\\a.dll; C:\\b c.dll ;;%SystemRoot%%x%;d.dll;\\\\s\\t;1:\\; ");
     Strings files;
-    EXPECT_EQ(here->GetSecurityMessageFiles(L"S", files), 0U);
-    EXPECT_EQ(files,
-              (Strings{L"E:\\Here\\a.dll", L"C:\\b c.dll", L"E:\\Here%x%", L"d.dll", L"\\\\s\\t", L"1:\\"}));
-    EXPECT_EQ(there->GetSecurityMessageFiles(L"S", files), 0U);
-    const Strings reached = {L"\\\\far\\D$\\Win\\a.dll",
-                             L"\\\\far\\C$\\b c.dll",
-                             L"\\\\far\\D$\\Win%x%",
-                             L"d.dll",
-                             L"\\\\s\\t",
-                             L"1:\\"};
-    EXPECT_EQ(files, reached);
-    EXPECT_EQ(there->GetSecurityMessageFiles(L"T", files), DWORD{ERROR_FILE_NOT_FOUND});
-    EXPECT_EQ(there->GetSecurityMessageFiles(L"", files), DWORD{ERROR_INVALID_PARAMETER});
-    EXPECT_EQ(there->GetSecurityMessageFiles(L"S\\T", files), DWORD{ERROR_INVALID_PARAMETER});
-    EXPECT_EQ(files, reached);
+    const auto get = [&](const auto& reader, const wchar_t* source) {
+        std::wstring list = std::to_wstring(reader->GetSecurityMessageFiles(source, files));
+        for (const std::wstring& file : files) list += L"|" + file;
+        return list;
+    };
+    EXPECT_EQ(get(here, L"S"), LR"(0|E:\Here\a.dll|C:\b c.dll|E:\Here%x%|d.dll|\\s\t|1:\)");
+    const std::wstring reached = LR"(|\\far\D$\Win\a.dll|\\far\C$\b c.dll|\\far\D$\Win%x%|d.dll|\\s\t|1:\)";
+    EXPECT_EQ(get(there, L"S"), L"0" + reached);
+    EXPECT_EQ(get(there, L"T"), L"2" + reached);
+    EXPECT_EQ(get(there, L""), L"87" + reached);
+    EXPECT_EQ(get(there, L"S\\T"), L"87" + reached);
     EXPECT_EQ(detail::RemotePath(L"%windir%%windir%", L"h", std::wstring(20000, L'x')), L"%windir%%windir%");
 }
 
