@@ -59,21 +59,23 @@ Chunk& LineQueue::chunkFor(std::size_t bytes) {
     if (chunks_.empty() || chunks_.back().bytes.size() + bytes > kChunkSize) {
         Chunk chunk = std::exchange(spare_, Chunk());
         chunk.bytes.reserve(std::max(bytes, kChunkSize));
+        chunk.ends.reserve(16);  // before it is in the queue, where none may be empty
         chunks_.push_back(std::move(chunk));
     }
     Chunk& chunk = chunks_.back();
-    if (chunk.ends.size() == chunk.ends.capacity()) chunk.ends.reserve(2 * chunk.ends.size() + 16);
+    if (chunk.ends.size() == chunk.ends.capacity()) chunk.ends.reserve(2 * chunk.ends.size());
     return chunk;
 }
 
 bool LineQueue::Take(Chunk& chunk) {
-    if (chunks_.empty()) return false;
-    std::swap(chunk, chunks_.front());
-    if (chunks_.front().bytes.capacity() <= 2 * kChunkSize) {
-        spare_ = std::move(chunks_.front());
-        spare_.bytes.clear();
-        spare_.ends.clear();
+    Chunk used = std::exchange(chunk, Chunk());
+    if (used.bytes.capacity() >= kChunkSize && used.bytes.capacity() <= 2 * kChunkSize) {
+        used.bytes.clear();
+        used.ends.clear();
+        spare_ = std::move(used);
     }
+    if (chunks_.empty()) return false;
+    chunk = std::move(chunks_.front());
     chunks_.pop_front();
     return true;
 }

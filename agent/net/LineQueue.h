@@ -38,8 +38,8 @@ public:
     /// more than the low mark is used. An empty queue takes any event.
     bool Push(const char* data, std::size_t size);
 
-    /// Replaces chunk, whose memory is used again, by the oldest chunk; false when there is none. Its bytes
-    /// count as used until Release.
+    /// Replaces chunk, whose memory is used again, by the oldest chunk, whose bytes count as used until
+    /// Release. False, and chunk empty, when there is none.
     bool Take(Chunk& chunk);
 
     void Release(std::size_t bytes) { used_ -= bytes; }  ///< bytes of a taken chunk are sent.

@@ -5,7 +5,12 @@
 #include "agent/sdk/Clock.h"
 #include "agent/sdk/Handle.h"
 
+#include <ace/Guard_T.h>
+#include <ace/Thread_Mutex.h>
+
 #include <cstring>
+#include <iterator>
+#include <map>
 #include <memory>
 
 #include "agent/sdk/Win32.h"
@@ -87,24 +92,43 @@ unsigned long startLookUp(const std::shared_ptr<LookUp>& work) {
     return 0;
 }
 
+// Who asks for the same while a look-up goes on waits for that one: a name service that does not answer must
+// not cost one more thread for each try.
+unsigned long joinLookUp(const std::string& host, const std::string& port, std::shared_ptr<LookUp>& out) {
+    static ACE_Thread_Mutex lock;
+    static std::map<std::string, std::weak_ptr<LookUp>> running;
+    const ACE_Guard<ACE_Thread_Mutex> guard(lock);
+    for (auto item = running.begin(); item != running.end();)
+        item = item->second.expired() ? running.erase(item) : std::next(item);
+    std::weak_ptr<LookUp>& entry = running[host + " " + port];
+    out = entry.lock();
+    if (out && ::WaitForSingleObject(out->done.get(), 0) == WAIT_TIMEOUT) return 0;
+    out = std::make_shared<LookUp>();
+    if (!out->done) return ERROR_NOT_ENOUGH_MEMORY;
+    out->host = host;
+    out->port = port;
+    const unsigned long code = startLookUp(out);
+    if (code == 0) entry = out;
+    return code;
+}
+
 }  // namespace
 
 unsigned long Resolve(const std::string& host, unsigned short port, unsigned int milliseconds,
                       const Cancelled& cancelled, std::vector<Address>& out) {
     out.clear();
-    const auto work = std::make_shared<LookUp>();
-    work->host = host;
-    WindowsAgentCommon::Format(work->port, "%u", static_cast<unsigned int>(port));
-    if (lookUp(host, work->port, AI_NUMERICHOST, out) == 0) return 0;
+    std::string service;
+    WindowsAgentCommon::Format(service, "%u", static_cast<unsigned int>(port));
+    if (lookUp(host, service, AI_NUMERICHOST, out) == 0) return 0;
 
-    if (!work->done) return ERROR_NOT_ENOUGH_MEMORY;
-    if (const unsigned long code = startLookUp(work)) return code;
+    std::shared_ptr<LookUp> work;
+    if (const unsigned long code = joinLookUp(host, service, work)) return code;
     const std::int64_t end = SteadyMilliseconds() + milliseconds;
     while (::WaitForSingleObject(work->done.get(), kStepMs) == WAIT_TIMEOUT) {
         if (cancelled()) return ERROR_CANCELLED;
         if (SteadyMilliseconds() >= end) return WSAETIMEDOUT;
     }
-    if (work->code == 0) out = std::move(work->addresses);
+    if (work->code == 0) out = work->addresses;
     return work->code;
 }
 

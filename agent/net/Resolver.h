@@ -19,7 +19,7 @@ using Cancelled = std::function<bool()>;
 /// Replaces out by the addresses of host in the system's order of preference. host: a name (ASCII) or an
 /// address. Returns the Windows sockets code, 0 = success; WSAETIMEDOUT after milliseconds,
 /// ERROR_CANCELLED when cancelled says so; out is empty then. The system's own look-up cannot be ended: it
-/// goes on in a thread that ends by itself.
+/// goes on in a thread that ends by itself, and who asks for the same meanwhile waits for that one.
 unsigned long Resolve(const std::string& host, unsigned short port, unsigned int milliseconds,
                       const Cancelled& cancelled, std::vector<Address>& out);
 

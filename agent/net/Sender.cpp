@@ -2,6 +2,7 @@
 
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/LoggerFactory.h"
+#include "agent/net/Winsock.h"
 #include "agent/sdk/Clock.h"
 
 #include <ace/Guard_T.h>
@@ -33,6 +34,7 @@ Handle makeEvent() {
 Sender::Sender(SenderSettings settings)
     : settings_(std::move(settings)),
       target_(settings_.GetTarget()),
+      winsock_(UseWinsock()),
       wake_(makeEvent()),
       socketEvent_(makeEvent()),
       queue_(settings_.framing, settings_.queueLowWaterMark, settings_.queueHighWaterMark),

@@ -77,7 +77,8 @@ private:
 
     const SenderSettings settings_;
     const std::string target_;
-    Handle wake_, socketEvent_;  // both reset themselves
+    const std::shared_ptr<void> winsock_;  // kept from one connection to the next
+    Handle wake_, socketEvent_;            // both reset themselves
 
     mutable ACE_Thread_Mutex lock_;
     LineQueue queue_;                      // under lock_

@@ -144,8 +144,6 @@ bool Sender::hasWork() {
     const Guard guard(lock_);
     offset_ = line_ = 0;
     if (queue_.Take(chunk_)) return true;
-    chunk_.bytes.clear();
-    chunk_.ends.clear();
     sleeping_ = !closing_;
     return false;
 }

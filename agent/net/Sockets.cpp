@@ -76,7 +76,6 @@ unsigned long RawOperations<Interface>::openFamily(int family) {
     const int protocol = protocol_ == IPPROTO_ICMP && family == AF_INET6 ? IPPROTO_ICMPV6 : protocol_;
     const SOCKET handle = ::WSASocketW(family, type_, protocol, nullptr, 0, WSA_FLAG_OVERLAPPED);
     if (handle == INVALID_SOCKET) return lastError();
-    ::SetHandleInformation(reinterpret_cast<HANDLE>(handle), HANDLE_FLAG_INHERIT, 0);
     adopt(handle, family);
     if (type_ == SOCK_DGRAM) {
         constexpr DWORD kUdpConnReset = IOC_IN | IOC_VENDOR | 12;  // SIO_UDP_CONNRESET
@@ -92,6 +91,7 @@ void RawOperations<Interface>::adopt(std::size_t handle, int family) {
     handle_ = handle;
     family_ = family;
     blocking_ = true;
+    ::SetHandleInformation(reinterpret_cast<HANDLE>(handle), HANDLE_FLAG_INHERIT, 0);
 }
 
 template <class Interface>

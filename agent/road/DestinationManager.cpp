@@ -148,14 +148,18 @@ std::unique_ptr<Sink> DestinationManager::makeSpoolSink(const InstanceConfig& co
         settings.Refuse("ResendWindow", settings.Text("ResendWindow", ""), "is not for UDP");
     options.resendWindow = window;
     options.highWaterMark = static_cast<std::size_t>(
-        settings.Number("QueueHighWaterMark", kMegabyte, 1024, std::min<std::uint64_t>(most, 1U << 28)));
+        settings.Number("QueueHighWaterMark", kMegabyte, 1024, std::min<std::uint64_t>(most, 200U << 20)));
     options.lowWaterMark = static_cast<std::size_t>(
         settings.Number("QueueLowWaterMark", options.highWaterMark / 2, 0, options.highWaterMark - 1));
 
     EnvironmentBlock block;
     for (const auto& setting : config.settings) block.SetStringValue(setting.first, setting.second);
     block.SetStringValue("Type", type);
-    block.SetIntegerValue("QueueHighWaterMark", static_cast<std::uint64_t>(options.highWaterMark));
+    // With room beside what the feeder puts there: for the framing, and so that its filling up to the mark
+    // over and over neither refuses events nor alarms (from 90%).
+    block.SetIntegerValue(
+        "QueueHighWaterMark",
+        std::min<std::uint64_t>(options.highWaterMark + options.highWaterMark / 4, 1U << 28));
     block.SetIntegerValue("QueueLowWaterMark", static_cast<std::uint64_t>(options.lowWaterMark));
     block.SetBooleanValue("DiscardOnLoss", true);
     std::shared_ptr<ISender> sender;

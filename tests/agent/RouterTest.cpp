@@ -15,6 +15,7 @@
 #include "agent/road/DestinationManager.h"
 #include "agent/road/DestinationSettings.h"
 #include "tests/agent/RoadFakes.h"
+#include "tests/support/FakeConnections.h"
 #include "tests/support/TempFolder.h"
 
 namespace CorvaneAgent {
@@ -177,6 +178,16 @@ TEST_F(RouterTest, ASettingThatCannotBeUsedIsNamedWithItsValue) {
     AddFile("same");
     AddFile("SAME");
     EXPECT_NE(InitializationError(), "");
+}
+
+TEST_F(RouterTest, TheSendersQueueHasRoomBesideWhatTheFeederPutsThere) {
+    WindowsAgentCommon::test::FakeConnections connections;
+    connections.sender = nullptr;
+    connections.components.components.insert(components_.components.begin(), components_.components.end());
+    Add("dest", {{"Type", "TCP"}, {"QueueHighWaterMark", "100000"}});
+    EXPECT_NE(InitializationError(), "");
+    EXPECT_EQ(connections.settings["QueueHighWaterMark"], "125000") << "its alarm begins at 90%";
+    EXPECT_EQ(connections.settings["QueueLowWaterMark"], "50000");
 }
 
 TEST(FolderNameTest, IsOneFolderWhateverTheDestinationIsCalled) {

@@ -2,8 +2,11 @@
 #include "WindowsAgentCommon/SystemInfo.h"
 #include "agent/net/Backoff.h"
 #include "agent/net/ConnectionFactory.h"
+#include "agent/net/LineQueue.h"
 #include "agent/net/Sockets.h"
 #include "agent/sdk/Clock.h"
+#include "agent/sdk/Handle.h"
+#include "tests/support/ImportPatch.h"
 #include "tests/support/LogLines.h"
 
 #include <gtest/gtest.h>
@@ -15,6 +18,7 @@
 #include <vector>
 
 #include <winsock2.h>
+#include <ws2tcpip.h>
 #include <windows.h>
 
 using namespace CorvaneAgent;
@@ -46,6 +50,29 @@ bool Eventually(Condition condition) {
     }
     return true;
 }
+
+/// A name service that answers no question while it lives; then there is no such name.
+struct SilentNameService {
+    SilentNameService() { asked = 0, answered = 0; }
+    ~SilentNameService() {
+        ::SetEvent(over.get());
+        EXPECT_TRUE(Eventually([] { return answered == asked; }));
+    }
+    static int WSAAPI LookUp(const char* host, const char* port, const addrinfo* hints, addrinfo** out) {
+        const auto real = reinterpret_cast<decltype(&LookUp)>(
+            reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ws2_32"), "getaddrinfo")));
+        if (hints->ai_flags & AI_NUMERICHOST) return real(host, port, hints, out);
+        ++asked;
+        ::WaitForSingleObject(over.get(), INFINITE);
+        ++answered;
+        return WSAHOST_NOT_FOUND;
+    }
+    static inline std::atomic<int> asked{0}, answered{0};
+    static inline const Handle over{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+    const test::ImportPatch<decltype(LookUp)> patch{nullptr, "getaddrinfo", &LookUp};
+};
+
+int WSAAPI NoWinsock(WORD, WSADATA*) { return WSASYSNOTREADY; }
 
 /// A receiver on a port of its own, which stays its own when it is started again.
 struct Server {
@@ -215,6 +242,9 @@ TEST_F(SenderTest, AServerThatComesBackGetsEverythingInOrder) {
     for (int i = 0; i < 500; ++i) EXPECT_TRUE(Send("line " + std::to_string(i)));
     server.Accept();
     EXPECT_EQ(Lines(0, 500), server.Read(Lines(0, 500).size()));
+    DWORD flags = 1;
+    EXPECT_TRUE(::GetHandleInformation(reinterpret_cast<HANDLE>(server.peer->GetHandle()), &flags));
+    EXPECT_EQ(0U, flags & HANDLE_FLAG_INHERIT);
     server.listener.Close();
     server.peer->Close();
     EXPECT_TRUE(Eventually([this] { return sender->GetLossCount() == 1; }));  // noticed though idle
@@ -331,6 +361,15 @@ TEST_F(SenderTest, ATargetThatCannotBeReachedIsToldOnce) {
     }
 }
 
+TEST_F(SenderTest, ANameServiceThatDoesNotAnswerCostsOneThreadAndHoldsUpNoClose) {
+    const SilentNameService service;
+    Make("TCP", 514, {{"TargetAddress", "silent.example"}, {"ConnectTimeout", "1"}});
+    EXPECT_TRUE(Eventually([this] { return std::stoi(Status("ConnectFailures")) >= 3; }));
+    EXPECT_EQ(1, service.asked);
+    sender->Close(0);
+    EXPECT_EQ(1, service.asked - service.answered);
+}
+
 TEST_F(SenderTest, SettingsThatCannotBeUsedAreRefused) {
     const std::pair<const char*, const char*> rows[] = {
         {"TargetAddress", ""},      {"TargetPort", "0"},
@@ -348,6 +387,11 @@ TEST_F(SenderTest, SettingsThatCannotBeUsedAreRefused) {
         block.SetStringValue(name, value);
         EXPECT_FALSE(factory.CreateSender(block, sender));
     }
+    sender.reset();
+    const test::ImportPatch<decltype(NoWinsock)> patch(nullptr, "WSAStartup", &NoWinsock);
+    EnvironmentBlock block;
+    block.SetStringValue("TargetAddress", "127.0.0.1");
+    EXPECT_FALSE(factory.CreateSender(block, sender));
 }
 
 TEST_F(SenderTest, TheFactoryKeepsNamesAndClosesAllAtTheEnd) {
@@ -366,6 +410,17 @@ TEST_F(SenderTest, TheFactoryKeepsNamesAndClosesAllAtTheEnd) {
     EXPECT_EQ(ConnectionState::kClosed, sender->GetState());
     EXPECT_EQ(ConnectionState::kClosed, same->GetState());
     EXPECT_FALSE(factory.CreateSender(block, same));
+}
+
+TEST(LineQueueTest, ALargeEventLeavesNoMemoryBehind) {
+    LineQueue queue(Framing::kNone, 0, 1);
+    const std::string big(1 << 20, 'b');
+    Chunk chunk;
+    EXPECT_TRUE(queue.Push(big.data(), big.size()));
+    EXPECT_TRUE(queue.Take(chunk));
+    EXPECT_EQ(big, chunk.bytes);
+    EXPECT_FALSE(queue.Take(chunk));
+    EXPECT_GE(2 * LineQueue::kChunkSize, chunk.bytes.capacity());
 }
 
 TEST(BackoffTest, DoublesUpToTheMaximumWithAShareByChance) {
