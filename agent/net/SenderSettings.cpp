@@ -61,7 +61,8 @@ SenderSettings ReadSenderSettings(const EnvironmentBlock& settings) {
 
     const unsigned int high = number(settings, "QueueHighWaterMark", 1, kMaxQueue, 1'000'000);
     result.queueHighWaterMark = high;
-    result.queueLowWaterMark = number(settings, "QueueLowWaterMark", 0, high, high - high / 2000);
+    result.queueLowWaterMark =
+        std::min(high, number(settings, "QueueLowWaterMark", 0, kMaxQueue, high - high / 2000));
     // Four bytes are the longest character.
     result.maxPayloadSize = result.stream ? number(settings, "MaxPayloadSize", 4, kMaxQueue, 32'000)
                                           : number(settings, "MaxPayloadSize", 4, kMaxDatagram, 1020);
