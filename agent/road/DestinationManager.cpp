@@ -112,7 +112,7 @@ void DestinationManager::add(const InstanceConfig& config, Destinations& destina
     const std::string type = settings.Choice("Type", "File", {"File", "UDP", "TCP"});
     Destination::Options options;
     options.name = config.text1;
-    options.capacity = static_cast<std::size_t>(settings.Number("QueueCapacity", 20'000, 256, 1'000'000));
+    options.capacity = static_cast<std::size_t>(settings.Number("QueueCapacity", 4000, 256, 1'000'000));
     options.workers = static_cast<unsigned int>(settings.Number("Workers", 2, 1, 16));
     std::unique_ptr<Sink> sink = type == "File" ? makeFileSink(config) : makeSpoolSink(config, type);
     destinations.push_back(std::make_shared<Destination>(options, std::move(sink), logOf(config.text1)));

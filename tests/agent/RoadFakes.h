@@ -113,6 +113,7 @@ struct FakePayload : IPayload {
     std::size_t GetSize() const override { return text.size(); }
     ACE_Message_Block* GetMessageBlock() const override { return nullptr; }
     void Clear() override { text.clear(); }
+    std::shared_ptr<IPayload> Clone() const override { return std::make_shared<FakePayload>(text); }
     std::string text;
 };
 

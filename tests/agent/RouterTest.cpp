@@ -115,6 +115,8 @@ TEST_F(RouterTest, EitherEveryDestinationGetsAnEventOrNone) {
     for (const std::string& line : Numbered(0, 250)) a += line + "\n";
     EXPECT_EQ(folder_.Read(L"a"), a + "again\n");
     EXPECT_EQ(folder_.Read(L"b"), a + "x\nx\nx\nx\nx\nx\nagain\n");
+    router_.Shutdown();
+    EXPECT_FALSE(router_.WaitUntilSafe(1)) << "nobody knows any more";
 }
 
 struct Containing : IEventFilter {
