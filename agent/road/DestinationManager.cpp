@@ -158,6 +158,9 @@ std::unique_ptr<Sink> DestinationManager::makeSpoolSink(const InstanceConfig& co
     block.SetIntegerValue("QueueHighWaterMark", static_cast<std::uint64_t>(options.highWaterMark));
     block.SetIntegerValue("QueueLowWaterMark", static_cast<std::uint64_t>(options.lowWaterMark));
     block.SetBooleanValue("DiscardOnLoss", true);
+    // The feeder keeps below what the sender calls a full queue, which a working connection never is.
+    options.highWaterMark -= options.highWaterMark / 3;
+    options.lowWaterMark = std::min(options.lowWaterMark, options.highWaterMark - 1);
     std::shared_ptr<ISender> sender;
     if (!require<IConnectionFactory>().CreateSender(block, sender) || !sender)
         settings.Refuse("TargetAddress", settings.Text("TargetAddress", ""),
