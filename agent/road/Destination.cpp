@@ -19,7 +19,7 @@ using WindowsAgentCommon::StreamRoutingResult;
 
 constexpr std::size_t kBatchEvents = 256;
 constexpr std::size_t kBatchBytes = 1U << 20;
-constexpr std::size_t kQueueBytes = 32U << 20;
+constexpr std::size_t kQueueBytes = 16U << 20;
 constexpr int kGatherMs = 5;
 constexpr int kIdleMs = 500;
 constexpr int kStepMs = 50;
@@ -174,6 +174,7 @@ bool Destination::take(unsigned int worker, Batch& batch) {
     bool gathered = false;  // the batch in hand has had its time
     while (!ended_) {
         if (worker >= workers_) {
+            if (idle_ > 0) work_.signal();  // for what this one was perhaps woken for
             WaitStep(active_, kIdleMs);
             continue;
         }

@@ -30,16 +30,17 @@ namespace CorvaneAgent {
 /// Events are gathered into batches of up to 256 events, 1 MiB or 5 ms. Between one and Options::workers
 /// threads render a batch each; a backlog monitor over the queue, asked once a second, decides how many.
 /// Whoever has rendered the batch that is next writes it. What is queued, being rendered or written counts
-/// until the sink has it: when that is Options::capacity events or 32 MiB of payload, Send fails and the
-/// collector tries again.
+/// until the sink has it: when that is Options::capacity events or 16 MiB of payload, Send fails and the
+/// collector tries again. A small event takes about 2.5 KiB of memory, whatever its size, once for all
+/// destinations.
 class Destination : public WindowsAgentCommon::IDestination,
                     public IDeliveryBarrier,
                     private WindowsAgentCommon::KORTask {
 public:
     struct Options {
         std::string name;
-        std::size_t capacity = 20'000;  ///< Events.
-        unsigned int workers = 2;       ///< At most.
+        std::size_t capacity = 4000;  ///< Events.
+        unsigned int workers = 2;     ///< At most.
     };
 
     Destination(const Options& options, std::unique_ptr<Sink> sink, WindowsAgentCommon::Log log);

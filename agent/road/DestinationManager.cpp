@@ -112,7 +112,7 @@ void DestinationManager::add(const InstanceConfig& config, Destinations& destina
     const std::string type = settings.Choice("Type", "File", {"File", "UDP", "TCP"});
     Destination::Options options;
     options.name = config.text1;
-    options.capacity = static_cast<std::size_t>(settings.Number("QueueCapacity", 20'000, 256, 1'000'000));
+    options.capacity = static_cast<std::size_t>(settings.Number("QueueCapacity", 4000, 256, 1'000'000));
     options.workers = static_cast<unsigned int>(settings.Number("Workers", 2, 1, 16));
     std::unique_ptr<Sink> sink = type == "File" ? makeFileSink(config) : makeSpoolSink(config, type);
     destinations.push_back(std::make_shared<Destination>(options, std::move(sink), logOf(config.text1)));
@@ -148,20 +148,20 @@ std::unique_ptr<Sink> DestinationManager::makeSpoolSink(const InstanceConfig& co
         settings.Refuse("ResendWindow", settings.Text("ResendWindow", ""), "is not for UDP");
     options.resendWindow = window;
     options.highWaterMark = static_cast<std::size_t>(
-        settings.Number("QueueHighWaterMark", kMegabyte, 1024, std::min<std::uint64_t>(most, 200U << 20)));
+        settings.Number("QueueHighWaterMark", kMegabyte, 1024, std::min<std::uint64_t>(most, 256U << 20)));
     options.lowWaterMark = static_cast<std::size_t>(
         settings.Number("QueueLowWaterMark", options.highWaterMark / 2, 0, options.highWaterMark - 1));
 
     EnvironmentBlock block;
     for (const auto& setting : config.settings) block.SetStringValue(setting.first, setting.second);
     block.SetStringValue("Type", type);
-    // With room beside what the feeder puts there: for the framing, and so that its filling up to the mark
-    // over and over neither refuses events nor alarms (from 90%).
-    block.SetIntegerValue(
-        "QueueHighWaterMark",
-        std::min<std::uint64_t>(options.highWaterMark + options.highWaterMark / 4, 1U << 28));
+    block.SetIntegerValue("QueueHighWaterMark", static_cast<std::uint64_t>(options.highWaterMark));
     block.SetIntegerValue("QueueLowWaterMark", static_cast<std::uint64_t>(options.lowWaterMark));
     block.SetBooleanValue("DiscardOnLoss", true);
+    // The feeder keeps well below: filling the queue to its mark over and over would alarm (from 90%), and the framing
+    // would make it refuse events.
+    options.highWaterMark -= options.highWaterMark / 3;
+    options.lowWaterMark = std::min(options.lowWaterMark, options.highWaterMark - 1);
     std::shared_ptr<ISender> sender;
     if (!require<IConnectionFactory>().CreateSender(block, sender) || !sender)
         settings.Refuse("TargetAddress", settings.Text("TargetAddress", ""),

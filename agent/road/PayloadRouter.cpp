@@ -2,7 +2,6 @@
 
 #include "WindowsAgentCommon/IComponentFactory.h"
 #include "WindowsAgentCommon/IPayload.h"
-#include "WindowsAgentCommon/IPayloadFactory.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "agent/road/Destination.h"
 #include "agent/sdk/Clock.h"
@@ -34,7 +33,6 @@ PayloadRouter::PayloadRouter() : log_(GetLoggerFactory().GetLog("Agent.PayloadRo
 PayloadRouter::~PayloadRouter() = default;
 
 void PayloadRouter::GetDependencies(std::vector<std::string>& services) const {
-    services.push_back(IPayloadFactory::GetServiceName());
     services.push_back(IDestinationManager::GetServiceName());
 }
 
@@ -43,10 +41,9 @@ InitializeResult PayloadRouter::Initialize(const EnvironmentBlock& settings) {
     auto* const manager =
         dynamic_cast<IDestinationManager*>(_getService(IDestinationManager::GetServiceName()));
     auto* const names = dynamic_cast<IDestinationNames*>(manager);
-    factory_ = dynamic_cast<IPayloadFactory*>(_getService(IPayloadFactory::GetServiceName()));
-    if (!names || !factory_)
+    if (!names)
         throw InitializationException(__FILE__, __FUNCTION__, __LINE__,
-                                      "The router needs the payload factory and a manager of destinations");
+                                      "The router needs a manager of destinations");
     Shutdown();
     for (const std::string& name : names->GetDestinationNames()) addTarget(*manager, name);
     everyone_ = targets_.size() == kMaxTargets ? ~Set{0} : (Set{1} << targets_.size()) - 1;
@@ -128,32 +125,31 @@ bool PayloadRouter::accepts(const RouteEntry& route, const IPayload& payload) {
     }
 }
 
-/// A payload of its own for another destination, since one thread at a time may use a payload.
-PayloadRouter::PayloadPtr PayloadRouter::copyOf(const PayloadPtr& payload) const {
-    PayloadPtr copy;
-    if (factory_->ReadPayload(payload->GetMessageBlock(), copy) && copy) return copy;
-    struct Copier : IPayloadVisitor {
-        explicit Copier(IPayload& target) : out(target) {}
-        void Visit(unsigned int id, const PayloadField& field, unsigned int flags) override {
-            out.AddField(id, field, flags);
-        }
-        IPayload& out;
-    };
-    factory_->CreatePayload(copy);
-    Copier copier(*copy);
-    payload->Accept(copier);
-    return copy;
+/// A place in each destination of the set, or in none.
+bool PayloadRouter::reserve(Set set) {
+    for (std::size_t i = 0; i < targets_.size(); ++i) {
+        if ((set >> i & 1) == 0 || !targets_[i].own || targets_[i].own->Reserve()) continue;
+        unreserve(set & ((Set{1} << i) - 1));
+        return false;
+    }
+    return true;
+}
+
+void PayloadRouter::unreserve(Set set) {
+    for (std::size_t i = 0; i < targets_.size(); ++i)
+        if ((set >> i & 1) != 0 && targets_[i].own) targets_[i].own->Unreserve();
 }
 
 StreamRoutingResult PayloadRouter::sendToSome(const PayloadPtr& payload, Set set) {
+    if (!reserve(set)) return failure();
     std::vector<std::pair<const Target*, PayloadPtr>> sends;
-    for (std::size_t i = 0; i < targets_.size(); ++i)
-        if ((set >> i & 1) != 0) sends.emplace_back(&targets_[i], sends.empty() ? payload : copyOf(payload));
-    for (std::size_t i = 0; i < sends.size(); ++i) {
-        if (!sends[i].first->own || sends[i].first->own->Reserve()) continue;
-        while (i-- > 0)
-            if (sends[i].first->own) sends[i].first->own->Unreserve();
-        return failure();
+    try {
+        for (std::size_t i = 0; i < targets_.size(); ++i)
+            if ((set >> i & 1) != 0)
+                sends.emplace_back(&targets_[i], sends.empty() ? payload : payload->Clone());
+    } catch (const std::exception&) {
+        unreserve(set);
+        throw;
     }
     int flags = 0;
     for (const auto& send : sends) {
@@ -171,6 +167,7 @@ StreamRoutingResult PayloadRouter::sendToSome(const PayloadPtr& payload, Set set
 
 bool PayloadRouter::WaitUntilSafe(unsigned int timeoutMs) {
     const std::int64_t end = SteadyMilliseconds() + timeoutMs;
+    if (targets_.empty()) return false;  // shut down: nobody knows any more
     for (const Target& target : targets_) {
         const std::int64_t left = std::max<std::int64_t>(end - SteadyMilliseconds(), 0);
         if (target.barrier && !target.barrier->WaitUntilSafe(static_cast<unsigned int>(left))) return false;

@@ -15,10 +15,6 @@
 #include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "agent/sdk/IDeliveryBarrier.h"
 
-namespace WindowsAgentCommon {
-class IPayloadFactory;
-}
-
 namespace CorvaneAgent {
 
 class Destination;
@@ -51,7 +47,8 @@ public:
     WindowsAgentCommon::StreamRoutingResult Route(
         const std::shared_ptr<WindowsAgentCommon::IPayload>& payload) override;
 
-    bool WaitUntilSafe(unsigned int timeoutMs) override;
+    bool WaitUntilSafe(
+        unsigned int timeoutMs) override;  ///< False, too, before Initialize and after Shutdown.
 
 private:
     using PayloadPtr = std::shared_ptr<WindowsAgentCommon::IPayload>;
@@ -73,11 +70,11 @@ private:
     std::size_t targetOf(const std::string& name) const;
     Set wanted(const WindowsAgentCommon::IPayload& payload);
     bool accepts(const RouteEntry& route, const WindowsAgentCommon::IPayload& payload);
-    PayloadPtr copyOf(const PayloadPtr& payload) const;
+    bool reserve(Set set);
+    void unreserve(Set set);
     WindowsAgentCommon::StreamRoutingResult sendToSome(const PayloadPtr& payload, Set set);
 
     WindowsAgentCommon::Log log_;
-    WindowsAgentCommon::IPayloadFactory* factory_ = nullptr;
     std::vector<Target> targets_;  // set by Initialize
     Set everyone_ = 0;
     std::atomic<RouteEntry*> first_{nullptr};  // the routes, added at the end only

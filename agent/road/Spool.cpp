@@ -16,7 +16,6 @@ namespace {
 
 constexpr unsigned int kCaller = 1;  // the disk manager makes no use of it
 constexpr std::size_t kChunkBytes = 256U << 10;
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
 /// The number in "0000000012.spool"; 0 for any other name.
 std::uint64_t numberOf(const std::wstring& name) {
@@ -30,25 +29,12 @@ std::uint64_t numberOf(const std::wstring& name) {
     return number;
 }
 
-OVERLAPPED at(std::uint64_t offset) {
-    OVERLAPPED place = {};
-    place.Offset = static_cast<DWORD>(offset);
-    place.OffsetHigh = static_cast<DWORD>(offset >> 32);
-    return place;
-}
-
 }  // namespace
 
 Spool::Spool(const Options& options, WindowsAgentCommon::IDiskManager& disk, WindowsAgentCommon::Log log)
-    : options_(options), disk_(disk), log_(log) {}
+    : options_(options), disk_(disk), log_(log), reader_(options.folder, log) {}
 
 Spool::~Spool() = default;
-
-std::wstring Spool::pathOf(std::uint64_t number) const {
-    std::wstring name;
-    WindowsAgentCommon::Format(name, L"%010I64u.spool", number);
-    return options_.folder + name;
-}
 
 unsigned long Spool::Open(SpoolPosition& position) {
     const Guard guard(lock_);
@@ -83,7 +69,7 @@ unsigned long Spool::listLocked() {
         const std::uint64_t number = numberOf(entry.cFileName);
         if (number == 0) continue;
         const std::uint64_t size = static_cast<std::uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow;
-        segments_[number] = {size, size};  // the disk manager has counted it at its start
+        segments_[number] = {size, size, 0, false};  // the disk manager has counted it at its start
         bytes_ += size;
     } while (::FindNextFileW(search, &entry));
     const DWORD error = ::GetLastError();
@@ -97,7 +83,7 @@ void Spool::checkLastLocked() {
     const std::uint64_t size = last->second.size;
     std::uint64_t whole = 0;
     const bool known = walkLocked(last->first, size, whole);
-    reader_.reset();
+    reader_.Close();
     if (!known || (whole >= size && size > kSegmentHeaderBytes)) return;
     if (whole <= kSegmentHeaderBytes) {
         if (size > kSegmentHeaderBytes) {
@@ -110,8 +96,9 @@ void Spool::checkLastLocked() {
     }
     log_->Warn("Spool %ls: the last %I64u bytes of segment %I64u are no whole event and are cut off",
                options_.folder.c_str(), size - whole, last->first);
-    const Handle file = OwnFile(::CreateFileW(pathOf(last->first).c_str(), GENERIC_WRITE, kShareAll, nullptr,
-                                              OPEN_EXISTING, 0, nullptr));
+    const Handle file = OwnFile(::CreateFileW(
+        SegmentPath(options_.folder, last->first).c_str(), GENERIC_WRITE,
+        FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr, OPEN_EXISTING, 0, nullptr));
     LARGE_INTEGER end;
     end.QuadPart = static_cast<LONGLONG>(whole);
     const bool cut =
@@ -129,29 +116,30 @@ void Spool::checkLastLocked() {
 bool Spool::walkLocked(std::uint64_t number, std::uint64_t until, std::uint64_t& end) {
     LineBatch lines;
     end = 0;
-    ReadResult result = openReaderLocked(number);
-    if (result == ReadResult::kRead) end = kSegmentHeaderBytes;
-    while (result == ReadResult::kRead && end < until) {
+    SegmentReader::Result result = reader_.Open(number);
+    if (result == SegmentReader::Result::kRead) end = kSegmentHeaderBytes;
+    while (result == SegmentReader::Result::kRead && end < until) {
         result = readLocked(number, end, kChunkBytes, lines);
         for (const std::size_t length : lines.lengths)
             if (end < until) end += kRecordHeaderBytes + length;
     }
-    return result != ReadResult::kFailed;
+    return result != SegmentReader::Result::kFailed;
 }
 
 Spool::AppendResult Spool::Append(const LineBatch& lines) {
-    std::string records;
-    records.reserve(kSegmentHeaderBytes + lines.text.size() + lines.lengths.size() * kRecordHeaderBytes);
+    std::string bytes;
+    bytes.reserve(kSegmentHeaderBytes + lines.text.size() + lines.lengths.size() * kRecordHeaderBytes);
+    bytes.assign(kSegmentHeaderBytes, '\0');  // room for the header of a new segment
     std::size_t start = 0;
     for (const std::size_t length : lines.lengths) {
         if (length > kMaxRecordBytes) return AppendResult::kTooLarge;
-        AppendRecord(records, lines.text.data() + start, length);
+        AppendRecord(bytes, lines.text.data() + start, length);
         start += length;
     }
-    if (records.empty()) return AppendResult::kWritten;
-    if (records.size() + kSegmentHeaderBytes > options_.capacity) return AppendResult::kTooLarge;
+    if (lines.lengths.empty()) return AppendResult::kWritten;
+    if (bytes.size() > options_.capacity) return AppendResult::kTooLarge;
     const Guard guard(lock_);
-    return appendLocked(records);
+    return appendLocked(bytes, lines.lengths.size());
 }
 
 unsigned long Spool::GetAppendError() const {
@@ -159,56 +147,67 @@ unsigned long Spool::GetAppendError() const {
     return appendError_;
 }
 
-Spool::AppendResult Spool::appendLocked(const std::string& records) {
+/// bytes: records behind room for a segment's header.
+Spool::AppendResult Spool::appendLocked(std::string& bytes, std::uint64_t records) {
     if (writer_) {
         const std::uint64_t size = segments_.rbegin()->second.size;
-        if (size > kSegmentHeaderBytes && size + records.size() > options_.segmentBytes) writer_.reset();
+        const std::uint64_t more = bytes.size() - kSegmentHeaderBytes;
+        if (size > kSegmentHeaderBytes && size + more > options_.segmentBytes) writer_.reset();
     }
     for (int attempt = 0; attempt < 2; ++attempt) {
         const bool isNew = !writer_;
-        const std::uint64_t bytes = records.size() + (isNew ? kSegmentHeaderBytes : 0);
-        if (bytes_ + bytes <= options_.capacity && disk_.ReserveSpace(kCaller, bytes)) {
-            if (!isNew) return writeLocked(records, false);
-            std::string whole;
-            AppendSegmentHeader(whole, nextNumber_);
-            return writeLocked(whole + records, true);
+        const std::size_t from = isNew ? 0 : kSegmentHeaderBytes;
+        const std::uint64_t size = bytes.size() - from;
+        if (bytes_ + size <= options_.capacity && disk_.ReserveSpace(kCaller, size)) {
+            if (isNew) PutSegmentHeader(&bytes[0], nextNumber_);
+            return writeLocked(bytes.data() + from, static_cast<std::size_t>(size), records, isNew);
         }
-        if (!removeReleasedLocked()) break;
+        const bool retried = deleteLeftLocked();
+        if (!removeReleasedLocked() && !retried) break;
     }
     return AppendResult::kFull;
 }
 
-/// bytes: reserved with the disk manager.
-Spool::AppendResult Spool::writeLocked(const std::string& bytes, bool isNew) {
-    appendError_ = isNew ? openWriterLocked() : 0;
+/// size: reserved with the disk manager.
+Spool::AppendResult Spool::writeLocked(const char* bytes, std::size_t size, std::uint64_t records,
+                                       bool isNew) {
+    try {
+        appendError_ = isNew ? openWriterLocked() : 0;
+    } catch (const std::exception&) {
+        disk_.ReleaseSpace(kCaller, size);
+        throw;
+    }
     if (appendError_ != 0) {
-        disk_.ReleaseSpace(kCaller, bytes.size());
+        disk_.ReleaseSpace(kCaller, size);
         return AppendResult::kFailed;
     }
     Segment& segment = segments_.rbegin()->second;
-    OVERLAPPED place = at(segment.size);
+    OVERLAPPED place = {};
+    place.Offset = static_cast<DWORD>(segment.size);
+    place.OffsetHigh = static_cast<DWORD>(segment.size >> 32);
     DWORD written = 0;
-    if (!::WriteFile(writer_.get(), bytes.data(), static_cast<DWORD>(bytes.size()), &written, &place)) {
+    if (!::WriteFile(writer_.get(), bytes, static_cast<DWORD>(size), &written, &place)) {
         appendError_ = ::GetLastError();
-    } else if (written != bytes.size()) {
+    } else if (written != size) {
         appendError_ = ERROR_DISK_FULL;
     }
     if (appendError_ != 0) {
-        undoLocked(isNew, bytes.size());
+        undoLocked(isNew, size);
         return AppendResult::kFailed;
     }
-    segment.size += bytes.size();
-    segment.reserved += bytes.size();
-    bytes_ += bytes.size();
+    segment.size += size;
+    segment.reserved += size;
+    segment.records += records;
+    bytes_ += size;
     return AppendResult::kWritten;
 }
 
 unsigned long Spool::openWriterLocked() {
     const std::uint64_t number = nextNumber_++;
+    const std::wstring path = SegmentPath(options_.folder, number);
     segments_[number];
-    writer_ =
-        OwnFile(::CreateFileW(pathOf(number).c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE,
-                              nullptr, CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
+    writer_ = OwnFile(::CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE, nullptr,
+                                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr));
     const DWORD error = ::GetLastError();
     if (writer_) return 0;
     segments_.erase(number);
@@ -236,15 +235,15 @@ bool Spool::Read(SpoolPosition& position, std::size_t maxBytes, LineBatch& lines
         const std::uint64_t number = segment->first;
         std::uint64_t offset = kSegmentHeaderBytes;
         if (number == position.segment) offset = std::max(offset, position.offset);
-        const ReadResult result = readLocked(number, offset, maxBytes, lines);
-        if (result == ReadResult::kFailed) return false;
-        if (result == ReadResult::kRead) {
+        const SegmentReader::Result result = readLocked(number, offset, maxBytes, lines);
+        if (result == SegmentReader::Result::kFailed) return false;
+        if (result == SegmentReader::Result::kRead) {
             for (const std::size_t length : lines.lengths) offset += kRecordHeaderBytes + length;
             position = {number, offset};
             return true;
         }
         const auto next = std::next(segment);
-        if (result == ReadResult::kDamaged) {
+        if (result == SegmentReader::Result::kDamaged) {
             skipLocked(segment, offset);
             position = {number, segment->second.size};
         }
@@ -253,63 +252,9 @@ bool Spool::Read(SpoolPosition& position, std::size_t maxBytes, LineBatch& lines
     return false;
 }
 
-Spool::ReadResult Spool::openReaderLocked(std::uint64_t number) {
-    if (reader_ && readerNumber_ == number) return ReadResult::kRead;
-    reader_ = OwnFile(::CreateFileW(pathOf(number).c_str(), GENERIC_READ, kShareAll, nullptr, OPEN_EXISTING,
-                                    FILE_FLAG_SEQUENTIAL_SCAN, nullptr));
-    const DWORD error = ::GetLastError();
-    readerNumber_ = number;
-    if (!reader_) {
-        if (error == ERROR_FILE_NOT_FOUND) return ReadResult::kDamaged;
-        if (!readFails_)
-            log_->Error("Spool %ls: segment %I64u cannot be read, error %lu", options_.folder.c_str(), number,
-                        error);
-        readFails_ = true;
-        return ReadResult::kFailed;
-    }
-    const ReadResult result = fillLocked(0, kSegmentHeaderBytes);
-    if (result == ReadResult::kRead && IsSegmentHeader(buffer_.data(), buffer_.size(), number)) {
-        readFails_ = false;
-        return ReadResult::kRead;
-    }
-    reader_.reset();
-    return result == ReadResult::kFailed ? result : ReadResult::kDamaged;
-}
-
-/// Fills buffer_ with that many bytes of the open segment, or with fewer where it ends.
-Spool::ReadResult Spool::fillLocked(std::uint64_t offset, std::uint64_t bytes) {
-    buffer_.resize(static_cast<std::size_t>(bytes));
-    OVERLAPPED place = at(offset);
-    DWORD got = 0;
-    if (!::ReadFile(reader_.get(), buffer_.data(), static_cast<DWORD>(bytes), &got, &place) &&
-        ::GetLastError() != ERROR_HANDLE_EOF) {
-        return ReadResult::kFailed;
-    }
-    buffer_.resize(got);
-    return ReadResult::kRead;
-}
-
-Spool::ReadResult Spool::readLocked(std::uint64_t number, std::uint64_t offset, std::size_t maxBytes,
-                                    LineBatch& lines) {
-    lines.Clear();
-    const std::uint64_t end = segments_[number].size;
-    if (offset >= end) return ReadResult::kEnd;
-    const ReadResult opened = openReaderLocked(number);
-    if (opened != ReadResult::kRead) return opened;
-    std::uint64_t wanted = std::min<std::uint64_t>(std::max(maxBytes, kRecordHeaderBytes), end - offset);
-    std::size_t start = 0;
-    for (;;) {
-        if (fillLocked(offset, wanted) != ReadResult::kRead) return ReadResult::kFailed;
-        std::size_t length = 0;
-        while (CheckRecord(buffer_.data() + start, buffer_.size() - start, length) == RecordState::kWhole) {
-            lines.Add(buffer_.data() + start + kRecordHeaderBytes, length);
-            start += kRecordHeaderBytes + length;
-        }
-        if (start > 0) return ReadResult::kRead;
-        const std::uint64_t needed = kRecordHeaderBytes + static_cast<std::uint64_t>(length);
-        if (needed <= wanted || needed > end - offset) return ReadResult::kDamaged;
-        wanted = needed;
-    }
+SegmentReader::Result Spool::readLocked(std::uint64_t number, std::uint64_t offset, std::size_t maxBytes,
+                                        LineBatch& lines) {
+    return reader_.Read(number, offset, segments_[number].size, maxBytes, lines);
 }
 
 void Spool::skipLocked(Segments::iterator segment, std::uint64_t offset) {
@@ -331,7 +276,9 @@ bool Spool::DropOldest(const SpoolPosition& position, std::uint64_t& lost) {
     lost = 0;
     if (segments_.empty()) return false;
     const auto oldest = segments_.begin();
-    if (position.segment < oldest->first) {
+    if (position.segment < oldest->first && oldest->second.counted) {
+        lost = oldest->second.records;
+    } else if (position.segment < oldest->first) {
         lost = countLocked(oldest->first, kSegmentHeaderBytes);
     } else if (position.segment == oldest->first) {
         lost = countLocked(oldest->first, std::max<std::uint64_t>(position.offset, kSegmentHeaderBytes));
@@ -343,7 +290,7 @@ bool Spool::DropOldest(const SpoolPosition& position, std::uint64_t& lost) {
 std::uint64_t Spool::countLocked(std::uint64_t number, std::uint64_t offset) {
     LineBatch lines;
     std::uint64_t count = 0;
-    while (readLocked(number, offset, kChunkBytes, lines) == ReadResult::kRead) {
+    while (readLocked(number, offset, kChunkBytes, lines) == SegmentReader::Result::kRead) {
         count += lines.lengths.size();
         for (const std::size_t length : lines.lengths) offset += kRecordHeaderBytes + length;
     }
@@ -352,18 +299,35 @@ std::uint64_t Spool::countLocked(std::uint64_t number, std::uint64_t offset) {
 
 void Spool::removeLocked(Segments::iterator segment) {
     if (std::next(segment) == segments_.end()) writer_.reset();
-    if (readerNumber_ == segment->first) reader_.reset();
-    if (!::DeleteFileW(pathOf(segment->first).c_str())) {
-        const DWORD error = ::GetLastError();
-        // Still on the disk, so still accounted for; the next start finds it and sends it again.
-        if (error != ERROR_FILE_NOT_FOUND)
-            log_->Error("Spool %ls: segment %I64u cannot be deleted, error %lu", options_.folder.c_str(),
-                        segment->first, error);
-        if (error != ERROR_FILE_NOT_FOUND) segment->second.reserved = 0;
+    reader_.Close(segment->first);
+    deleteLeftLocked();
+    const std::wstring path = SegmentPath(options_.folder, segment->first);
+    const DWORD error = ::DeleteFileW(path.c_str()) ? 0 : ::GetLastError();
+    if (error == 0 || error == ERROR_FILE_NOT_FOUND) {
+        disk_.ReleaseSpace(kCaller, segment->second.reserved);
+    } else {
+        // Still on the disk, so still accounted for. Should the process end before it is gone, the next start
+        // finds it, and sends it again if it lies behind the kept position.
+        if (left_.empty())
+            log_->Error("Spool %ls: segment %I64u cannot be deleted, error %lu; trying again",
+                        options_.folder.c_str(), segment->first, error);
+        left_[segment->first] = segment->second.reserved;
     }
-    disk_.ReleaseSpace(kCaller, segment->second.reserved);
     bytes_ -= segment->second.size;
     segments_.erase(segment);
+}
+
+/// Tries again to delete what could not be; whether something went.
+bool Spool::deleteLeftLocked() {
+    const std::size_t before = left_.size();
+    for (auto one = left_.begin(); one != left_.end();) {
+        if (!::DeleteFileW(SegmentPath(options_.folder, one->first).c_str()) &&
+            ::GetLastError() != ERROR_FILE_NOT_FOUND)
+            return left_.size() < before;
+        disk_.ReleaseSpace(kCaller, one->second);
+        one = left_.erase(one);
+    }
+    return before > 0;
 }
 
 /// Makes room when everything there is has been done with.
@@ -393,7 +357,7 @@ std::uint64_t Spool::GetBytesBehind(const SpoolPosition& position) const {
 
 std::uint64_t Spool::GetFirstSegment() const {
     const Guard guard(lock_);
-    return segments_.empty() ? 0 : segments_.begin()->first;
+    return segments_.empty() ? nextNumber_ : segments_.begin()->first;
 }
 
 std::uint64_t Spool::GetDamagedCount() const {

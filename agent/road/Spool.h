@@ -10,6 +10,7 @@
 
 #include "WindowsAgentCommon/LoggerFactory.h"
 #include "agent/road/Sink.h"
+#include "agent/road/SegmentReader.h"
 #include "agent/road/SpoolFormat.h"
 #include "agent/sdk/Handle.h"
 
@@ -74,38 +75,38 @@ public:
     /// Deletes the segments that lie wholly before position; the last one goes when its room is needed.
     void Release(const SpoolPosition& position);
 
-    /// Deletes the oldest segment, be it the one in use. lost: its records from position on. False when there
-    /// is none.
+    /// Deletes the oldest segment, be it the one in use. lost: its records from position on, for which it is
+    /// read unless this process wrote it and position lies before it. False when there is none.
     bool DropOldest(const SpoolPosition& position, std::uint64_t& lost);
 
     std::uint64_t GetBytes() const;                                     ///< Of all segments.
     std::uint64_t GetBytesBehind(const SpoolPosition& position) const;  ///< What is not read yet.
-    std::uint64_t GetFirstSegment() const;                              ///< Its number; 0 without segments.
-    std::uint64_t GetDamagedCount() const;                              ///< Segments found damaged.
+    std::uint64_t GetFirstSegment() const;  ///< Its number; without segments that of the next.
+    std::uint64_t GetDamagedCount() const;  ///< Segments found damaged.
 
 private:
-    enum class ReadResult { kRead, kEnd, kDamaged, kFailed };
     struct Segment {
         std::uint64_t size = 0;      // of its valid part
         std::uint64_t reserved = 0;  // accounted for with the disk manager
+        std::uint64_t records = 0;
+        bool counted = true;  // records is known: of what this process wrote
     };
     using Segments = std::map<std::uint64_t, Segment>;
     using Guard = ACE_Guard<ACE_Thread_Mutex>;
 
-    std::wstring pathOf(std::uint64_t number) const;
     unsigned long listLocked();
     void checkLastLocked();
     bool walkLocked(std::uint64_t number, std::uint64_t until, std::uint64_t& end);
-    AppendResult appendLocked(const std::string& records);
-    AppendResult writeLocked(const std::string& bytes, bool isNew);
+    AppendResult appendLocked(std::string& bytes, std::uint64_t records);
+    AppendResult writeLocked(const char* bytes, std::size_t size, std::uint64_t records, bool isNew);
     unsigned long openWriterLocked();
     void undoLocked(bool isNew, std::uint64_t bytes);
-    ReadResult openReaderLocked(std::uint64_t number);
-    ReadResult readLocked(std::uint64_t number, std::uint64_t offset, std::size_t maxBytes, LineBatch& lines);
-    ReadResult fillLocked(std::uint64_t offset, std::uint64_t bytes);
+    SegmentReader::Result readLocked(std::uint64_t number, std::uint64_t offset, std::size_t maxBytes,
+                                     LineBatch& lines);
     void skipLocked(Segments::iterator segment, std::uint64_t offset);
     std::uint64_t countLocked(std::uint64_t number, std::uint64_t offset);
     void removeLocked(Segments::iterator segment);
+    bool deleteLeftLocked();
     bool removeReleasedLocked();
 
     const Options options_;
@@ -117,12 +118,10 @@ private:
     std::uint64_t nextNumber_ = 1;
     SpoolPosition released_;
     Handle writer_;  // of the last segment; none: the next Append begins a new one
-    Handle reader_;
-    std::uint64_t readerNumber_ = 0;
-    std::string buffer_;  // of the reader
+    std::map<std::uint64_t, std::uint64_t> left_;  // could not be deleted; what they have reserved
+    SegmentReader reader_;
     unsigned long appendError_ = 0;
     std::uint64_t damaged_ = 0;
-    bool readFails_ = false;
 };
 
 }  // namespace CorvaneAgent

@@ -57,15 +57,15 @@ std::uint32_t checkValue(const char* length, const char* data, std::size_t size)
 
 }  // namespace
 
-void AppendSegmentHeader(std::string& out, std::uint64_t number) {
-    out.append(kMagic, sizeof kMagic);
-    appendNumber(out, number, 8);
+void PutSegmentHeader(char* bytes, std::uint64_t number) {
+    std::memcpy(bytes, kMagic, sizeof kMagic);
+    std::memcpy(bytes + sizeof kMagic, &number, sizeof number);  // little endian, as above
 }
 
 bool IsSegmentHeader(const char* bytes, std::size_t size, std::uint64_t number) {
-    std::string expected;
-    AppendSegmentHeader(expected, number);
-    return size >= expected.size() && std::memcmp(bytes, expected.data(), expected.size()) == 0;
+    char expected[kSegmentHeaderBytes];
+    PutSegmentHeader(expected, number);
+    return size >= sizeof expected && std::memcmp(bytes, expected, sizeof expected) == 0;
 }
 
 void AppendRecord(std::string& out, const char* data, std::size_t size) {

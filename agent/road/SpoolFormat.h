@@ -13,8 +13,8 @@ constexpr std::size_t kSegmentHeaderBytes = 16;
 constexpr std::size_t kRecordHeaderBytes = 8;
 constexpr std::size_t kMaxRecordBytes = 16U << 20;  ///< Of a record's data.
 
-/// Adds the header of the segment of that number to out.
-void AppendSegmentHeader(std::string& out, std::uint64_t number);
+/// Writes the header of the segment of that number, kSegmentHeaderBytes, to bytes.
+void PutSegmentHeader(char* bytes, std::uint64_t number);
 
 /// Whether size bytes begin with the header of the segment of that number.
 bool IsSegmentHeader(const char* bytes, std::size_t size, std::uint64_t number);

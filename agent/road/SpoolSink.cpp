@@ -26,6 +26,7 @@ constexpr int kRetryMs = 100;      // of a write that cannot be
 constexpr int kSenderPauseMs = 5;  // while the sender is full; half its queue lasts longer
 constexpr int kIdleMs = 100;
 constexpr std::int64_t kCloseMs = 500;
+constexpr std::int64_t kFullForMs = 15'000;
 
 bool isDiskFull(unsigned long error) { return error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL; }
 
@@ -90,10 +91,14 @@ bool SpoolSink::Write(const LineBatch& batch) {
         const Spool::AppendResult result = spool_.Append(batch);
         if (result == Spool::AppendResult::kTooLarge) return writeLineByLine(batch);
         const unsigned long error = result == Spool::AppendResult::kFailed ? spool_.GetAppendError() : 0;
-        noteWriteError(error);
         const bool full = result == Spool::AppendResult::kFull || isDiskFull(error);
+        if (!full || !options_.dropOldest)
+            noteWriteError(error);  // otherwise dropping is what the log is told
         Guard guard(lock_);
-        refused_ = full;
+        if (full) {
+            refused_ = true;
+            fullBytes_ = spool_.GetBytes();
+        }
         if (result == Spool::AppendResult::kWritten) {
             spooled_ += batch.lengths.size();
             caughtUp_ = false;
@@ -154,13 +159,17 @@ void SpoolSink::noteWriteError(unsigned long error) {
     writeError_ = error;
 }
 
+/// A write that was refused counts as full for a while, though dropping a segment makes room at once: as
+/// long as events go on being dropped, the log is told nothing new.
 void SpoolSink::Tick(std::int64_t now) {
     const std::uint64_t used = spool_.GetBytes();
     const Guard guard(lock_);
-    const std::uint64_t capacity =
-        refused_ ? used : options_.spool.capacity;  // full may be less than its share
-    const AlarmLadder::State state = alarm_.Update(used, capacity, now);
-    if (!dropping_ || state != AlarmLadder::State::kNormal) return;
+    if (refused_) refusedUntil_ = now + kFullForMs;
+    refused_ = false;
+    const bool full = now < refusedUntil_;
+    const AlarmLadder::State state =
+        alarm_.Update(full ? fullBytes_ : used, full ? fullBytes_ : options_.spool.capacity, now);
+    if (!dropping_ || full || state != AlarmLadder::State::kNormal) return;
     dropping_ = false;
     log_->Info("The spool of destination %s has room again; %I64u events were dropped since the start",
                options_.name.c_str(), droppedFull_);
@@ -186,6 +195,10 @@ void SpoolSink::Stop(std::int64_t deadline) {
         checkLoss();
         confirm(SteadyMilliseconds());
         save(0, true);
+        {
+            const Guard guard(lock_);
+            discardChunk(spool_.GetFirstSegment());
+        }
         const std::int64_t left = std::clamp<std::int64_t>(deadline - SteadyMilliseconds(), 0, kCloseMs);
         sender_->Close(sender_->GetState() == ConnectionState::kConnected ? static_cast<unsigned int>(left)
                                                                           : 0);
@@ -254,8 +267,8 @@ void SpoolSink::checkLoss() {
         sender_->Close(0);
     }
     lossSeen_ = sender_->GetLossCount();
-    const std::uint64_t first = spool_.GetFirstSegment();
     const Guard guard(lock_);
+    const std::uint64_t first = spool_.GetFirstSegment();
     for (const Mark& lines : marks_) {
         if (lines.end.segment < first) {
             droppedFull_ += lines.lines;  // the spool was full meanwhile, and they may not have arrived
@@ -264,11 +277,18 @@ void SpoolSink::checkLoss() {
         }
     }
     marks_.clear();
-    chunk_.Clear();
-    chunkLine_ = chunkByte_ = 0;
+    discardChunk(first);
     fetched_ = confirmed_;
     caughtUp_ = false;
     senderFull_ = false;
+}
+
+/// Under lock_. What was not handed over yet is read again, unless it is dropped: first is the first segment
+/// there is.
+void SpoolSink::discardChunk(std::uint64_t first) {
+    if (chunkPosition_.segment < first) droppedFull_ += chunk_.lengths.size() - chunkLine_;
+    chunk_.Clear();
+    chunkLine_ = chunkByte_ = 0;
 }
 
 void SpoolSink::confirm(std::int64_t now) {

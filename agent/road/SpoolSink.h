@@ -65,6 +65,7 @@ private:
     int svc() override;
     bool feed();
     void checkLoss();
+    void discardChunk(std::uint64_t first);
     void confirm(std::int64_t now);
     void save(std::int64_t now, bool always);
     bool handOver();
@@ -91,10 +92,12 @@ private:
     SpoolPosition fetched_;     // what lies before it is in the feeder's hands
     std::uint64_t spooled_ = 0, sent_ = 0, resent_ = 0;
     std::uint64_t droppedFull_ = 0, droppedOversize_ = 0;
-    std::uint64_t lastSent_ = 0;    // ms since 1970
-    unsigned long writeError_ = 0;  // what the log was told
-    bool refused_ = false;          // the last Write found the spool full
-    bool dropping_ = false;         // what the log was told
+    std::uint64_t lastSent_ = 0;     // ms since 1970
+    unsigned long writeError_ = 0;   // what the log was told
+    bool refused_ = false;           // a Write found the spool full since the last Tick
+    std::uint64_t fullBytes_ = 0;    // what the spool had then
+    std::int64_t refusedUntil_ = 0;  // ms; until then it counts as full
+    bool dropping_ = false;          // what the log was told
     AlarmLadder alarm_;
 
     // The feeder's own.

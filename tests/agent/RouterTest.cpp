@@ -15,7 +15,6 @@
 #include "agent/road/DestinationManager.h"
 #include "agent/road/DestinationSettings.h"
 #include "tests/agent/RoadFakes.h"
-#include "tests/support/FakeConnections.h"
 #include "tests/support/TempFolder.h"
 
 namespace CorvaneAgent {
@@ -116,6 +115,8 @@ TEST_F(RouterTest, EitherEveryDestinationGetsAnEventOrNone) {
     for (const std::string& line : Numbered(0, 250)) a += line + "\n";
     EXPECT_EQ(folder_.Read(L"a"), a + "again\n");
     EXPECT_EQ(folder_.Read(L"b"), a + "x\nx\nx\nx\nx\nx\nagain\n");
+    router_.Shutdown();
+    EXPECT_FALSE(router_.WaitUntilSafe(1)) << "nobody knows any more";
 }
 
 struct Containing : IEventFilter {
@@ -178,16 +179,6 @@ TEST_F(RouterTest, ASettingThatCannotBeUsedIsNamedWithItsValue) {
     AddFile("same");
     AddFile("SAME");
     EXPECT_NE(InitializationError(), "");
-}
-
-TEST_F(RouterTest, TheSendersQueueHasRoomBesideWhatTheFeederPutsThere) {
-    WindowsAgentCommon::test::FakeConnections connections;
-    connections.sender = nullptr;
-    connections.components.components.insert(components_.components.begin(), components_.components.end());
-    Add("dest", {{"Type", "TCP"}, {"QueueHighWaterMark", "100000"}});
-    EXPECT_NE(InitializationError(), "");
-    EXPECT_EQ(connections.settings["QueueHighWaterMark"], "125000") << "its alarm begins at 90%";
-    EXPECT_EQ(connections.settings["QueueLowWaterMark"], "50000");
 }
 
 TEST(FolderNameTest, IsOneFolderWhateverTheDestinationIsCalled) {

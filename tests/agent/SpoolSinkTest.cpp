@@ -189,6 +189,50 @@ TEST_F(SpoolSinkTest, DropOldestNeverBlocksAndCountsWhatItDrops) {
     EXPECT_EQ(received.back(), "last");
 }
 
+TEST_F(SpoolSinkTest, WhatIsInHandWhenItsSegmentIsDroppedCountsAsDroppedAfterALoss) {
+    options_.dropOldest = true;
+    options_.spool = {folder_.Path(L"spool\\"), 4096, 512};
+    Start();
+    sender_->Connect(false);
+    ASSERT_TRUE(sink_->Write(BatchOf(Numbered(0, 20))));
+    ASSERT_TRUE(test::Until([&] { return Status("Sent") >= 20; }));
+    ASSERT_TRUE(sink_->Write(BatchOf(Numbered(20, 40))));  // some are in hand behind a full sender
+    ASSERT_TRUE(test::Until([&] { return Status("SpoolBytes") == 0; }));
+    for (int i = 3; i < 20; ++i) ASSERT_TRUE(sink_->Write(BatchOf(Numbered(i * 20, 20))));
+    const std::uint64_t before = Status("Dropped.SpoolFull");
+    sender_->Lose(0);
+    ASSERT_TRUE(test::Until([&] { return Status("Dropped.SpoolFull") > before; }));
+    const std::uint64_t dropped = Status("Dropped.SpoolFull");
+    sender_->Connect(true);
+    ASSERT_TRUE(test::Until([&] {
+        const Lines received = sender_->Received();
+        return !received.empty() && received.back() == Numbered(399, 1)[0];
+    }));
+    EXPECT_EQ(sender_->Received().size() + dropped, 400U);
+}
+
+TEST_F(SpoolSinkTest, DroppingIsOneAlarmThatStaysForFifteenSeconds) {
+    options_.dropOldest = true;
+    disk_.capacity = 1000;
+    Start();
+    std::string state;
+    const auto alarm = [&] {
+        WindowsAgentCommon::EnvironmentBlock status;
+        sink_->AddStatus("", status);
+        status.GetStringValue("SpoolAlarm", state, "");
+        return state;
+    };
+    std::int64_t now = 1'000'000;
+    for (int i = 0; i < 10; ++i) ASSERT_TRUE(sink_->Write(BatchOf(Numbered(i * 20, 20))));
+    EXPECT_GT(Status("Dropped.SpoolFull"), 0U);
+    sink_->Tick(now);
+    EXPECT_EQ(alarm(), "warning");
+    sink_->Tick(now + 14'000);
+    EXPECT_EQ(alarm(), "warning") << "there is room, but for how long";
+    sink_->Tick(now + 15'000);
+    EXPECT_EQ(alarm(), "normal");
+}
+
 TEST_F(SpoolSinkTest, BlockWaitsUntilThereIsRoomAndLosesNothing) {
     options_.spool = {folder_.Path(L"spool\\"), 4096, 512};
     options_.resendWindow = 0;

@@ -163,6 +163,25 @@ TEST_F(SpoolTest, WhatIsFullHasRoomAgainOnceItIsReadOrDropped) {
     EXPECT_TRUE(IsAccounted());
 }
 
+TEST_F(SpoolTest, ASegmentThatCannotBeDeletedKeepsItsRoomUntilItCan) {
+    Open();
+    for (int i = 0; i < 3; ++i) ASSERT_EQ(spool_->Append(BatchOf(Numbered(i * 5, 5))), Result::kWritten);
+    std::uint64_t lost = 0;
+    {
+        const Handle inspector =
+            OwnFile(::CreateFileW(folder_.Path(kFirst).c_str(), GENERIC_READ,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr));
+        ASSERT_TRUE(spool_->DropOldest({}, lost));
+        EXPECT_EQ(lost, 5U);
+        EXPECT_EQ(disk_.used, spool_->GetBytes() + Size(1));
+        EXPECT_EQ(ReadAll(), Numbered(5, 10));
+    }
+    disk_.capacity = disk_.used;
+    ASSERT_EQ(spool_->Append(BatchOf(Numbered(15, 1))), Result::kWritten);
+    EXPECT_TRUE(IsAccounted());
+    EXPECT_FALSE(folder_.Has(kFirst));
+}
+
 TEST_F(SpoolTest, ANumberIsNotUsedAgainWhenItsSegmentIsGone) {
     Open();
     ASSERT_EQ(spool_->Append(BatchOf(Numbered(0, 4))), Result::kWritten);
