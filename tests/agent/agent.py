@@ -36,7 +36,7 @@ class Agent:
 
     def __init__(self, program, folder):
         self.program = program
-        self.root = os.path.join(folder, "root")
+        self.root = os.path.join(folder, "agent's root & more")
         self.process = None
         os.makedirs(os.path.join(self.root, "config"))
         shutil.copy(os.path.join(SAMPLES, "logconfig.xml"), self.path("config", "logconfig.xml"))
@@ -44,9 +44,9 @@ class Agent:
     def path(self, *names):
         return os.path.join(self.root, *names)
 
-    def configure(self, destinations, collectors, capacity=100, agent_settings=None):
-        """destinations, collectors: settings by name; those of a collector with its "class"."""
-        text = "<AgentConfig version='test'><Settings>" + settings(agent_settings or {}) + "</Settings><Services>"
+    def configure(self, destinations, collectors, capacity=100, agent_settings=None, version="test"):
+        """destinations, collectors: settings by name; those of a collector with its "class", and "module"."""
+        text = f"<AgentConfig version={quoteattr(version)}><Settings>" + settings(agent_settings or {}) + "</Settings><Services>"
         text += BASE_SERVICES.format(capacity=capacity)
         text += '<Service name="DestinationManager" module="AgentRoad">'
         for name, values in destinations.items():
@@ -55,7 +55,8 @@ class Agent:
         for name, values in collectors.items():
             values = dict(values)
             kind = values.pop("class")
-            text += f'<Service name={quoteattr(name)} module="AgentCollectors" class={quoteattr(kind)}>'
+            module = values.pop("module", "AgentCollectors")
+            text += f'<Service name={quoteattr(name)} module={quoteattr(module)} class={quoteattr(kind)}>'
             text += settings(values) + "</Service>"
         self.write_config(text + "</Services></AgentConfig>")
 
