@@ -7,6 +7,8 @@
 #include "agent/sdk/Collector.h"
 #include "agent/sdk/MakeService.h"
 
+#include "agent/sdk/Win32.h"
+
 namespace {
 
 using namespace WindowsAgentCommon;
@@ -20,7 +22,8 @@ protected:
     Progress Collect() override {
         GetLog()->Info("The line before the end");
         if (kind_ == "exception") throwThrough();
-        int* volatile nowhere = nullptr;
+        auto* const nowhere = static_cast<volatile int*>(
+            ::VirtualAlloc(nullptr, 4096, MEM_RESERVE, PAGE_NOACCESS));  // page 0 may be there under Wine
         *nowhere = 1;
         return Progress::kFinished;
     }
