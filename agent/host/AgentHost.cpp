@@ -39,10 +39,20 @@ std::uint64_t waitingBytes(const EnvironmentBlock& destinations) {
     return sum;
 }
 
+/// Settles the folders, before anything is logged: logging keeps the working folder that it finds first,
+/// which is the system's for a service. What goes wrong is found, and told, when the folders are made.
+const Options& enterRoot(const Options& options) {
+    GetBinPath();
+    SetRootPath(options.root);
+    CreateDirectoryRecursive(GetRootPath());
+    ::SetCurrentDirectoryW(GetRootPath().c_str());
+    return options;
+}
+
 }  // namespace
 
 AgentHost::AgentHost(const Options& options, void* stopRequested, void (*alive)())
-    : options_(options),
+    : options_(enterRoot(options)),
       stopRequested_(stopRequested),
       alive_(alive),
       log_(GetLoggerFactory().GetLog("Agent.Host")),
@@ -60,11 +70,8 @@ ExitCode AgentHost::fail(ExitCode code, const std::string& why) {
 }
 
 void AgentHost::prepareFolders() {
-    GetBinPath();
-    SetRootPath(options_.root);
-    const std::wstring root = GetRootPath();
     for (const std::wstring& folder :
-         {root, GetConfigPath(), GetLogPath(), GetCachePath(), GetPatchPath(), GetStagingPath()}) {
+         {GetRootPath(), GetConfigPath(), GetLogPath(), GetCachePath(), GetPatchPath(), GetStagingPath()}) {
         const unsigned long error = CreateDirectoryRecursive(folder);
         if (error != 0) {
             throw InitializationException(
@@ -72,7 +79,6 @@ void AgentHost::prepareFolders() {
                 "the folder " + ToUTF8(folder) + " cannot be made: " + LastError(error));
         }
     }
-    ::SetCurrentDirectoryW(root.c_str());
 }
 
 void AgentHost::initializeLogging() {

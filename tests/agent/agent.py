@@ -35,7 +35,8 @@ class Agent:
     """One agent root below folder. program: corvane-agent.exe; the modules lie beside it."""
 
     def __init__(self, program, folder):
-        self.program = program
+        self.program = os.path.abspath(program)
+        self.folder = folder
         self.root = os.path.join(folder, "agent's root & more")
         self.process = None
         os.makedirs(os.path.join(self.root, "config"))
@@ -70,12 +71,12 @@ class Agent:
     def run(self, *arguments, seconds=120):
         """Runs it to its end: the completed process with stdout and stderr."""
         return subprocess.run(self.command(*arguments), stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                              timeout=seconds)
+                              timeout=seconds, cwd=self.folder)
 
     def start(self, *arguments):
         with open(os.path.join(self.root, "..", "console.txt"), "ab") as console:
             self.process = subprocess.Popen(self.command(*arguments), stdin=subprocess.DEVNULL, stdout=console,
-                                            stderr=console)
+                                            stderr=console, cwd=self.folder)
 
     def end(self, number=signal.SIGINT, seconds=30):
         """Ctrl+C, or SIGKILL; returns the exit code."""
