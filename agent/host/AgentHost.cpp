@@ -8,14 +8,13 @@
 #include "WindowsAgentCommon/Formatting.h"
 #include "WindowsAgentCommon/IConfigurationManager.h"
 #include "WindowsAgentCommon/IDeviceService.h"
+#include "WindowsAgentCommon/IRegistryCache.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/SystemInfo.h"
+#include "agent/host/ConfigurationCheck.h"
 #include "agent/sdk/Clock.h"
 
-#include <ace/Time_Value.h>
-
-#include <algorithm>
-#include <set>
+#include <cstdlib>
 
 #include "agent/sdk/Win32.h"
 
@@ -26,101 +25,36 @@ using namespace WindowsAgentCommon;
 namespace {
 
 constexpr std::int64_t kProgressMs = 1000;
+constexpr std::int64_t kIdleSpoolMs = 5000;  // with --once, how long a destination may send nothing
 constexpr const char* kManager = "AgentConfigManager";
 
-/// A setting of the agent itself: seconds in a range.
-struct IntervalSetting {
-    const char* name;
-    int defaultValue;
-    int minimum;
-    int maximum;
-};
-
-constexpr IntervalSetting kStateInterval = {"StateInterval", 5, 1, 3600};
-constexpr IntervalSetting kReloadInterval = {"ReloadInterval", 10, 1, 86400};
-constexpr IntervalSetting kHeartbeatInterval = {"HeartbeatInterval", 60, 0, 86400};
-
-/// What an agent setting may be called, besides those that begin with "LogMonitor.".
-const std::set<std::string>& knownSettings() {
-    static const std::set<std::string> names = {
-        "ApplicationIdentifier", "ConfigurationServer", "HeartbeatInterval", "MaxPayloadSize",
-        "PayloadBuilderType",    "QueueHighWaterMark",  "QueueLowWaterMark", "ReloadInterval",
-        "StateInterval",         "StatusServer",        "TargetAddress",     "TargetPort"};
-    return names;
-}
-
-/// Time of the last write and size, as a text to compare.
-std::string stampOf(const std::string& source) {
-    ACE_Time_Value time;
-    unsigned long long size = 0;
-    const std::wstring path = FromUTF8(source);
-    if (GetFileLastModifiedTimestamp(path, time) != 0 || GetFilesize(path, size) != 0) return "";
-    std::string text;
-    return Format(text, "%I64d.%06d %I64u", static_cast<std::int64_t>(time.sec()),
-                  static_cast<int>(time.usec()), size);
-}
-
-bool sameModules(const std::vector<InstanceModuleConfig>& one,
-                 const std::vector<InstanceModuleConfig>& other) {
-    return std::equal(one.begin(), one.end(), other.begin(), other.end(), [](const auto& a, const auto& b) {
-        return a.text1 == b.text1 && a.settings == b.settings;
-    });
-}
-
-bool sameInstances(const std::vector<InstanceConfig>& one, const std::vector<InstanceConfig>& other) {
-    return std::equal(one.begin(), one.end(), other.begin(), other.end(), [](const auto& a, const auto& b) {
-        return a.text1 == b.text1 && a.text2 == b.text2 && a.settings == b.settings &&
-               sameModules(a.modules, b.modules);
-    });
-}
-
-bool sameService(const ServiceConfig& a, const ServiceConfig& b) {
-    return a.text1 == b.text1 && a.text2 == b.text2 && a.text3 == b.text3 && a.settings == b.settings &&
-           sameInstances(a.instances, b.instances);
-}
-
-/// Names of the services that differ, blank between.
-std::string changedServices(const std::vector<ServiceConfig>& one, const std::vector<ServiceConfig>& other) {
-    std::string names;
-    const auto lacks = [](const std::vector<ServiceConfig>& list, const ServiceConfig& service) {
-        return std::none_of(list.begin(), list.end(),
-                            [&](const ServiceConfig& candidate) { return sameService(candidate, service); });
-    };
-    for (const ServiceConfig& service : other) {
-        if (lacks(one, service)) names += " " + service.text1;
+/// What waits to be sent, over all destinations.
+std::uint64_t waitingBytes(const EnvironmentBlock& destinations) {
+    std::uint64_t sum = 0;
+    for (const auto& [name, value] : destinations.Entries()) {
+        const std::size_t dot = name.rfind('.');
+        const std::string last = dot == std::string::npos ? name : name.substr(dot + 1);
+        if (last == "SpoolBytes" || last == "QueuedBytes") sum += std::strtoull(value.c_str(), nullptr, 10);
     }
-    for (const ServiceConfig& service : one) {
-        const auto sameName = [&](const ServiceConfig& candidate) {
-            return candidate.text1 == service.text1;
-        };
-        if (std::none_of(other.begin(), other.end(), sameName)) names += " " + service.text1;
-    }
-    return names;
+    return sum;
 }
 
-bool readInterval(const EnvironmentBlock& settings, const IntervalSetting& setting,
-                  std::int64_t& milliseconds, std::string& error) {
-    std::string text;
-    int value = setting.defaultValue;
-    if (settings.GetStringValue(setting.name, text, std::string())) {
-        settings.GetIntegerValue(setting.name, value, setting.defaultValue);
-        const bool digits =
-            !text.empty() && text.size() < 9 && text.find_first_not_of("0123456789") == std::string::npos;
-        if (!digits || value < setting.minimum || value > setting.maximum) {
-            Format(error, "the setting %s is %s; it must be a number of %d to %d (seconds)", setting.name,
-                   text.c_str(), setting.minimum, setting.maximum);
-            return false;
-        }
-    }
-    milliseconds = std::int64_t{value} * 1000;
-    return true;
+/// Settles the folders, before anything is logged: logging keeps the working folder that it finds first,
+/// which is the system's for a service. What goes wrong is found, and told, when the folders are made.
+const Options& enterRoot(const Options& options) {
+    GetBinPath();
+    SetRootPath(options.root);
+    CreateDirectoryRecursive(GetRootPath());
+    ::SetCurrentDirectoryW(GetRootPath().c_str());
+    return options;
 }
 
 }  // namespace
 
-AgentHost::AgentHost(const Options& options, void* stopRequested)
-    : options_(options),
+AgentHost::AgentHost(const Options& options, void* stopRequested, void (*alive)())
+    : options_(enterRoot(options)),
       stopRequested_(stopRequested),
+      alive_(alive),
       log_(GetLoggerFactory().GetLog("Agent.Host")),
       configuration_(false) {}
 
@@ -136,11 +70,8 @@ ExitCode AgentHost::fail(ExitCode code, const std::string& why) {
 }
 
 void AgentHost::prepareFolders() {
-    GetBinPath();
-    SetRootPath(options_.root);
-    const std::wstring root = GetRootPath();
     for (const std::wstring& folder :
-         {root, GetConfigPath(), GetLogPath(), GetCachePath(), GetPatchPath(), GetStagingPath()}) {
+         {GetRootPath(), GetConfigPath(), GetLogPath(), GetCachePath(), GetPatchPath(), GetStagingPath()}) {
         const unsigned long error = CreateDirectoryRecursive(folder);
         if (error != 0) {
             throw InitializationException(
@@ -148,21 +79,19 @@ void AgentHost::prepareFolders() {
                 "the folder " + ToUTF8(folder) + " cannot be made: " + LastError(error));
         }
     }
-    ::SetCurrentDirectoryW(root.c_str());
 }
 
 void AgentHost::initializeLogging() {
     try {
         GetLoggerFactory().Initialize(ConfigFile(L"logconfig.xml"), GetLogPath(), GetCheckpointPath());
-    } catch (const InitializationException&) {
-        log_->Warn("There is no logconfig.xml in %ls; warnings and worse go to the console",
-                   GetConfigPath().c_str());
+    } catch (const InitializationException& error) {
+        log_->Warn("Warnings and worse go to the console: %s", error.what());
     }
 }
 
 ExitCode AgentHost::readConfiguration() {
     const std::string source = ToUTF8(ConfigFile(nullptr));
-    configurationStamp_ = stampOf(source);
+    configurationStamp_ = StampOf(source);
     try {
         manager_ = configuration_.Initialize(kManager, source);
     } catch (const std::exception& error) {
@@ -171,28 +100,19 @@ ExitCode AgentHost::readConfiguration() {
     }
     manager_->GetSettings(settings_);
     manager_->GetServices(services_);
-    if (!checkSettings()) return kExitConfiguration;
-    if (services_.empty()) return fail(kExitConfiguration, source + ": it names no services");
+    version_ = manager_->GetConfigurationVersion();
+    const std::string wrong = CheckConfiguration(settings_, services_, intervals_);
+    if (!wrong.empty()) return fail(kExitConfiguration, source + ": " + wrong);
     return kExitSuccess;
 }
 
-bool AgentHost::checkSettings() {
-    std::string error;
-    for (const auto& [name, value] : settings_.Entries()) {
-        if (knownSettings().count(name) == 0 && name.rfind("LogMonitor.", 0) != 0) {
-            error = "the setting " + name + " is not known";
-        }
-    }
-    if (!error.empty() || !readInterval(settings_, kStateInterval, stateInterval_, error) ||
-        !readInterval(settings_, kReloadInterval, reloadInterval_, error) ||
-        !readInterval(settings_, kHeartbeatInterval, heartbeatInterval_, error)) {
-        fail(kExitConfiguration, manager_->GetSource() + ": " + error);
-        return false;
-    }
-    return true;
+ExitCode AgentHost::Start(bool checkOnly) {
+    const ExitCode code = start(checkOnly);
+    if (!started_) GetLoggerFactory().Shutdown();
+    return code;
 }
 
-ExitCode AgentHost::Start(bool checkOnly) {
+ExitCode AgentHost::start(bool checkOnly) {
     try {
         prepareFolders();
     } catch (const std::exception& error) {
@@ -212,7 +132,7 @@ ExitCode AgentHost::Start(bool checkOnly) {
     registration_ = std::make_unique<ServiceRegistration>(L"ComponentFactory_Dynamic_Service", factory_);
     if (factory_.Initialize(services_) != kComponentFactorySuccess) {
         error_ = "the component " + factory_.GetFailedComponent() + " failed: " + factory_.GetFailure();
-        final_.status = "stopped";
+        takeOver(final_, "stopped");
         writeState("stopped");
         registration_.reset();
         return kExitComponent;
@@ -230,7 +150,7 @@ void AgentHost::startMonitor() {
     try {
         monitor_.Initialize(settings_.Entries());
         GetLoggerFactory().InstallLogMonitor(&monitor_);
-        if (heartbeatInterval_ == 0) return;
+        if (intervals_.heartbeat == 0) return;
         std::multimap<std::string, std::string> settings = settings_.Entries();
         settings.erase("LogMonitor.Level");
         settings.emplace("LogMonitor.Level", "1");  // a heartbeat is no matter of level
@@ -248,7 +168,7 @@ void AgentHost::sendHeartbeat() {
 }
 
 void AgentHost::lookForConfiguration() {
-    const std::string stamp = stampOf(manager_->GetSource());
+    const std::string stamp = StampOf(manager_->GetSource());
     if (stamp == configurationStamp_) return;
     configurationStamp_ = stamp;
     if (!manager_->Reload()) {
@@ -260,32 +180,66 @@ void AgentHost::lookForConfiguration() {
     EnvironmentBlock settings;
     manager_->GetServices(services);
     manager_->GetSettings(settings);
-    std::string changed = changedServices(services_, services);
+    Intervals unused;
+    const std::string wrong = CheckConfiguration(settings, services, unused);
+    if (!wrong.empty()) {
+        reload_ = "refused: " + wrong;
+        log_->Error("The changed configuration is not taken over: %s", wrong.c_str());
+        return;
+    }
+    std::string changed = ChangedServices(services_, services);
     if (settings.Entries() != settings_.Entries()) changed += " Settings";
     reload_ = changed.empty() ? "unchanged" : "needs a restart for:" + changed;
-    if (!changed.empty())
+    if (changed.empty()) {
+        version_ = manager_->GetConfigurationVersion();
+    } else {
         log_->Warn("The configuration has changed; a restart takes over:%s", changed.c_str());
+    }
+}
+
+void AgentHost::takeOver(AgentState& state, const std::string& status) const {
+    state.status = status;
+    state.reload = reload_;
+    state.configuration = version_;
+}
+
+EnvironmentBlock AgentHost::statusOf(const std::string& name) {
+    EnvironmentBlock status;
+    try {
+        factory_.GetStatus(name, status);
+    } catch (const std::exception& error) {
+        status.SetStringValue("Failure", error.what());
+    }
+    return status;
 }
 
 AgentState AgentHost::GetState(const std::string& status) {
     AgentState state;
-    state.status = status;
-    state.reload = reload_;
-    if (manager_) state.configuration = manager_->GetConfigurationVersion();
+    takeOver(state, status);
     std::vector<std::string> names;
     factory_.GetComponentNames(names);
-    for (const std::string& name : names) {
-        EnvironmentBlock block;
-        factory_.GetStatus(name, block);
-        state.components.emplace_back(name, block);
-    }
+    for (const std::string& name : names) state.components.emplace_back(name, statusOf(name));
     return state;
+}
+
+void AgentHost::addProcess(AgentState& state) {
+    auto* const cache =
+        dynamic_cast<IRegistryCache*>(factory_.GetComponent(IRegistryCache::GetServiceName()));
+    std::map<std::wstring, double> values;
+    if (!cache || cache->GetPerformanceCounters(values) != 0) return;
+    EnvironmentBlock counters;
+    for (const auto& [name, value] : values) {
+        std::string text;
+        counters.SetStringValue(ToUTF8(name), Format(text, "%.2f", value));
+    }
+    state.components.emplace_back("process", counters);
 }
 
 void AgentHost::writeState(const std::string& status) {
     const std::wstring path = GetLogPath() + L"state.json";
-    const unsigned long error =
-        ReplaceFileContent(path, ToJson(status == "stopped" ? final_ : GetState(status)));
+    AgentState state = status == "stopped" ? final_ : GetState(status);
+    addProcess(state);
+    const unsigned long error = ReplaceFileContent(path, ToJson(state));
     if ((error != 0) != stateFailed_) {
         stateFailed_ = error != 0;
         if (stateFailed_) {
@@ -311,32 +265,48 @@ bool AgentHost::haveCollectorsFinished(const AgentState& state) const {
 void AgentHost::Run(void (*progress)(const AgentState& state)) {
     const std::int64_t start = SteadyMilliseconds();
     std::int64_t nextState = start;
-    std::int64_t nextReload = start + reloadInterval_;
+    std::int64_t nextReload = start + intervals_.reload;
     std::int64_t nextHeartbeat = start;
     while (::WaitForSingleObject(stopRequested_, options_.once ? 50 : kProgressMs) == WAIT_TIMEOUT) {
         const std::int64_t now = SteadyMilliseconds();
         if (now >= nextState) {
             writeState("running");
-            nextState = now + stateInterval_;
+            nextState = now + intervals_.state;
         }
         if (now >= nextReload) {
             lookForConfiguration();
-            nextReload = now + reloadInterval_;
+            nextReload = now + intervals_.reload;
         }
-        if (heartbeatInterval_ != 0 && now >= nextHeartbeat) {
+        if (intervals_.heartbeat != 0 && now >= nextHeartbeat) {
             sendHeartbeat();
-            nextHeartbeat = now + heartbeatInterval_;
+            nextHeartbeat = now + intervals_.heartbeat;
         }
         const AgentState state = GetState("running");
         if (progress) progress(state);
-        if (options_.once && haveCollectorsFinished(state)) return;
+        if (options_.once && haveCollectorsFinished(state) && isNothingSent(now)) return;
     }
 }
 
+/// Whether the destinations have sent everything, or nothing for a while.
+bool AgentHost::isNothingSent(std::int64_t now) {
+    const std::uint64_t waiting = waitingBytes(statusOf("DestinationManager"));
+    if (waiting != waiting_) {
+        waiting_ = waiting;
+        waitingSince_ = now;
+    }
+    return waiting == 0 || now - waitingSince_ >= kIdleSpoolMs;
+}
+
+void AgentHost::OnComponentInitializeSuccess(const std::string&) { tellAlive(); }
+
+void AgentHost::OnBeforeComponentShutdown(const std::string&) { tellAlive(); }
+
+void AgentHost::tellAlive() const {
+    if (alive_) alive_();
+}
+
 void AgentHost::OnAfterComponentShutdown(const std::string& name, ComponentFactoryResultCode) {
-    EnvironmentBlock status;
-    factory_.GetStatus(name, status);
-    final_.components.emplace_back(name, status);
+    final_.components.emplace_back(name, statusOf(name));
 }
 
 ExitCode AgentHost::Stop(AgentState& final) {
@@ -347,8 +317,7 @@ ExitCode AgentHost::Stop(AgentState& final) {
     monitor_.Shutdown();
     if (heartbeat_) heartbeat_->Shutdown();
     heartbeat_.reset();
-    final_ = GetState("stopped");
-    final_.components.clear();
+    takeOver(final_, "stopped");
     const ComponentFactoryResultCode result = factory_.Shutdown();
     registration_.reset();
     CV_Statistics::TheStats().close();

@@ -10,6 +10,7 @@
 #include "WindowsAgentCommon/LoggerFactory.h"
 #include "WindowsAgentCommon/TOLVLogMonitor.h"
 #include "agent/host/ComponentFactory.h"
+#include "agent/host/ConfigurationCheck.h"
 #include "agent/host/Options.h"
 #include "agent/host/StateFile.h"
 #include "agent/sdk/ServiceRegistration.h"
@@ -25,8 +26,9 @@ namespace CorvaneAgent {
 /// touch.
 class AgentHost : private WindowsAgentCommon::IComponentFactoryHook {
 public:
-    /// stopRequested: a manual-reset event (HANDLE), not owned.
-    AgentHost(const Options& options, void* stopRequested);
+    /// stopRequested: a manual-reset event (HANDLE), not owned. alive: called for each component while Start
+    /// and Stop go on, may be null.
+    AgentHost(const Options& options, void* stopRequested, void (*alive)() = nullptr);
     AgentHost(const AgentHost&) = delete;
     AgentHost& operator=(const AgentHost&) = delete;
     ~AgentHost() override;
@@ -36,50 +38,59 @@ public:
     ExitCode Start(bool checkOnly);
 
     /// Keeps the state file, looks after the configuration and sends heartbeats until a stop is requested,
-    /// or, with
-    /// --once, until every collector has finished. progress: called about once a second, may be null.
+    /// or, with --once, until every collector has finished and the destinations have sent everything, or
+    /// nothing for 5 seconds. progress: called about once a second, may be null.
     void Run(void (*progress)(const AgentState& state));
 
     /// Ends everything in the opposite order. final: the state of each component as it ended.
     ExitCode Stop(AgentState& final);
 
     const std::string& GetError() const { return error_; }  ///< UTF-8; empty when nothing failed.
-    AgentState GetState(const std::string& status);         ///< As the state file has it.
+    AgentState GetState(const std::string& status);         ///< The state file's, without the process.
 
 private:
     std::string GetHookName() const override { return "Agent.Host"; }
+    void OnComponentInitializeSuccess(const std::string& name) override;
+    void OnBeforeComponentShutdown(const std::string& name) override;
     void OnAfterComponentShutdown(const std::string& name,
                                   WindowsAgentCommon::ComponentFactoryResultCode result) override;
 
+    ExitCode start(bool checkOnly);
     void prepareFolders();
     void initializeLogging();
     ExitCode readConfiguration();
-    bool checkSettings();
     void startMonitor();
     void sendHeartbeat();
     void lookForConfiguration();
+    void takeOver(AgentState& state, const std::string& status) const;
+    void addProcess(AgentState& state);
+    WindowsAgentCommon::EnvironmentBlock statusOf(const std::string& name);
+    bool isNothingSent(std::int64_t now);
+    void tellAlive() const;
     bool haveCollectorsFinished(const AgentState& state) const;
     void writeState(const std::string& status);
     ExitCode fail(ExitCode code, const std::string& why);
 
     const Options options_;
     void* const stopRequested_;
+    void (*const alive_)();
     std::string error_;
     WindowsAgentCommon::Log log_;
     WindowsAgentCommon::ClientConfigurationHelper configuration_;
     WindowsAgentCommon::IConfigurationManager* manager_ = nullptr;  // the service configurator's
     WindowsAgentCommon::EnvironmentBlock settings_;
     std::vector<WindowsAgentCommon::ServiceConfig> services_;  // those in force
+    std::string version_;                                      // theirs
     std::string configurationStamp_;  // what the configuration file had when it was read
     std::string reload_ = "not yet";
     ComponentFactory factory_;
     std::unique_ptr<ServiceRegistration> registration_;
     WindowsAgentCommon::TOLVLogMonitor monitor_;
     std::unique_ptr<WindowsAgentCommon::Heartbeat> heartbeat_;
-    std::int64_t stateInterval_ = 0;  // ms, as the next two
-    std::int64_t reloadInterval_ = 0;
-    std::int64_t heartbeatInterval_ = 0;  // 0: no heartbeats
-    AgentState final_;                    // filled while components shut down
+    Intervals intervals_;
+    std::uint64_t waiting_ = 0;  // bytes, and since when there are as many
+    std::int64_t waitingSince_ = 0;
+    AgentState final_;  // filled while components shut down
     bool stateFailed_ = false;
     bool started_ = false;
 };

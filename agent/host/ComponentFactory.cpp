@@ -15,19 +15,17 @@ using namespace WindowsAgentCommon;
 
 namespace {
 
-/// Whether a name can stand in a directive: letters, digits and "_", no digit first, at least two characters
-/// (ACE takes one letter for a drive).
-bool isDirectiveName(const std::string& name) {
+std::wstring serviceName(const std::string& name) { return FromUTF8(name) + L"_Dynamic_Service"; }
+
+}  // namespace
+
+bool IsDirectiveName(const std::string& name) {
     const auto fits = [](char c) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
     };
     return name.size() >= 2 && name.size() <= 100 && !(name[0] >= '0' && name[0] <= '9') &&
            std::all_of(name.begin(), name.end(), fits);
 }
-
-std::wstring serviceName(const std::string& name) { return FromUTF8(name) + L"_Dynamic_Service"; }
-
-}  // namespace
 
 ComponentFactory::ComponentFactory() : log_(GetLoggerFactory().GetLog("Agent.ComponentFactory")) {}
 
@@ -70,7 +68,7 @@ ComponentFactory::Result ComponentFactory::Initialize(const std::vector<ServiceC
 ComponentFactory::Result ComponentFactory::make(const ServiceConfig& service) {
     Entry entry;
     entry.name = service.text1;
-    if (!isDirectiveName(entry.name)) {
+    if (!IsDirectiveName(entry.name)) {
         return fail(kComponentFactoryModuleMissing, entry.name,
                     "a service's name has letters, digits and _ only, at least two");
     }
@@ -99,7 +97,7 @@ ComponentFactory::Result ComponentFactory::make(const ServiceConfig& service) {
 ComponentFactory::Result ComponentFactory::load(const ServiceConfig& service, const std::string& module,
                                                 Entry& entry) {
     const std::string& made = service.text3.empty() ? service.text1 : service.text3;
-    if (!isDirectiveName(module) || !isDirectiveName(made)) {
+    if (!IsDirectiveName(module) || !IsDirectiveName(made)) {
         return fail(kComponentFactoryModuleMissing, entry.name,
                     "the names of a module and a class have letters, digits and _ only, at least two");
     }

@@ -12,6 +12,10 @@
 
 namespace CorvaneAgent {
 
+/// Whether a name can stand in a directive: letters, digits and "_", no digit first, at least two characters
+/// (ACE takes one letter for a drive).
+bool IsDirectiveName(const std::string& name);
+
 /// The agent's component factory. Of a service's record, text1 is its name, text2 its module (empty:
 /// CorvaneCommon), text3 the class that its creation function is named for (empty: the name).
 ///

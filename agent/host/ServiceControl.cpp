@@ -46,26 +46,17 @@ DWORD waitFor(SC_HANDLE service, DWORD state) {
 }
 
 DWORD stop(SC_HANDLE service) {
+    const std::int64_t end = SteadyMilliseconds() + kMaxWaitMs;
     SERVICE_STATUS status;
-    if (!::ControlService(service, SERVICE_CONTROL_STOP, &status)) {
+    while (!::ControlService(service, SERVICE_CONTROL_STOP, &status)) {
         const DWORD error = ::GetLastError();
         if (error == ERROR_SERVICE_NOT_ACTIVE) return 0;
+        // It takes no stop while it starts, and needs none while it stops.
         if (error != ERROR_SERVICE_CANNOT_ACCEPT_CTRL) return error;
+        if (SteadyMilliseconds() >= end) return ERROR_SERVICE_REQUEST_TIMEOUT;
+        ::Sleep(kPollMs);
     }
     return waitFor(service, SERVICE_STOPPED);
-}
-
-std::wstring commandOf(const Options& options) {
-    wchar_t program[32768];
-    const DWORD length = ::GetModuleFileNameW(nullptr, program, 32768);
-    if (length == 0 || length >= 32768) return L"";
-    std::wstring command =
-        L"\"" + std::wstring(program, length) + L"\" --service --name \"" + options.serviceName + L"\"";
-    // A backslash before a quote would escape it.
-    std::wstring root = options.root;
-    while (!root.empty() && root.back() == L'\\') root.pop_back();
-    if (!root.empty()) command += L" --root \"" + root + L"\"";
-    return command;
 }
 
 /// What the service's main function and its control handler share; the dispatcher passes them nothing.
@@ -74,6 +65,7 @@ struct RunningService {
     SERVICE_STATUS_HANDLE status = nullptr;
     HANDLE stopRequested = nullptr;
     ExitCode exitCode = kExitSuccess;
+    bool stopping = false;  // what is pending next; the main function's
     std::atomic<DWORD> checkPoint{0};
 };
 
@@ -103,14 +95,17 @@ DWORD WINAPI onControl(DWORD control, DWORD, void*, void*) {
     return NO_ERROR;
 }
 
+void reportPending() { report(running.stopping ? SERVICE_STOP_PENDING : SERVICE_START_PENDING, kStopHintMs); }
+
 void WINAPI serviceMain(DWORD, wchar_t**) {
     running.status =
         ::RegisterServiceCtrlHandlerExW(running.options->serviceName.c_str(), &onControl, nullptr);
     if (!running.status) return;
     report(SERVICE_START_PENDING, kStopHintMs);
-    AgentHost host(*running.options, running.stopRequested);
+    AgentHost host(*running.options, running.stopRequested, &reportPending);
     running.exitCode = host.Start(false);
     if (running.exitCode == kExitSuccess) {
+        running.stopping = true;
         report(SERVICE_RUNNING);
         host.Run(nullptr);
         report(SERVICE_STOP_PENDING, kStopHintMs);
@@ -122,8 +117,23 @@ void WINAPI serviceMain(DWORD, wchar_t**) {
 
 }  // namespace
 
+std::wstring GetServiceCommand(const Options& options) {
+    wchar_t program[32768];
+    const DWORD length = ::GetModuleFileNameW(nullptr, program, 32768);
+    if (length == 0 || length >= 32768 || options.root.find(L'"') != std::wstring::npos) return L"";
+    std::wstring command =
+        L"\"" + std::wstring(program, length) + L"\" --service --name \"" + options.serviceName + L"\"";
+    if (options.root.empty()) return command;
+    wchar_t root[32768];  // whole, since a service starts in another folder
+    const DWORD rootLength = ::GetFullPathNameW(options.root.c_str(), 32768, root, nullptr);
+    if (rootLength == 0 || rootLength >= 32768) return L"";
+    command += L" --root \"" + std::wstring(root, rootLength);
+    if (command.back() == L'\\') command += L'\\';  // so that it does not escape the quote
+    return command + L"\"";
+}
+
 unsigned long InstallService(const Options& options) {
-    const std::wstring command = commandOf(options);
+    const std::wstring command = GetServiceCommand(options);
     if (command.empty()) return ERROR_BAD_PATHNAME;
     const Service manager(::OpenSCManagerW(nullptr, nullptr, SC_MANAGER_CREATE_SERVICE));
     if (!manager) return ::GetLastError();

@@ -9,8 +9,11 @@ namespace CorvaneAgent {
 /// \file
 /// The agent as a Windows service. Functions return the Windows code, 0 = success.
 
-/// Registers the service, to be started by the system: this program with its path in quotes, --service, and
-/// the options' name and root.
+/// What the system starts as the service: this program with its path in quotes, --service, and the options'
+/// name and root (as a whole path). Empty when that cannot be said.
+std::wstring GetServiceCommand(const Options& options);
+
+/// Registers the service, to be started by the system.
 unsigned long InstallService(const Options& options);
 
 unsigned long UninstallService(const Options& options);   ///< Stops the service when it runs, and removes it.

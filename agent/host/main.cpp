@@ -42,7 +42,7 @@ void print(std::FILE* out, const char* format, Arguments... arguments) {
 
 /// The sums that an operator looks at first, over all components.
 struct Totals {
-    unsigned long long read = 0, sent = 0, spooled = 0, dropped = 0, damaged = 0;
+    unsigned long long read = 0, sent = 0, spooled = 0, waitingBytes = 0, dropped = 0, damaged = 0;
 };
 
 Totals totalsOf(const AgentState& state) {
@@ -56,9 +56,11 @@ Totals totalsOf(const AgentState& state) {
             if (name == "Events") totals.read += count;
             if (name == "Damaged") totals.damaged += count;
             if (component != "DestinationManager") continue;  // the connections count the same events again
-            if (endsWith(name, ".Sent")) totals.sent += count;
-            if (endsWith(name, ".SpoolBytes")) totals.spooled += count;
-            if (name.find(".Dropped.") != std::string::npos) totals.dropped += count;
+            if (endsWith(name, ".Sent") && !endsWith(name, ".Sender.Sent")) totals.sent += count;
+            if (endsWith(name, ".Spooled")) totals.spooled += count;
+            if (endsWith(name, ".SpoolBytes")) totals.waitingBytes += count;
+            if (name.find(".Dropped.") != std::string::npos && name.find(".Sender.") == std::string::npos)
+                totals.dropped += count;
         }
     }
     return totals;
@@ -71,7 +73,7 @@ void printProgress(const AgentState& state) {
     next = now + 1000;
     const Totals totals = totalsOf(state);
     print(stdout, "corvane-agent: read %I64u, sent %I64u, waiting in the spool %I64u bytes, dropped %I64u\n",
-          totals.read, totals.sent, totals.spooled, totals.dropped);
+          totals.read, totals.sent, totals.waitingBytes, totals.dropped);
     std::fflush(stdout);
 }
 
@@ -79,13 +81,12 @@ void printSummary(const AgentState& state) {
     const Totals totals = totalsOf(state);
     const double seconds = static_cast<double>(SteadyMilliseconds() - started) / 1000;
     print(stdout,
-          "corvane-agent: events read %I64u (damaged %I64u), sent %I64u, waiting in the spool %I64u bytes, "
-          "dropped "
-          "%I64u\n"
+          "corvane-agent: events read %I64u (damaged %I64u), sent %I64u, spooled %I64u (%I64u bytes wait), "
+          "dropped %I64u\n"
           "corvane-agent: %.1f seconds, %.0f events a second\n"
           "corvane-agent: logs, statistics and state.json are in %s\n",
-          totals.read, totals.damaged, totals.sent, totals.spooled, totals.dropped, seconds,
-          seconds > 0 ? static_cast<double>(totals.read) / seconds : 0.0,
+          totals.read, totals.damaged, totals.sent, totals.spooled, totals.waitingBytes, totals.dropped,
+          seconds, seconds > 0 ? static_cast<double>(totals.read) / seconds : 0.0,
           WindowsAgentCommon::ToUTF8(WindowsAgentCommon::GetLogPath()).c_str());
 }
 

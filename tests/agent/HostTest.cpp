@@ -1,5 +1,6 @@
 #include "agent/host/ComponentFactory.h"
 #include "agent/host/Options.h"
+#include "agent/host/ServiceControl.h"
 #include "agent/host/StateFile.h"
 
 #include <gtest/gtest.h>
@@ -210,6 +211,33 @@ TEST(AgentOptions, ReadTheSwitches) {
             EXPECT_EQ(options.root, row.root);
         }
     }
+}
+
+TEST(AgentServiceCommand, QuotesAndCompletesTheRoot) {
+    const struct {
+        const wchar_t* root;
+        std::wstring end;
+    } rows[] = {
+        {L"", L".exe\" --service --name \"My Agent\""},
+        {L"C:\\A B", L".exe\" --service --name \"My Agent\" --root \"C:\\A B\""},
+        {L"C:\\", L" --root \"C:\\\\\""},
+        {L"C:\\A\\..\\B\\", L" --root \"C:\\B\\\\\""},
+    };
+    Options options;
+    options.serviceName = L"My Agent";
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.root);
+        options.root = row.root;
+        const std::wstring command = GetServiceCommand(options);
+        ASSERT_GE(command.size(), row.end.size()) << testing::PrintToString(command);
+        EXPECT_EQ(command.substr(command.size() - row.end.size()), row.end);
+        EXPECT_EQ(command.front(), L'"');
+    }
+    options.root = L"relative";
+    EXPECT_NE(GetServiceCommand(options).find(L":\\"), std::wstring::npos);
+    EXPECT_EQ(GetServiceCommand(options).find(L"\"relative"), std::wstring::npos);
+    options.root = L"C:\\A\" --name \"other";
+    EXPECT_EQ(GetServiceCommand(options), L"");
 }
 
 TEST(AgentStateFile, WritesNumbersAsNumbersAndEverythingElseAsText) {

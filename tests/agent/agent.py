@@ -35,8 +35,9 @@ class Agent:
     """One agent root below folder. program: corvane-agent.exe; the modules lie beside it."""
 
     def __init__(self, program, folder):
-        self.program = program
-        self.root = os.path.join(folder, "root")
+        self.program = os.path.abspath(program)
+        self.folder = folder
+        self.root = os.path.join(folder, "agent's root & more")
         self.process = None
         os.makedirs(os.path.join(self.root, "config"))
         shutil.copy(os.path.join(SAMPLES, "logconfig.xml"), self.path("config", "logconfig.xml"))
@@ -44,9 +45,9 @@ class Agent:
     def path(self, *names):
         return os.path.join(self.root, *names)
 
-    def configure(self, destinations, collectors, capacity=100, agent_settings=None):
-        """destinations, collectors: settings by name; those of a collector with its "class"."""
-        text = "<AgentConfig version='test'><Settings>" + settings(agent_settings or {}) + "</Settings><Services>"
+    def configure(self, destinations, collectors, capacity=100, agent_settings=None, version="test"):
+        """destinations, collectors: settings by name; those of a collector with its "class", and "module"."""
+        text = f"<AgentConfig version={quoteattr(version)}><Settings>" + settings(agent_settings or {}) + "</Settings><Services>"
         text += BASE_SERVICES.format(capacity=capacity)
         text += '<Service name="DestinationManager" module="AgentRoad">'
         for name, values in destinations.items():
@@ -55,7 +56,8 @@ class Agent:
         for name, values in collectors.items():
             values = dict(values)
             kind = values.pop("class")
-            text += f'<Service name={quoteattr(name)} module="AgentCollectors" class={quoteattr(kind)}>'
+            module = values.pop("module", "AgentCollectors")
+            text += f'<Service name={quoteattr(name)} module={quoteattr(module)} class={quoteattr(kind)}>'
             text += settings(values) + "</Service>"
         self.write_config(text + "</Services></AgentConfig>")
 
@@ -69,12 +71,12 @@ class Agent:
     def run(self, *arguments, seconds=120):
         """Runs it to its end: the completed process with stdout and stderr."""
         return subprocess.run(self.command(*arguments), stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                              timeout=seconds)
+                              timeout=seconds, cwd=self.folder)
 
     def start(self, *arguments):
         with open(os.path.join(self.root, "..", "console.txt"), "ab") as console:
             self.process = subprocess.Popen(self.command(*arguments), stdin=subprocess.DEVNULL, stdout=console,
-                                            stderr=console)
+                                            stderr=console, cwd=self.folder)
 
     def end(self, number=signal.SIGINT, seconds=30):
         """Ctrl+C, or SIGKILL; returns the exit code."""

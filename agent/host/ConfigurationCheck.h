@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "WindowsAgentCommon/EnvironmentBlock.h"
+#include "WindowsAgentCommon/ServiceConfig.h"
+
+namespace CorvaneAgent {
+
+/// The agent's own settings, in milliseconds.
+struct Intervals {
+    std::int64_t state = 0;
+    std::int64_t reload = 0;
+    std::int64_t heartbeat = 0;  ///< 0: no heartbeats.
+};
+
+/// What is wrong with the agent's own settings or with the services' names, UTF-8; empty when nothing is.
+/// Then intervals are set.
+std::string CheckConfiguration(const WindowsAgentCommon::EnvironmentBlock& settings,
+                               const std::vector<WindowsAgentCommon::ServiceConfig>& services,
+                               Intervals& intervals);
+
+/// Time of the last write and size, as a text to compare; empty when the file cannot be looked at. source:
+/// its path, UTF-8.
+std::string StampOf(const std::string& source);
+
+/// Names of the services that differ, each behind a blank.
+std::string ChangedServices(const std::vector<WindowsAgentCommon::ServiceConfig>& one,
+                            const std::vector<WindowsAgentCommon::ServiceConfig>& other);
+
+}  // namespace CorvaneAgent
