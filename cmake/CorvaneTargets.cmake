@@ -69,7 +69,7 @@ function(corvane_split_debug_info target)
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND "${CMAKE_OBJCOPY}" --only-keep-debug "${file}" "${file}.debug"
     COMMAND "${CMAKE_OBJCOPY}" --strip-debug "--add-gnu-debuglink=${file}.debug" "${file}"
-    BYPRODUCTS "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${target}.dll.debug"
+    BYPRODUCTS "${file}.debug"
     VERBATIM)
 endfunction()
 

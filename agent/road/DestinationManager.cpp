@@ -158,8 +158,8 @@ std::unique_ptr<Sink> DestinationManager::makeSpoolSink(const InstanceConfig& co
     block.SetIntegerValue("QueueHighWaterMark", static_cast<std::uint64_t>(options.highWaterMark));
     block.SetIntegerValue("QueueLowWaterMark", static_cast<std::uint64_t>(options.lowWaterMark));
     block.SetBooleanValue("DiscardOnLoss", true);
-    // The feeder keeps well below: filling the queue to its mark over and over would alarm (from 90%), and the framing
-    // would make it refuse events.
+    // The feeder keeps well below: filling the queue to its mark over and over would alarm (from 90%), and
+    // the framing would make it refuse events.
     options.highWaterMark -= options.highWaterMark / 3;
     options.lowWaterMark = std::min(options.lowWaterMark, options.highWaterMark - 1);
     std::shared_ptr<ISender> sender;

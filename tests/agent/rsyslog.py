@@ -16,6 +16,7 @@ import time
 
 TEMPLATE = """
 global(workDirectory="{folder}" parser.escapeControlCharactersOnReceive="off" maxMessageSize="64k")
+main_queue(queue.type="FixedArray" queue.size="200000" queue.workerThreads="1")  # more workers change the order
 module(load="imudp") module(load="imtcp")
 template(name="record" type="list" option.jsonf="on") {{
   property(outname="pri" name="pri" format="jsonf")
