@@ -66,10 +66,15 @@ function(corvane_split_debug_info target)
     return()
   endif()
   set(file "$<TARGET_FILE:${target}>")
+  get_target_property(type ${target} TYPE)
+  set(extension dll)
+  if(type STREQUAL "EXECUTABLE")
+    set(extension exe)
+  endif()
   add_custom_command(TARGET ${target} POST_BUILD
     COMMAND "${CMAKE_OBJCOPY}" --only-keep-debug "${file}" "${file}.debug"
     COMMAND "${CMAKE_OBJCOPY}" --strip-debug "--add-gnu-debuglink=${file}.debug" "${file}"
-    BYPRODUCTS "${file}.debug"
+    BYPRODUCTS "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${target}.${extension}.debug"
     VERBATIM)
 endfunction()
 
