@@ -46,13 +46,14 @@ bool EventCollector::EmitEvent(const EventRecord& record) {
     for (const auto& [name, value] : record.data) addData(*payload, name, value);
     if (record.omitted != 0) AddInteger(*payload, "DataOmitted", static_cast<std::int64_t>(record.omitted));
     addIfAny(*payload, "Binary", record.binary);
-    addIfAny(*payload, "Message", record.message);
+    if (!record.message.empty())
+        AddText(*payload, "Message", record.message);  // the last one: tabs do no harm
     return Emit(payload);
 }
 
 void EventCollector::addSystem(IPayload& payload, const EventRecord& record) {
     AddInteger(payload, "EventID", record.eventId);
-    AddText(payload, "Provider", record.provider);
+    addText(payload, "Provider", record.provider);
     addIfAny(payload, "Channel", record.channel);
     addIfAny(payload, "Level", record.level);
     addIfAny(payload, "LevelText", record.levelText);
@@ -75,19 +76,31 @@ void EventCollector::addSystem(IPayload& payload, const EventRecord& record) {
     addIfAny(payload, "RelatedActivityID", record.relatedActivityId);
 }
 
+/// A tab would begin a field: it becomes "\\t".
+void EventCollector::addText(IPayload& payload, std::string_view name, std::string_view value) {
+    std::size_t tab = value.find('\t');
+    if (tab == std::string_view::npos) return AddText(payload, name, value);
+    escaped_.clear();
+    for (; tab != std::string_view::npos; tab = value.find('\t')) {
+        escaped_.append(value.substr(0, tab)).append("\\t");
+        value.remove_prefix(tab + 1);
+    }
+    AddText(payload, name, escaped_.append(value));
+}
+
 /// A value of the event's own. Under a name that stands for something else it could pass for that.
 void EventCollector::addData(IPayload& payload, std::string_view name, std::string_view value) {
     for (const std::string_view reserved : kReserved) {
         if (name == reserved) {
-            AddText(payload, std::string("Data.").append(name), value);
+            addText(payload, std::string("Data.").append(name), value);
             return;
         }
     }
-    AddText(payload, name, value);
+    addText(payload, name, value);
 }
 
 void EventCollector::addIfAny(IPayload& payload, std::string_view name, std::string_view value) {
-    if (!value.empty()) AddText(payload, name, value);
+    if (!value.empty()) addText(payload, name, value);
 }
 
 void EventCollector::addIfAny(IPayload& payload, std::string_view name, std::int64_t value) {

@@ -16,9 +16,12 @@ protected:
 
 private:
     void addSystem(WindowsAgentCommon::IPayload& payload, const EventRecord& record);
+    void addText(WindowsAgentCommon::IPayload& payload, std::string_view name, std::string_view value);
     void addData(WindowsAgentCommon::IPayload& payload, std::string_view name, std::string_view value);
     void addIfAny(WindowsAgentCommon::IPayload& payload, std::string_view name, std::string_view value);
     void addIfAny(WindowsAgentCommon::IPayload& payload, std::string_view name, std::int64_t value);
+
+    std::string escaped_;  // reused
 };
 
 }  // namespace CorvaneAgent

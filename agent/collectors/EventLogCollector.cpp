@@ -5,6 +5,7 @@
 #include "WindowsAgentCommon/KORException.h"
 #include "agent/collectors/FileList.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "agent/sdk/Win32.h"
@@ -235,7 +236,9 @@ bool EventLogCollector::emit(const EventLog& log, const EventLogRecord& record) 
     record_.unixMilliseconds = std::int64_t{record.timeGenerated} * 1000;
     record_.timeText = timeText(record.timeGenerated, record_.NewText());
     record_.userSid = record.userSid;
-    for (std::size_t i = 0; i < record.strings.size(); ++i) {
+    const std::size_t values = std::min(record.strings.size(), EventRecord::kMostData);
+    record_.omitted = record.strings.size() - values;
+    for (std::size_t i = 0; i < values; ++i) {
         std::string& kept = record_.NewText();
         Format(kept, "Data%u", static_cast<unsigned int>(i + 1));
         record_.AddData(kept, utf8(record.strings[i]));

@@ -11,7 +11,8 @@ namespace CorvaneAgent {
 namespace {
 
 constexpr std::size_t kMostText = 32'000;
-constexpr DWORD kSignature = 0x654C664C;  // "LfLe"
+constexpr unsigned int kMostLookUps = 1000;  // of parameters, for one message
+constexpr DWORD kSignature = 0x654C664C;     // "LfLe"
 
 /// Reads a text of UTF-16 that ends with a zero before the end of size bytes; at moves behind it.
 bool takeText(const unsigned char* bytes, std::size_t size, std::size_t& at, std::wstring& out) {
@@ -36,7 +37,8 @@ bool isDigit(wchar_t c) { return c >= L'0' && c <= L'9'; }
 
 /// Replaces "%%NNN" in a string.
 std::wstring expandParameters(const std::wstring& text,
-                              const std::function<bool(std::uint32_t, std::wstring&)>& parameter) {
+                              const std::function<bool(std::uint32_t, std::wstring&)>& parameter,
+                              unsigned int& lookUps) {
     std::wstring out;
     for (std::size_t i = 0; i < text.size() && out.size() <= kMostText;) {
         std::size_t end = i + 2;
@@ -45,7 +47,7 @@ std::wstring expandParameters(const std::wstring& text,
         for (; mark && end < text.size() && end < i + 11 && isDigit(text[end]); ++end)
             id = id * 10 + static_cast<std::uint32_t>(text[end] - L'0');
         std::wstring value;
-        if (mark && end > i + 2 && parameter(id, value)) {
+        if (mark && end > i + 2 && lookUps != 0 && (--lookUps, parameter(id, value))) {
             while (!value.empty() && value.back() <= L' ') value.pop_back();
             out += value;
             i = end;
@@ -111,6 +113,21 @@ const char* ReadEventLogRecord(const unsigned char* bytes, std::size_t size, Eve
     return nullptr;
 }
 
+std::uint32_t DropRecordsBefore(std::uint32_t number, std::vector<unsigned char>& bytes) {
+    std::uint32_t next = number;
+    std::size_t dropped = 0;
+    EVENTLOGRECORD record;
+    for (std::size_t at = 0; bytes.size() - at >= sizeof record; at += record.Length) {
+        std::memcpy(&record, bytes.data() + at, sizeof record);
+        if (record.Length < sizeof record || record.Length > bytes.size() - at) break;
+        next = record.RecordNumber + 1;
+        if (dropped == at && static_cast<std::int32_t>(record.RecordNumber - number) < 0)
+            dropped = at + record.Length;
+    }
+    bytes.erase(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(dropped));
+    return next;
+}
+
 std::string SidToText(const unsigned char* bytes, std::size_t size) {
     constexpr std::size_t kHeader = 8;
     if (size < kHeader || bytes[0] != 1 || bytes[1] > 15 || size < kHeader + bytes[1] * 4U) return {};
@@ -129,6 +146,7 @@ std::string SidToText(const unsigned char* bytes, std::size_t size) {
 std::wstring ExpandMessage(const std::wstring& text, const std::vector<std::wstring>& strings,
                            const std::function<bool(std::uint32_t, std::wstring&)>& parameter) {
     std::wstring out;
+    unsigned int lookUps = kMostLookUps;
     for (std::size_t i = 0; i < text.size() && out.size() <= kMostText;) {
         if (text[i] != L'%' || i + 1 == text.size()) {
             out += text[i++];
@@ -137,7 +155,7 @@ std::wstring ExpandMessage(const std::wstring& text, const std::vector<std::wstr
         const std::size_t mark = i++;
         if (const std::size_t number = takeInsertion(text, i)) {
             if (number <= strings.size())
-                out += expandParameters(strings[number - 1], parameter);
+                out += expandParameters(strings[number - 1], parameter, lookUps);
             else
                 out.append(text, mark, i - mark);
             continue;

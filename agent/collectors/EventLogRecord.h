@@ -25,14 +25,19 @@ struct EventLogRecord {
 const char* ReadEventLogRecord(const unsigned char* bytes, std::size_t size, EventLogRecord& out,
                                std::size_t& length);
 
+/// Removes the whole records before the one of a number (numbers wrap) from the beginning of bytes; those
+/// left, and what is no record, stay. Returns the number behind the last whole record of bytes; number for
+/// none.
+std::uint32_t DropRecordsBefore(std::uint32_t number, std::vector<unsigned char>& bytes);
+
 /// A security identifier as text; empty when the bytes are none.
 std::string SidToText(const unsigned char* bytes, std::size_t size);
 
 /// Puts strings in place of the marks of a message text: "%1" to "%99" (with or without a format such as
 /// "!s!", which is dropped), "%n" and "%r" line break, "%t" tab, "%b" blank, "%0" end; "%" before anything
 /// else stands for that. A mark without a string stays. "%%NNN" within a string is what parameter(NNN) gives,
-/// once, or stays when that gives false. The result has at most 32,000 UTF-16 units, and ends with "..." when
-/// it was longer.
+/// once, or stays when that gives false and beyond the first 1,000 of a message. The result has at most
+/// 32,000 UTF-16 units, and ends with "..." when it was longer.
 std::wstring ExpandMessage(const std::wstring& text, const std::vector<std::wstring>& strings,
                            const std::function<bool(std::uint32_t, std::wstring&)>& parameter);
 

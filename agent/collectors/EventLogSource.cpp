@@ -1,5 +1,7 @@
 #include "agent/collectors/EventLogSource.h"
 
+#include "agent/collectors/EventLogRecord.h"
+
 #include "agent/sdk/Win32.h"
 
 namespace CorvaneAgent {
@@ -16,8 +18,9 @@ struct LogCloser {
 class ClassicEventLog : public EventLogSource {
 public:
     unsigned long Open(const std::wstring& log) override {
-        log_.reset(::OpenEventLogW(nullptr, log.c_str()));
-        return log_ ? 0 : ::GetLastError();
+        name_ = log;
+        sequential_ = false;
+        return reopen();
     }
 
     unsigned long GetRange(std::uint32_t& oldest, std::uint32_t& count) override {
@@ -30,11 +33,39 @@ public:
     }
 
     unsigned long Read(std::uint32_t number, std::vector<unsigned char>& bytes) override {
+        if (!sequential_) {
+            const unsigned long error = read(EVENTLOG_SEEK_READ, number, bytes);
+            if (error != ERROR_INVALID_PARAMETER) return error;
+        }
+        return readOn(number, bytes);
+    }
+
+private:
+    unsigned long reopen() {
+        log_.reset(::OpenEventLogW(nullptr, name_.c_str()));
+        return log_ ? 0 : ::GetLastError();
+    }
+
+    /// Without seeking, which the system refuses in large logs: from the beginning, unless the number is the
+    /// one that follows.
+    unsigned long readOn(std::uint32_t number, std::vector<unsigned char>& bytes) {
+        unsigned long error = sequential_ && number == next_ ? 0 : reopen();
+        sequential_ = false;
+        do {
+            if (error == 0) error = read(EVENTLOG_SEQUENTIAL_READ, 0, bytes);
+            if (error != 0) return error;
+            next_ = DropRecordsBefore(number, bytes);
+        } while (bytes.empty());
+        sequential_ = true;
+        return 0;
+    }
+
+    unsigned long read(DWORD way, std::uint32_t number, std::vector<unsigned char>& bytes) {
         for (DWORD size = kFirstBuffer;;) {
             bytes.resize(size);
             DWORD got = 0, needed = 0;
-            if (::ReadEventLogW(log_.get(), EVENTLOG_SEEK_READ | EVENTLOG_FORWARDS_READ, number, bytes.data(),
-                                size, &got, &needed)) {
+            if (::ReadEventLogW(log_.get(), way | EVENTLOG_FORWARDS_READ, number, bytes.data(), size, &got,
+                                &needed)) {
                 bytes.resize(got < size ? got : size);
                 return 0;
             }
@@ -47,8 +78,10 @@ public:
         }
     }
 
-private:
     std::unique_ptr<void, LogCloser> log_;
+    std::wstring name_;
+    bool sequential_ = false;  // next_ is what a sequential read gives next
+    std::uint32_t next_ = 0;
 };
 
 }  // namespace

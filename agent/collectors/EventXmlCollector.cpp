@@ -31,7 +31,13 @@ Collector::Progress EventXmlCollector::Collect() {
     bool more = false, finished = true;
     for (std::size_t i = 0; i < files_.size() && !IsStopping(); ++i) {
         if (inputs_[i].finished) continue;
-        const Progress progress = collect(files_[i], inputs_[i]);
+        Progress progress;
+        try {
+            progress = collect(files_[i], inputs_[i]);
+        } catch (...) {
+            inputs_[i].reader.reset();  // which may be behind an event that was not taken
+            throw;
+        }
         more = more || progress == Progress::kMore;
         finished = finished && progress == Progress::kFinished;
     }
@@ -46,7 +52,7 @@ Collector::Progress EventXmlCollector::collect(ListedFile& file, Input& input) {
     }
     EventXmlReader& reader = *input.reader;
     for (int i = 0; i < kBatch; ++i) {
-        const EventXmlReader::Result result = reader.Next(record_, !follow_);
+        const EventXmlReader::Result result = reader.Next(record_, !follow_ || input.leaving);
         if (result == EventXmlReader::Result::kNothing) {
             input.idle = true;
             input.finished = !follow_;
@@ -83,8 +89,12 @@ bool EventXmlCollector::ready(ListedFile& file, Input& input) {
         const InputFile& open = input.reader->File();
         InputFile now;
         const bool gone = now.Open(file.path) != 0;  // what was renamed or deleted is read to its end
-        if (gone || (now.IsSameAs(open) && open.GetSize(size) == 0 && size >= file.done.offset &&
-                     open.HasPrefix(file.done))) {
+        // The writer may have added something before it went over to another file.
+        const bool leaving = !gone && !input.leaving && !now.IsSameAs(open);
+        input.leaving = input.leaving || leaving;
+        if (gone || leaving ||
+            (now.IsSameAs(open) && open.GetSize(size) == 0 && size >= file.done.offset &&
+             open.HasPrefix(file.done))) {
             input.idle = false;
             return true;
         }
@@ -104,7 +114,7 @@ bool EventXmlCollector::ready(ListedFile& file, Input& input) {
     if (!file.begun) file.done.prefixLength = 0;
     file.begun = reader->File().Describe(file.done);
     input.reader = std::move(reader);
-    input.idle = false;
+    input.idle = input.leaving = false;
     return true;
 }
 

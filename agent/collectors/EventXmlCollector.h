@@ -25,6 +25,7 @@ private:
         std::unique_ptr<EventXmlReader> reader;
         unsigned long error = 0;  // of the last attempt to open it
         bool idle = true;         // nothing new the last time: it may have been replaced meanwhile
+        bool leaving = false;     // another file has the name: what is left of this one is final
         bool finished = false;
     };
 

@@ -9,6 +9,8 @@ namespace CorvaneAgent {
 
 namespace {
 
+constexpr std::size_t kLongestName = 256;  // of an element or attribute; a field's is shorter
+
 /// A name without its prefix.
 template <class Named>
 std::string_view localName(const Named& named) {
@@ -29,9 +31,37 @@ bool hasElements(const pugi::xml_node& node) {
     return !child.empty();
 }
 
+bool digitOf(char c, bool hexadecimal, std::uint32_t& out) {
+    const auto lower = static_cast<unsigned char>(c | 0x20);
+    if (c >= '0' && c <= '9')
+        out = static_cast<std::uint32_t>(c - '0');
+    else if (hexadecimal && lower >= 'a' && lower <= 'f')
+        out = lower - 'a' + 10U;
+    else
+        return false;
+    return true;
+}
+
 void setNumber(std::string_view text, std::int64_t& out) {
     std::uint64_t number;
     if (ParseEventNumber(text, number) && number <= INT64_MAX) out = static_cast<std::int64_t>(number);
+}
+
+/// Makes "&#0;" and its like, which would end the text there, "?#0;". Returns whether there are references to
+/// characters.
+bool disarmZeros(char* text, std::size_t size) {
+    const std::string_view all(text, size);
+    std::size_t at = all.find("&#");
+    const bool any = at != std::string_view::npos;
+    for (; at != std::string_view::npos; at = all.find("&#", at + 2)) {
+        const bool hexadecimal = at + 2 < size && text[at + 2] == 'x';
+        std::uint32_t character = 0, digit;  // in the parser's arithmetic, which wraps
+        std::size_t end = at + (hexadecimal ? 3 : 2);
+        for (; end < size && digitOf(text[end], hexadecimal, digit); ++end)
+            character = character * (hexadecimal ? 16 : 10) + digit;
+        if (character == 0) text[at] = '?';
+    }
+    return any;
 }
 
 template <class Assign>
@@ -43,7 +73,7 @@ void forAttributes(const pugi::xml_node& node, Assign assign) {
 
 const char* EventXmlParser::Parse(char* text, std::size_t size, EventRecord& record) {
     record.Clear();
-    references_ = std::string_view(text, size).find("&#") != std::string_view::npos;
+    references_ = disarmZeros(text, size);
     const pugi::xml_parse_result result = document_.load_buffer_inplace(
         text, size, pugi::parse_default | pugi::parse_ws_pcdata_single, pugi::encoding_utf8);
     if (!result) return result.description();
@@ -168,7 +198,7 @@ void EventXmlParser::readRendering(const pugi::xml_node& rendering, EventRecord&
         } else if (name == "Keywords") {
             std::string& all = record.NewText();
             for (pugi::xml_node word = node.first_child(); word; word = word.next_sibling()) {
-                const std::string_view text = isText(word) ? word.value() : valueOf(word);
+                const std::string_view text = isText(word) ? textOf(word) : valueOf(word);
                 if (!all.empty() && !text.empty()) all += ", ";
                 all += text;
             }
@@ -182,12 +212,17 @@ void EventXmlParser::readRendering(const pugi::xml_node& rendering, EventRecord&
 void EventXmlParser::readOther(const pugi::xml_node& root, EventRecord& record) {
     for (pugi::xml_node node = root; node;) {
         if (isText(node)) {
-            record.AddData(localName(node.parent()), node.value());
+            record.AddData(localName(node.parent()), textOf(node));
         } else if (isElement(node)) {
             forAttributes(node, [&](std::string_view attribute, const pugi::xml_attribute& value) {
                 if (std::strncmp(value.name(), "xmlns", 5) == 0) return;
+                if (record.data.size() >= EventRecord::kMostData) {
+                    ++record.omitted;
+                    return;
+                }
                 std::string& name = record.NewText();
-                name.append(localName(node)).append(".").append(attribute);
+                name.append(localName(node).substr(0, kLongestName)).append(".");
+                name.append(attribute.substr(0, kLongestName));
                 record.AddData(name, valueOf(value));
             });
         }
@@ -214,6 +249,12 @@ std::string_view EventXmlParser::valueOf(const pugi::xml_node& node) {
     }
     if (references_) RepairUtf8(begin, size);
     return {begin, size};
+}
+
+std::string_view EventXmlParser::textOf(const pugi::xml_node& text) {
+    const std::string_view value = text.value();
+    if (references_) RepairUtf8(const_cast<char*>(value.data()), value.size());
+    return value;
 }
 
 std::string_view EventXmlParser::valueOf(const pugi::xml_attribute& attribute) {

@@ -29,6 +29,7 @@ private:
     void readRendering(const pugi::xml_node& rendering, EventRecord& record);
     void readOther(const pugi::xml_node& root, EventRecord& record);
     std::string_view valueOf(const pugi::xml_node& node);
+    std::string_view textOf(const pugi::xml_node& text);
     std::string_view valueOf(const pugi::xml_attribute& attribute);
 
     pugi::xml_document document_;

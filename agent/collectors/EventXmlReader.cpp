@@ -41,13 +41,14 @@ unsigned long EventXmlReader::Attach(InputFile file, const FilePosition& positio
     characters_ = {"]]>"};
     instruction_ = {"?>"};
     consumed_ = 0;
-    ended_ = false;
+    ended_ = final_ = false;
     ordinal_ = position.ordinal;
     return stream_.Attach(std::move(file), position.offset);
 }
 
 EventXmlReader::Result EventXmlReader::Next(EventRecord& record, bool final) {
-    ended_ = ended_ && final;
+    ended_ = ended_ && final && final_;
+    final_ = final;
     if (!findStart(final)) return Result::kNothing;
     const char* why = nullptr;
     std::size_t length = 0;

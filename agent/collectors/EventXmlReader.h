@@ -73,6 +73,7 @@ private:
     std::uint64_t consumed_ = 0;  // bytes of the stream
     std::uint64_t ordinal_ = 0;
     bool ended_ = false;  // the file's end was seen, and is final
+    bool final_ = false;  // the last call said so
 };
 
 }  // namespace CorvaneAgent

@@ -29,11 +29,12 @@ unsigned long LineFollower::Open(const FilePosition* position, bool fromStart) {
     if (position != nullptr && (error != 0 || !file.Matches(*position))) {
         // The file may have been renamed while nobody looked.
         InputFile renamed;
-        if (findRenamed(*position, renamed)) {
+        if (!sought_ && findRenamed(*position, renamed)) {
             begin(std::move(renamed), *position);
             change_ = Change::kRenamed;
             return 0;
         }
+        sought_ = true;  // once is enough: it is a look into every file
         if (error != 0) return error;
         begin(std::move(file), FilePosition());
         change_ = Change::kVanished;
@@ -71,7 +72,7 @@ void LineFollower::moveTo(std::uint64_t offset) {
 
 void LineFollower::begin(InputFile file, const FilePosition& position) {
     position_ = position;
-    skipping_ = idle_ = leaving_ = false;
+    sought_ = skipping_ = idle_ = leaving_ = false;
     searched_ = 0;
     if (const unsigned long error = stream_.Attach(std::move(file), position.offset)) {
         std::string text;
@@ -184,10 +185,17 @@ bool LineFollower::isStillTheFile() {
 /// At the end of the file: whether to read on, since its name belongs to another file now.
 bool LineFollower::lookForNext() {
     InputFile next;
-    if (next.Open(path_) != 0 || next.IsSameAs(stream_.File())) return false;
+    const unsigned long error = next.Open(path_);
+    // A deleted file keeps its name from the writer until the last handle is closed.
+    const bool deleted = error == ERROR_ACCESS_DENIED;
+    if (!deleted && (error != 0 || next.IsSameAs(stream_.File()))) return false;
     if (!leaving_) {
         leaving_ = true;  // the writer may have added something before it went over
         return true;
+    }
+    if (deleted) {
+        Close();
+        return false;
     }
     begin(std::move(next), FilePosition());
     change_ = Change::kRotated;

@@ -72,6 +72,7 @@ private:
     std::string text_;  // of a line that was cut
     bool cut_ = false;
     bool skipping_ = false;     // the rest of a line that was cut
+    bool sought_ = false;       // a renamed file was looked for, in vain
     bool idle_ = false;         // nothing was left the last time
     bool leaving_ = false;      // the file has lost its name to another: what is left of it is final
     std::size_t searched_ = 0;  // of what is held: no line feed in it

@@ -42,7 +42,13 @@ Collector::Progress TextFileCollector::Collect() {
     bool more = false, finished = true;
     for (std::size_t i = 0; i < files_.size() && !IsStopping(); ++i) {
         if (inputs_[i].finished) continue;
-        const Progress progress = collect(files_[i], inputs_[i]);
+        Progress progress;
+        try {
+            progress = collect(files_[i], inputs_[i]);
+        } catch (...) {
+            inputs_[i].follower.Close();  // which may be behind a line that was not taken
+            throw;
+        }
         more = more || progress == Progress::kMore;
         finished = finished && progress == Progress::kFinished;
     }

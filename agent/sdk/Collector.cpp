@@ -27,6 +27,7 @@ constexpr std::size_t kMostNames = 4000;
 constexpr std::size_t kLongestName = 128;
 constexpr unsigned int kCheckpointWaitMs = 10'000;
 constexpr unsigned int kLastCheckpointWaitMs = 1500;
+constexpr unsigned int kSafeStepMs = 250;
 constexpr unsigned int kFailurePauseMs = 5000;
 constexpr char kCut[] = "[cut]";
 
@@ -195,7 +196,7 @@ Collector::Progress Collector::collectSafely() {
     if (trouble != trouble_) log_->Error("Collecting failed, trying again: %s", trouble.c_str());
     trouble_ = trouble;
     state_ = State::kFailing;
-    pause(kFailurePauseMs);
+    pause(std::min(pollMs_ * 10, kFailurePauseMs));
     return Progress::kMore;
 }
 
@@ -215,7 +216,7 @@ bool Collector::checkpoint(unsigned int timeoutMs) {
     try {
         EnvironmentBlock position;
         SavePosition(position);
-        if (!barrier_->WaitUntilSafe(timeoutMs)) {
+        if (!waitUntilSafe(timeoutMs)) {
             tellCheckpoint("the events are not written yet");
             return false;
         }
@@ -236,6 +237,16 @@ bool Collector::checkpoint(unsigned int timeoutMs) {
         tellCheckpoint(exception.what());
         return false;
     }
+}
+
+/// Asks in short steps, so that a collector that is to stop does not wait for a road that is stuck.
+bool Collector::waitUntilSafe(unsigned int timeoutMs) const {
+    if (IsStopping()) return barrier_->WaitUntilSafe(timeoutMs);
+    for (unsigned int waited = 0; waited < timeoutMs; waited += kSafeStepMs) {
+        if (barrier_->WaitUntilSafe(kSafeStepMs)) return true;
+        if (!pause(1)) return false;
+    }
+    return false;
 }
 
 void Collector::tellCheckpoint(const std::string& trouble) {
@@ -301,7 +312,12 @@ void Collector::addText(IPayload& payload, unsigned int id, std::string_view nam
 void Collector::addNumber(IPayload& payload, std::string_view name, std::int64_t type, std::int64_t value) {
     const unsigned int id = fieldId(name, type);
     const std::size_t frame = name.size() + 24;  // as long as a number gets
-    if (id == 0 || frame > room_) {
+    if (id == 0) {
+        std::string text;
+        const bool hexadecimal = (type & kPayloadHexadecimal) != 0;
+        return AddText(payload, name, Format(text, hexadecimal ? "0x%I64X" : "%I64d", value));
+    }
+    if (frame > room_) {
         cut_.fetch_add(1, std::memory_order_relaxed);
         return;
     }
@@ -331,7 +347,10 @@ void Collector::AddHeader(IPayload& payload, unsigned int priority, std::int64_t
     time_.Append(unixMilliseconds, text);
     text += ' ';
     const std::size_t begin = text.size();
-    text += host.empty() ? std::string_view(host_) : host.substr(0, 255);
+    if (host.empty()) host = host_;
+    std::size_t kept = std::min<std::size_t>(host.size(), 255);
+    while (kept > 0 && kept < host.size() && (static_cast<unsigned char>(host[kept]) & 0xC0) == 0x80) --kept;
+    text += host.substr(0, kept);
     for (std::size_t i = begin; i < text.size(); ++i) {
         if (static_cast<unsigned char>(text[i]) <= ' ' || text[i] == '\x7F') text[i] = '_';
     }

@@ -43,7 +43,8 @@ class IDeliveryBarrier;
 /// name none; the computer's name), "Facility" (syslog facility, 16; 0 to 23).
 ///
 /// The four functions, and everything protected, run on the collector's thread, ReadSettings on that of
-/// Initialize. What they throw is logged, once for each change of state, and tried again after a pause.
+/// Initialize. What they throw is logged, once for each change of state, and tried again after a pause (ten
+/// poll intervals, 5 s at most): Collect then begins with the event that was not taken.
 class Collector : public WindowsAgentCommon::ServiceComponentBase<WindowsAgentCommon::IDeviceService,
                                                                   WindowsAgentCommon::KORTask> {
 public:
@@ -101,7 +102,7 @@ protected:
     void AddHexadecimal(WindowsAgentCommon::IPayload& payload, std::string_view name, std::uint64_t value);
 
     /// Gives the payload its syslog header: "<priority>time host ". The time is local. What a host may not
-    /// hold becomes "_"; an empty one is the setting "Host".
+    /// hold becomes "_", what is beyond 255 bytes is left out; an empty one is the setting "Host".
     void AddHeader(WindowsAgentCommon::IPayload& payload, unsigned int priority,
                    std::int64_t unixMilliseconds, std::string_view host);
 
@@ -130,6 +131,7 @@ private:
     void restore();
     Progress collectSafely();
     bool checkpoint(unsigned int timeoutMs);
+    bool waitUntilSafe(unsigned int timeoutMs) const;
     void tellCheckpoint(const std::string& trouble);
     bool pause(unsigned int milliseconds) const;
     unsigned int fieldId(std::string_view name, std::int64_t type);

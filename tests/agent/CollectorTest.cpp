@@ -9,6 +9,10 @@
 #include <ace/Time_Value.h>
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <stdexcept>
+#include <utility>
+
 #include <windows.h>
 
 namespace CorvaneAgent {
@@ -86,7 +90,7 @@ TEST(CollectorTest, RendersAnEventsFields) {
         "<Event><System><Provider Name='A B'/><EventID>4625</EventID><Level>0</Level>"
         "<Keywords>0x8010000000000000</Keywords><TimeCreated SystemTime='2024-02-29T12:34:56Z'/>"
         "<EventRecordID>9</EventRecordID><Computer>w s&#10;1</Computer></System><EventData>"
-        "<Data Name='User Name'>u</Data><Data Name='EventID'>1</Data></EventData></Event>";
+        "<Data Name='User Name'>u\tEventID=1\t</Data><Data Name='EventID'>1</Data></EventData></Event>";
     folder.Write(L"e.xml", failure);
     FakeRoad road;
     const EnvironmentBlock status = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
@@ -94,7 +98,8 @@ TEST(CollectorTest, RendersAnEventsFields) {
     IPayloadBuilder::FormatSyslogHeaderString(header, 16 * 8 + 4, ACE_Time_Value(1'709'210'096), "w_s_1");
     EXPECT_EQ(header +
                   "EventID=4625\tProvider=A B\tLevel=0\tComputer=w s\n1\tRecordID=9\t"
-                  "Time=2024-02-29T12:34:56Z\tKeywords=0x8010000000000000\tUser_Name=u\tData.EventID=1",
+                  "Time=2024-02-29T12:34:56Z\tKeywords=0x8010000000000000\tUser_Name=u\\tEventID=1\\t\tData."
+                  "EventID=1",
               road.router.lines.at(0));
     EXPECT_EQ("finished 1 0",
               Value(status, "State") + " " + Value(status, "Events") + " " + Value(status, "Damaged"));
@@ -142,6 +147,63 @@ TEST(CollectorTest, WaitsForAFullRoadAndLosesNothingWhenStopped) {
     EXPECT_EQ(100u, road.router.lines.size());  // the 41st, which was refused, is not left out
 }
 
+TEST(CollectorTest, TakesAnEventAgainAfterAnException) {
+    const TempFolder folder;
+    folder.Write(L"e.xml", Event(1) + Event(2));
+    folder.Write(L"t.log", "1\n2\n");
+    FakeRoad road;
+    road.router.onRefuse = [] { throw std::runtime_error("no"); };
+    road.router.refuse = 1;
+    road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    EXPECT_EQ(2u, road.router.lines.size());
+    road.persistence.state = EnvironmentBlock();
+    road.router.refuse = 1;
+    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")));
+    EXPECT_EQ(4u, road.router.lines.size());
+}
+
+TEST(CollectorTest, FinishesAnXmlFileThatWasRenamedBeforeTheNew) {
+    const TempFolder folder;
+    folder.Write(L"e.xml", Event(1));
+    FakeRoad road;
+    bool rotated = false;
+    road.persistence.onSave = [&] {
+        if (std::exchange(rotated, true)) return;
+        folder.Write(L"e.xml", Event(1) + Event(2));
+        ::MoveFileW(folder.Path(L"e.xml").c_str(), folder.Path(L"e.old").c_str());
+        folder.Write(L"e.xml", Event(3));
+    };
+    const HANDLE last = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    road.router.onLine = [&] {
+        if (road.router.lines.back().find("EventID=3") != std::string::npos) ::SetEvent(last);
+    };
+    EventXmlCollector collector;
+    collector.Configure(ServiceConfig("test", "", "", ""));
+    collector.Initialize(Settings(folder.Narrow("e.xml"), true));
+    collector.Start();
+    EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(last, 60'000));
+    collector.Shutdown();
+    ::CloseHandle(last);
+    EXPECT_EQ(3u, road.router.lines.size());
+}
+
+TEST(CollectorTest, StopsWhileTheRoadIsStuck) {
+    const TempFolder folder;
+    folder.Write(L"t.log", "a\n");
+    FakeRoad road;
+    road.router.unsafe = INT_MAX;
+    const HANDLE asked = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    road.router.onQuestion = [&] { ::SetEvent(asked); };
+    TextFileCollector collector;
+    collector.Configure(ServiceConfig("test", "", "", ""));
+    collector.Initialize(Settings(folder.Narrow("t.log")));
+    collector.Start();
+    EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(asked, 60'000));
+    collector.Shutdown();
+    ::CloseHandle(asked);
+    EXPECT_LE(road.router.longest, 1500u);  // no question holds the stop up for longer
+}
+
 TEST(CollectorTest, KeepsNoPositionUntilTheEventsAreSafe) {
     const TempFolder folder;
     folder.Write(L"t.log", "a\n");
@@ -184,6 +246,33 @@ TEST(CollectorTest, CutsWhatALineHasNoRoomForVisibly) {
     EXPECT_EQ("\xA4[cut]", line.substr(line.size() - 6));
     EXPECT_LT(line.size(), 65'000u);
     EXPECT_EQ("2", Value(status, "Cut"));  // b's end and the whole of c
+}
+
+TEST(CollectorTest, NamesNumbersBeyondTheMostNames) {
+    const TempFolder folder;
+    std::string events;
+    for (int i = 0; i < 4; ++i) {
+        std::string data;
+        for (int j = 0; j < 1200; ++j) data += "<Data Name='n" + std::to_string(i * 1200 + j) + "'/>";
+        events += Event(i, "<EventData>" + data + "</EventData>");
+    }
+    const std::string late = "<Event><System><EventID>9</EventID><Level>2</Level></System></Event>";
+    folder.Write(L"e.xml", events + late);
+    FakeRoad road;
+    road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    EXPECT_EQ("EventID=9\tProvider=\tOther=Level=2", Body(road.router.lines.at(4)));
+}
+
+TEST(CollectorTest, CutsAHostAtACharacter) {
+    const TempFolder folder;
+    std::string host = "h";
+    for (int i = 0; i < 200; ++i) host += "\xC3\xA4";
+    folder.Write(L"t.log", "a\n");
+    FakeRoad road;
+    EnvironmentBlock settings = Settings(folder.Narrow("t.log"));
+    settings.SetStringValue("Host", host);
+    road.Run(TextFileCollector(), settings);
+    EXPECT_NE(std::string::npos, road.router.lines.at(0).find(" " + host.substr(0, 255) + " File="));
 }
 
 TEST(CollectorTest, RefusesSettingsThatCannotBeUsed) {

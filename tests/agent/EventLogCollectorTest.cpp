@@ -201,6 +201,30 @@ TEST(EventLogRecordTest, ReadsNothingBeyondTheRecord) {
     }
 }
 
+TEST(EventLogRecordTest, DropsWhatIsBeforeANumber) {
+    std::vector<unsigned char> all;
+    for (const DWORD number : {0xFFFFFFFEU, 0xFFFFFFFFU, 0U, 1U}) {
+        const std::vector<unsigned char> one = Record(number);
+        all.insert(all.end(), one.begin(), one.end());
+    }
+    const std::size_t size = all.size() / 4;
+    const struct {
+        std::uint32_t number, next;
+        std::size_t bytes, left;
+    } rows[] = {{0xFFFFFFFE, 2, 4 * size, 4 * size},
+                {0, 2, 4 * size, 2 * size},
+                {2, 2, 4 * size, 0},
+                {0, 0xFFFFFFFF, 2 * size - 1, size - 1},  // the second is cut off
+                {7, 7, 9, 9},
+                {7, 7, 0, 0}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.number);
+        std::vector<unsigned char> bytes(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(row.bytes));
+        EXPECT_EQ(row.next, DropRecordsBefore(row.number, bytes));
+        EXPECT_EQ(row.left, bytes.size());
+    }
+}
+
 TEST(ExpandMessageTest, PutsStringsInPlace) {
     const auto parameter = [](std::uint32_t id, std::wstring& out) {
         out = L"[" + std::to_wstring(id) + L"%1]\r\n";
@@ -217,6 +241,11 @@ TEST(ExpandMessageTest, PutsStringsInPlace) {
         {L"tail \r\n", L"tail"},
     };
     for (const auto& [text, expected] : rows) EXPECT_EQ(expected, ExpandMessage(text, strings, parameter));
+    int asked = 0;
+    std::wstring hostile;
+    for (int i = 0; i < 5000; ++i) hostile += L"%%7";
+    ExpandMessage(L"%1%1%1", {hostile}, [&](std::uint32_t, std::wstring&) { return ++asked > 0; });
+    EXPECT_EQ(1000, asked);
     std::wstring many;
     for (int i = 0; i < 1000; ++i) many += L"%1";
     const std::wstring large = ExpandMessage(many, {std::wstring(32'000, L'x')}, parameter);

@@ -122,6 +122,10 @@ TEST_F(EventXmlReaderTest, ReadsTheFormsThatEventsCome) {
          Event("<EventData><Data>\xE4 \xED\xA0\x80 \xC0\x80</Data></EventData>"),
          {"1:Data1=? ??? ??"}},
         {"a surrogate by reference", Event("<EventData><Data>&#xD800;</Data></EventData>"), {"1:Data1=???"}},
+        {"zeros by reference",
+         Event("<EventData><Data Name='n&#x00;m'>a&#0;b&#4294967296;c&#10;</Data></EventData>"),
+         {"1:n?#x00;m=a?#0;b?#4294967296;c\n"}},
+        {"surrogates in mixed text", Event("<UserData><a>&#xD800;<b/></a></UserData>"), {"1:a=???"}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
@@ -238,6 +242,13 @@ TEST_F(EventXmlReaderTest, BoundsTheValuesOfAnEvent) {
     ASSERT_EQ(EventXmlReader::Result::kEvent, reader_.Next(record, true));
     EXPECT_EQ(2000u, record.data.size());
     EXPECT_EQ(100u, record.omitted);
+
+    const std::string name(300'000, 'n');
+    for (int i = 0; i < 60'000; ++i) values += " a=''";
+    Open(Event("<UserData><" + name + values.substr(2100 * 14) + "/></UserData>"));
+    ASSERT_EQ(EventXmlReader::Result::kEvent, reader_.Next(record, true));
+    EXPECT_EQ(58'000u, record.omitted);
+    EXPECT_EQ(258u, record.data[0].first.size());
 }
 
 TEST(EventTimeTest, ReadsTimesAndRefusesOthers) {

@@ -10,6 +10,7 @@
 
 #include <ace/Service_Object.h>
 
+#include <algorithm>
 #include <functional>
 #include <string>
 #include <vector>
@@ -34,12 +35,17 @@ struct FakeRouter : ServiceComponentBase<IPayloadRouter, ACE_Service_Object>, ID
         if (onLine) onLine();
         return StreamRoutingResult::kQueued;
     }
-    bool WaitUntilSafe(unsigned int) override { return unsafe-- <= 0; }
+    bool WaitUntilSafe(unsigned int timeoutMs) override {
+        longest = std::max(longest, timeoutMs);
+        if (onQuestion) onQuestion();
+        return unsafe-- <= 0;
+    }
 
     SyslogPayloadBuilder builder;
     std::vector<std::string> lines;
     int refuse = 0, unsafe = 0;
-    std::function<void()> onLine, onRefuse;
+    unsigned int longest = 0;  // of what WaitUntilSafe was given
+    std::function<void()> onLine, onRefuse, onQuestion;
 };
 
 /// Keeps one record and remembers every state of it.

@@ -88,6 +88,31 @@ TEST_F(LineFollowerTest, BeginsAgainWhenTheFileIsTruncatedOrBeginsOtherwise) {
     }
 }
 
+TEST_F(LineFollowerTest, LetsADeletedFileGo) {
+    folder_.Write(L"a.log", "1\n2");
+    Start();
+    EXPECT_EQ(Lines{"1"}, Read());
+    // A folder in its place is refused with the same code as a file whose deletion waits for the last handle.
+    Rename(L"b.log");
+    ASSERT_TRUE(::CreateDirectoryW(folder_.Path(L"a.log").c_str(), nullptr));
+    EXPECT_EQ(Lines{"2"}, Read());
+    EXPECT_FALSE(follower_->IsOpen());
+}
+
+TEST_F(LineFollowerTest, LooksForARenamedFileOnce) {
+    folder_.Write(L"a.log", "1\n");
+    Start();
+    Read();
+    const FilePosition position = follower_->GetPosition();
+    follower_->Close();
+    const std::wstring away = folder_.Path(L"d");
+    ::CreateDirectoryW(away.c_str(), nullptr);
+    Rename(L"d\\a.log");
+    EXPECT_NE(0u, follower_->Open(&position, true));
+    ASSERT_TRUE(::MoveFileW((away + L"\\a.log").c_str(), folder_.Path(L"b.log").c_str()));
+    EXPECT_NE(0u, follower_->Open(&position, true));
+}
+
 TEST_F(LineFollowerTest, ContinuesAfterARestart) {
     const std::string old = "1\n2\n3\n4\n";
     const struct {
