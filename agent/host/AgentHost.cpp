@@ -151,20 +151,11 @@ void AgentHost::startMonitor() {
         monitor_.Initialize(settings_.Entries());
         GetLoggerFactory().InstallLogMonitor(&monitor_);
         if (intervals_.heartbeat == 0) return;
-        std::multimap<std::string, std::string> settings = settings_.Entries();
-        settings.erase("LogMonitor.Level");
-        settings.emplace("LogMonitor.Level", "1");  // a heartbeat is no matter of level
-        heartbeat_ = std::make_unique<Heartbeat>();
-        heartbeat_->Initialize(settings);
+        heartbeat_ = std::make_unique<HeartbeatTimer>(settings_.Entries(),
+                                                      static_cast<long>(intervals_.heartbeat / 1000));
     } catch (const std::exception& error) {
         log_->Error("No log lines go to the status server: %s", error.what());
-        heartbeat_.reset();
     }
-}
-
-void AgentHost::sendHeartbeat() {
-    if (!heartbeat_) return;
-    heartbeat_->OnMessage(kMonitorInfo, "Agent.Heartbeat", "running");
 }
 
 void AgentHost::lookForConfiguration() {
@@ -266,7 +257,6 @@ void AgentHost::Run(void (*progress)(const AgentState& state)) {
     const std::int64_t start = SteadyMilliseconds();
     std::int64_t nextState = start;
     std::int64_t nextReload = start + intervals_.reload;
-    std::int64_t nextHeartbeat = start;
     while (::WaitForSingleObject(stopRequested_, options_.once ? 50 : kProgressMs) == WAIT_TIMEOUT) {
         const std::int64_t now = SteadyMilliseconds();
         if (now >= nextState) {
@@ -276,10 +266,6 @@ void AgentHost::Run(void (*progress)(const AgentState& state)) {
         if (now >= nextReload) {
             lookForConfiguration();
             nextReload = now + intervals_.reload;
-        }
-        if (intervals_.heartbeat != 0 && now >= nextHeartbeat) {
-            sendHeartbeat();
-            nextHeartbeat = now + intervals_.heartbeat;
         }
         const AgentState state = GetState("running");
         if (progress) progress(state);
@@ -315,7 +301,6 @@ ExitCode AgentHost::Stop(AgentState& final) {
     writeState("stopping");
     GetLoggerFactory().InstallLogMonitor(nullptr);
     monitor_.Shutdown();
-    if (heartbeat_) heartbeat_->Shutdown();
     heartbeat_.reset();
     takeOver(final_, "stopped");
     const ComponentFactoryResultCode result = factory_.Shutdown();

@@ -6,11 +6,11 @@
 #include <vector>
 
 #include "WindowsAgentCommon/ClientConfigurationHelper.h"
-#include "WindowsAgentCommon/Heartbeat.h"
 #include "WindowsAgentCommon/LoggerFactory.h"
 #include "WindowsAgentCommon/TOLVLogMonitor.h"
 #include "agent/host/ComponentFactory.h"
 #include "agent/host/ConfigurationCheck.h"
+#include "agent/host/HeartbeatTimer.h"
 #include "agent/host/Options.h"
 #include "agent/host/StateFile.h"
 #include "agent/sdk/ServiceRegistration.h"
@@ -37,7 +37,7 @@ public:
     /// and GetError() says why.
     ExitCode Start(bool checkOnly);
 
-    /// Keeps the state file, looks after the configuration and sends heartbeats until a stop is requested,
+    /// Keeps the state file, and looks after the configuration until a stop is requested,
     /// or, with --once, until every collector has finished and the destinations have sent everything, or
     /// nothing for 5 seconds. progress: called about once a second, may be null.
     void Run(void (*progress)(const AgentState& state));
@@ -60,7 +60,6 @@ private:
     void initializeLogging();
     ExitCode readConfiguration();
     void startMonitor();
-    void sendHeartbeat();
     void lookForConfiguration();
     void takeOver(AgentState& state, const std::string& status) const;
     void addProcess(AgentState& state);
@@ -86,7 +85,7 @@ private:
     ComponentFactory factory_;
     std::unique_ptr<ServiceRegistration> registration_;
     WindowsAgentCommon::TOLVLogMonitor monitor_;
-    std::unique_ptr<WindowsAgentCommon::Heartbeat> heartbeat_;
+    std::unique_ptr<HeartbeatTimer> heartbeat_;  // null: none
     Intervals intervals_;
     std::uint64_t waiting_ = 0;  // bytes, and since when there are as many
     std::int64_t waitingSince_ = 0;

@@ -1,0 +1,33 @@
+#include "agent/host/HeartbeatTimer.h"
+
+#include <exception>
+
+namespace CorvaneAgent {
+
+using namespace WindowsAgentCommon;
+
+HeartbeatTimer::HeartbeatTimer(const std::multimap<std::string, std::string>& settings, long interval) {
+    std::multimap<std::string, std::string> own = settings;
+    own.erase("LogMonitor.Level");
+    own.emplace("LogMonitor.Level", "1");  // a heartbeat is no matter of level
+    Initialize(own);
+    scheduler_ = std::make_unique<Scheduler>();
+    scheduler_->Schedule(this, nullptr, ACE_Time_Value(interval));
+}
+
+HeartbeatTimer::~HeartbeatTimer() {
+    scheduler_.reset();
+    Shutdown();
+}
+
+int HeartbeatTimer::handle_timeout(const ACE_Time_Value&, const void*) {
+    try {
+        GetCustomProps({});
+        OnMessage(kMonitorInfo, "Agent.Heartbeat", "running");
+    } catch (const std::exception&) {
+        return 0;  // for want of memory: this heartbeat is missing, the next one may not be
+    }
+    return 0;
+}
+
+}  // namespace CorvaneAgent
