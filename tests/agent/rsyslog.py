@@ -16,7 +16,8 @@ import time
 
 TEMPLATE = """
 global(workDirectory="{folder}" parser.escapeControlCharactersOnReceive="off" maxMessageSize="64k")
-main_queue(queue.type="FixedArray" queue.size="200000" queue.workerThreads="1")  # more workers change the order
+# More workers change the order; what was read is written out at the end, however long that takes.
+main_queue(queue.type="FixedArray" queue.size="200000" queue.workerThreads="1" queue.timeoutShutdown="60000")
 module(load="imudp") module(load="imtcp")
 template(name="record" type="list" option.jsonf="on") {{
   property(outname="pri" name="pri" format="jsonf")
@@ -85,7 +86,7 @@ class Rsyslog:
         if self.process:
             self.process.send_signal(number)
             try:
-                self.process.wait(30)
+                self.process.wait(60)
             except subprocess.TimeoutExpired:
                 self.process.kill()
                 self.process.wait()
