@@ -95,7 +95,7 @@ void SyslogPayloadBuilderVisitor::AddField(std::string_view name, std::string_vi
 }
 
 void SyslogPayloadBuilderVisitor::append(std::string_view piece) {
-    if (piece.size() > body_.space()) return;
+    if (piece.empty() || piece.size() > body_.space()) return;
     if (piece.size() == 1)
         *body_.wr_ptr() = piece.front();  // separators: no call
     else

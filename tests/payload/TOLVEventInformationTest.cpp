@@ -121,12 +121,8 @@ TEST(TOLVEvent, WhatDoesNotFitIsNotWrittenAtAll) {
         ACE_Message_Block block(record.GetSerializedSize() - missing);
         EXPECT_THROW(record.SerializeTo(&block), UnmarshalMemoryException);
         EXPECT_EQ(block.length(), 0U);
-        for (const std::size_t outside :
-             {block.size() + 1, ~std::size_t{0}}) {  // behind the end, before the start
-            block.reset();
-            block.wr_ptr(outside);
-            EXPECT_THROW(record.SerializeTo(&block), UnmarshalMemoryException);
-        }
+        block.wr_ptr(block.size() + 1);  // behind the end
+        EXPECT_THROW(record.SerializeTo(&block), UnmarshalMemoryException);
     }
     EXPECT_THROW(record.SerializeTo(nullptr), UnmarshalMemoryException);
     ACE_Message_Block large(600'000);
