@@ -1,10 +1,12 @@
-// The floor of the agent's road: one thread that parses the same events with pugixml, or splits the same
-// lines, and writes the same output with the C runtime. benchmarks/agent-benchmark runs it beside the agent.
+// The floor of the agent's road: one thread that parses the same events with pugixml, or reads the same
+// lines, and writes the same output, time stamps included, with the C runtime. benchmarks/agent-benchmark
+// runs it beside the agent.
 //
-//   agent-floor xml|text SOURCE TARGET HEADER
+//   agent-floor xml|text SOURCE TARGET HOST
 
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <string>
 #include <string_view>
 
@@ -32,33 +34,67 @@ void render(const pugi::xml_node& event, std::string& out) {
     }
 }
 
-void convertXml(std::string& text, const char* header, std::FILE* target) {
+/// "<134>Feb 29 01:14:26 host " of a time.
+std::string headerOf(__time64_t time, const char* host) {
+    char text[64];
+    std::strftime(text, sizeof(text), "%b %d %H:%M:%S", _localtime64(&time));
+    return std::string("<134>") + text + " " + host + " ";
+}
+
+__time64_t timeOf(const char* text) {
+    std::tm utc = {};
+    if (std::sscanf(text, "%d-%d-%dT%d:%d:%d", &utc.tm_year, &utc.tm_mon, &utc.tm_mday, &utc.tm_hour,
+                    &utc.tm_min, &utc.tm_sec) != 6) {
+        return 0;
+    }
+    utc.tm_year -= 1900;
+    --utc.tm_mon;
+    return _mkgmtime64(&utc);
+}
+
+bool convertXml(std::FILE* source, std::FILE* target, const char* host) {
+    // In pieces of whole events, as nobody would read a file of gigabytes at once.
+    constexpr std::size_t kPiece = 1 << 20;
     constexpr std::string_view kStart = "<Event ";
     constexpr std::string_view kEnd = "</Event>";
     pugi::xml_document document;
+    std::string text;
     std::string line;
-    for (std::size_t at = text.find(kStart); at != std::string::npos;) {
-        const std::size_t end = text.find(kEnd, at) + kEnd.size();
-        document.load_buffer_inplace(&text[at], end - at, pugi::parse_default, pugi::encoding_utf8);
-        line = header;
-        render(document.child("Event"), line);
-        line += '\n';
-        std::fwrite(line.data(), 1, line.size(), target);
-        at = text.find(kStart, end);
+    for (std::size_t read = 1; read != 0;) {
+        const std::size_t kept = text.size();
+        text.resize(kept + kPiece);
+        read = std::fread(&text[kept], 1, kPiece, source);
+        text.resize(kept + read);
+        std::size_t done = 0;
+        for (;;) {
+            const std::size_t at = text.find(kStart, done);
+            const std::size_t end = at == std::string::npos ? at : text.find(kEnd, at);
+            if (end == std::string::npos) break;
+            done = end + kEnd.size();
+            if (!document.load_buffer_inplace(&text[at], done - at, pugi::parse_default,
+                                              pugi::encoding_utf8)) {
+                return false;
+            }
+            const pugi::xml_node event = document.child("Event");
+            line = headerOf(
+                timeOf(event.child("System").child("TimeCreated").attribute("SystemTime").value()), host);
+            render(event, line);
+            line += '\n';
+            std::fputs(line.c_str(), target);
+        }
+        text.erase(0, done);
     }
+    return true;
 }
 
-void convertText(const std::string& text, const char* header, std::FILE* target) {
-    std::string line;
-    for (std::size_t at = 0; at < text.size();) {
-        const std::size_t end = text.find('\n', at);
-        line = header;
-        line += "Message=";
-        line.append(text, at, end - at);
-        line += '\n';
-        std::fwrite(line.data(), 1, line.size(), target);
-        at = end + 1;
+bool convertText(std::FILE* source, std::FILE* target, const char* host) {
+    char line[4096];
+    while (std::fgets(line, sizeof(line), source)) {
+        std::fputs(headerOf(_time64(nullptr), host).c_str(), target);
+        std::fputs("Message=", target);
+        std::fputs(line, target);
     }
+    return true;
 }
 
 }  // namespace
@@ -68,27 +104,8 @@ int main(int argc, char** argv) {
     std::FILE* const source = std::fopen(argv[2], "rb");
     std::FILE* const target = std::fopen(argv[3], "wb");
     if (!source || !target) return 1;
-    // In pieces of whole events or lines, as nobody would read a file of gigabytes at once.
-    constexpr std::size_t kPiece = 4 << 20;
-    std::string text;
-    std::string rest;
-    for (;;) {
-        text = rest;
-        const std::size_t kept = text.size();
-        text.resize(kept + kPiece);
-        const std::size_t read = std::fread(&text[kept], 1, kPiece, source);
-        text.resize(kept + read);
-        if (text.empty()) break;
-        const std::size_t end = read == 0 ? text.size() : text.rfind('\n') + 1;
-        rest = text.substr(end);
-        text.resize(end);
-        if (std::strcmp(argv[1], "xml") == 0) {
-            convertXml(text, argv[4], target);
-        } else {
-            convertText(text, argv[4], target);
-        }
-        if (read == 0) break;
-    }
+    const bool isXml = std::strcmp(argv[1], "xml") == 0;
+    const bool converted = isXml ? convertXml(source, target, argv[4]) : convertText(source, target, argv[4]);
     std::fclose(source);
-    return std::fclose(target) == 0 ? 0 : 1;
+    return std::fclose(target) == 0 && converted ? 0 : 1;
 }

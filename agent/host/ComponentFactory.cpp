@@ -182,27 +182,33 @@ bool ComponentFactory::initializeOne(std::size_t index) {
 }
 
 ComponentFactory::Result ComponentFactory::reportStuck(const std::vector<std::size_t>& waiting) {
-    const Entry* blamed = nullptr;
+    const Entry* unknown = nullptr;  // waits for a service that is not
     const Entry* deferring = nullptr;
-    bool unknown = false;
+    const Entry* unmet = nullptr;  // waits for a service that is there
     for (const std::size_t index : waiting) {
         bool known = true;
-        if (hasDependencies(entries_[index], known)) {
-            deferring = &entries_[index];
+        const Entry& entry = entries_[index];
+        if (hasDependencies(entry, known)) {
+            deferring = &entry;
             continue;
         }
-        const std::string& name = entries_[index].name;
-        tell([&](IComponentFactoryHook& hook) { hook.OnComponentInitializeBadDependency(name); });
-        if (!blamed || (!known && !unknown)) blamed = &entries_[index];
-        unknown = unknown || !known;
+        tell([&](IComponentFactoryHook& hook) { hook.OnComponentInitializeBadDependency(entry.name); });
+        if (known) {
+            if (!unmet) unmet = &entry;
+        } else if (!unknown) {
+            unknown = &entry;
+        }
     }
-    if (!unknown && deferring) {
+    if (unknown) {
+        return fail(kComponentFactoryBadDependency, unknown->name,
+                    "a service that it depends on is not configured");
+    }
+    if (deferring) {
         return fail(kComponentFactoryDeferredForever, deferring->name,
                     "it defers its initialisation, and nothing is left that it could wait for");
     }
-    return fail(kComponentFactoryBadDependency, blamed->name,
-                unknown ? "a service that it depends on is not configured"
-                        : "it depends on a service that depends on it");
+    return fail(kComponentFactoryBadDependency, unmet ? unmet->name : std::string(),
+                "it depends on a service that depends on it");
 }
 
 ComponentFactory::Result ComponentFactory::startAll() {
