@@ -22,7 +22,8 @@ struct AgentConfiguration {
 
 /// Reads a configuration of the form that docs/agent.md describes. text: the file's bytes, UTF-8 or UTF-16.
 /// Throws KORException whose message begins with "line L, column C: " for text that is no XML, for elements
-/// and attributes that are unknown, missing, or there twice.
+/// and attributes that are unknown, missing, or there twice; only settings of a service may be there several
+/// times, and are one text then, with a line feed between the values.
 AgentConfiguration ParseAgentConfig(const std::string& text);
 
 /// The agent's configuration manager: the file AgentConfig.xml. The source is its path (UTF-8), by default

@@ -72,14 +72,15 @@ private:
         fail(node, std::string("the element ") + node.name() + " is not known here");
     }
 
-    bool readSetting(const pugi::xml_node& node, Settings& settings) const {
+    /// repeatable: further values of a name are put behind the first, a line feed between.
+    bool readSetting(const pugi::xml_node& node, Settings& settings, bool repeatable = false) const {
         if (!is(node, "Setting")) return false;
         checkAttributes(node, {"name", "value"});
         const std::string name = needed(node, "name");
         if (!node.attribute("value")) fail(node, "the setting " + name + " has no value");
-        if (!settings.emplace(name, node.attribute("value").value()).second) {
-            fail(node, "the setting " + name + " is given twice");
-        }
+        const auto [entry, isNew] = settings.emplace(name, node.attribute("value").value());
+        if (!isNew && !repeatable) fail(node, "the setting " + name + " is given twice");
+        if (!isNew) entry->second += std::string("\n") + node.attribute("value").value();
         if (node.first_child()) unexpected(node.first_child());
         return true;
     }
@@ -108,7 +109,7 @@ private:
             fail(node, "the service " + service.text1 + " is there twice");
         }
         for (const pugi::xml_node child : node.children()) {
-            if (readSetting(child, service.settings)) continue;
+            if (readSetting(child, service.settings, true)) continue;
             if (!is(child, "Instance")) unexpected(child);
             service.instances.push_back(readInstance(child));
         }

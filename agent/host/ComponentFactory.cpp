@@ -15,6 +15,16 @@ using namespace WindowsAgentCommon;
 
 namespace {
 
+std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    for (std::size_t start = 0;;) {
+        const std::size_t end = text.find('\n', start);
+        lines.push_back(text.substr(start, end - start));
+        if (end == std::string::npos) return lines;
+        start = end + 1;
+    }
+}
+
 std::wstring serviceName(const std::string& name) { return FromUTF8(name) + L"_Dynamic_Service"; }
 
 }  // namespace
@@ -75,7 +85,7 @@ ComponentFactory::Result ComponentFactory::make(const ServiceConfig& service) {
     if (GetComponent(entry.name)) {
         return fail(kComponentFactoryComponentFailed, entry.name, "there are two services of this name");
     }
-    for (const auto& [name, value] : service.settings) entry.settings.SetStringValue(name, value);
+    for (const auto& [name, value] : service.settings) entry.settings.SetArrayValue(name, linesOf(value));
     std::string module = service.text2.empty() ? "CorvaneCommon" : service.text2;
     IServiceComponent* own = nullptr;
     if (override_) {

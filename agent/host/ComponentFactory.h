@@ -17,7 +17,8 @@ namespace CorvaneAgent {
 bool IsDirectiveName(const std::string& name);
 
 /// The agent's component factory. Of a service's record, text1 is its name, text2 its module (empty:
-/// CorvaneCommon), text3 the class that its creation function is named for (empty: the name).
+/// CorvaneCommon), text3 the class that its creation function is named for (empty: the name); each line of a
+/// setting is a value of its own.
 ///
 /// Initialize makes all components first, in the order given, then initialises each as soon as the services
 /// that it names as its dependencies are, then starts them in the order in which they were initialised. A

@@ -13,7 +13,7 @@ TEST(AgentConfig, FillsTheRecords) {
   <Settings><Setting name="A" value="1 &lt; 2"/></Settings>
   <Services>
     <Service name="One" module="M" class='C'>
-      <Setting name="S" value=""/>
+      <Setting name="S" value=""/><Setting name="R" value="1"/><Setting name="R" value="2"/>
       <Instance name="i" type="T"><Setting name="X" value="Y"/><Module name="m"><Setting name="P" value="Q"/></Module>
       </Instance>
     </Service>
@@ -26,6 +26,7 @@ TEST(AgentConfig, FillsTheRecords) {
     const WindowsAgentCommon::ServiceConfig& one = read.services[0];
     EXPECT_EQ(one.text1 + "|" + one.text2 + "|" + one.text3, "One|M|C");
     EXPECT_EQ(one.settings.at("S"), "");
+    EXPECT_EQ(one.settings.at("R"), "1\n2");
     ASSERT_EQ(one.instances.size(), 1U);
     EXPECT_EQ(one.instances[0].text1 + "|" + one.instances[0].text2, "i|T");
     EXPECT_EQ(one.instances[0].settings.at("X"), "Y");

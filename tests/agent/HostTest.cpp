@@ -44,13 +44,16 @@ public:
     Part(const std::vector<std::string>& dependencies, int defers, const std::string& failure)
         : dependencies_(dependencies), defers_(defers), failure_(failure) {}
     void GetDependencies(std::vector<std::string>& services) const override { services = dependencies_; }
-    InitializeResult Initialize(const EnvironmentBlock&) override {
+    InitializeResult Initialize(const EnvironmentBlock& settings) override {
+        settings.GetArrayValue("Value", values);
         if (defers_ > 0) return --defers_, InitializeResult::kDefer;
         failAt("initialize");
         return InitializeResult::kDone;
     }
     void Start() override { failAt("start"); }
     void Shutdown() override { failAt("shutdown"); }
+
+    std::vector<std::string> values;
 
 private:
     void failAt(const std::string& point) const {
@@ -147,6 +150,18 @@ TEST(AgentComponentFactory, OrdersDefersAndFailsAsTheComponentsSay) {
         const auto begin = story.text.find_first_of("odfb", story.text.rfind(" m:") + 4);
         EXPECT_EQ(story.text.substr(begin), row.story);
     }
+}
+
+TEST(AgentComponentFactory, GivesEachLineOfASettingAsAValue) {
+    Parts parts;
+    parts.parts["AA"] = std::make_unique<Part>(std::vector<std::string>(), 0, "");
+    ServiceConfig config = service("AA");
+    config.settings["Value"] = "one\n\nthree";
+    ComponentFactory factory;
+    factory.SetOverrideHook(&parts);
+    ASSERT_EQ(factory.Initialize({config}), kComponentFactorySuccess);
+    EXPECT_EQ(parts.parts["AA"]->values, (std::vector<std::string>{"one", "", "three"}));
+    factory.Shutdown();
 }
 
 TEST(AgentComponentFactory, LoadsModulesAndRefusesNamesThatAreNoNames) {
