@@ -13,6 +13,7 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <exception>
 #include <iterator>
 #include <memory>
 #include <string>
@@ -142,11 +143,17 @@ void CompareCarrying(bench::Comparison& comparison) {
 
 int main(int argc, char** argv) {
     bench::Comparison comparison(argc, argv);
-    test::FakeComponentFactory components;
-    const std::unique_ptr<ACE_Service_Object> service(_make_PayloadFactory(nullptr));
-    auto& factory = dynamic_cast<IPayloadFactory&>(*service);
-    components.components["PayloadFactory"] = &factory;
-    factory.Initialize(EnvironmentBlock());
-    CompareRendering(comparison, factory);
-    CompareCarrying(comparison);
+    try {
+        test::FakeComponentFactory components;
+        const std::unique_ptr<ACE_Service_Object> service(_make_PayloadFactory(nullptr));
+        auto& factory = dynamic_cast<IPayloadFactory&>(*service);
+        components.components["PayloadFactory"] = &factory;
+        factory.Initialize(EnvironmentBlock());
+        CompareRendering(comparison, factory);
+        CompareCarrying(comparison);
+    } catch (const std::exception& failure) {
+        std::printf("FAILED: %s\n", failure.what());
+        return 1;
+    }
+    return 0;
 }
