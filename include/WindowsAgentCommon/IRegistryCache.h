@@ -44,8 +44,8 @@ public:
 
     /// The message files of a source of the Security event log, in the order of the registry's text, blanks
     /// around them removed. For the local machine with environment variables expanded; for another one as
-    /// they are reached from here: "%SystemRoot%" and "%windir%" are that machine's, and "C:\" becomes
-    /// "\\machine\C$\".
+    /// they are reached from here: "%SystemRoot%" and "%windir%" are that machine's, and `C:\` becomes
+    /// `\\machine\C$\`.
     virtual unsigned long GetSecurityMessageFiles(const std::wstring& source,
                                                   std::vector<std::wstring>& out) = 0;
 
