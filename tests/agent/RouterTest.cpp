@@ -2,19 +2,13 @@
 
 #include <gtest/gtest.h>
 
-#include <ace/DLL.h>
-#include <ace/Service_Config.h>
-#include <ace/Service_Gestalt.h>
-#include <ace/Service_Repository.h>
-#include <ace/Service_Types.h>
-
 #include <map>
 #include <memory>
 
-#include "WindowsAgentCommon/IComponentFactory.h"
 #include "agent/road/DestinationManager.h"
 #include "agent/road/DestinationSettings.h"
 #include "tests/agent/RoadFakes.h"
+#include "tests/support/FakeComponentFactory.h"
 #include "tests/support/TempFolder.h"
 
 namespace CorvaneAgent {
@@ -23,36 +17,6 @@ namespace {
 using namespace WindowsAgentCommon;
 using test::Numbered;
 using test::PayloadOf;
-
-using Result = ComponentFactoryResultCode;
-
-/// Gives components by name, where the library looks for them.
-struct FakeComponents : IComponentFactory, ACE_Service_Object {
-    FakeComponents() {
-        auto type = std::make_unique<ACE_Service_Object_Type>(static_cast<ACE_Service_Object*>(this), kName);
-        auto record = std::make_unique<ACE_Service_Type>(kName, type.release(), ACE_DLL(), true);
-        ACE_Service_Config::current()->current_service_repository()->insert(record.release());
-    }
-    ~FakeComponents() override { ACE_Service_Config::remove(kName); }
-
-    Result Initialize(const std::vector<ServiceConfig>&) override { return kComponentFactorySuccess; }
-    Result Shutdown() override { return kComponentFactorySuccess; }
-    bool IsInitialized() const override { return true; }
-    bool RegisterComponent(const std::string&, IServiceComponent*) override { return false; }
-    IServiceComponent* GetComponent(const std::string& name) override { return components[name]; }
-    bool RemoveComponent(const std::string&) override { return false; }
-    void GetComponentNames(std::vector<std::string>&) override {}
-    bool IsInitialized(const std::string&) override { return true; }
-    bool GetStatus(const std::string&, EnvironmentBlock&) override { return false; }
-    void AddHook(IComponentFactoryHook*) override {}
-    void RemoveHook(IComponentFactoryHook*) override {}
-    void SetOverrideHook(IComponentFactoryOverrideHook*) override {}
-    Result GetResultCode() const override { return kComponentFactorySuccess; }
-    std::string GetFailedComponent() const override { return ""; }
-
-    static constexpr const wchar_t* kName = L"ComponentFactory_Dynamic_Service";
-    std::map<std::string, IServiceComponent*> components;
-};
 
 using Settings = std::map<std::string, std::string>;
 
@@ -90,7 +54,7 @@ protected:
         }
     }
 
-    FakeComponents components_;
+    WindowsAgentCommon::test::FakeComponentFactory components_;
     WindowsAgentCommon::test::TempFolder folder_;
     test::FakeFactory factory_;
     test::FakeDisk disk_;
