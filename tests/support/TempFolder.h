@@ -12,11 +12,16 @@ namespace WindowsAgentCommon::test {
 class TempFolder {
 public:
     TempFolder() {
-        wchar_t parent[MAX_PATH], name[MAX_PATH];
-        if (::GetTempPathW(MAX_PATH, parent) == 0 || ::GetTempFileNameW(parent, L"cct", 0, name) == 0 ||
-            !::DeleteFileW(name) || !::CreateDirectoryW(name, nullptr))
-            throw std::runtime_error("no temporary folder");
-        path_ = name;
+        wchar_t parent[MAX_PATH];
+        if (::GetTempPathW(MAX_PATH, parent) == 0) throw std::runtime_error("no temporary folder");
+        static long made = 0;
+        for (bool taken = true; taken;) {  // by what a killed process of the same number left behind
+            path_ = parent + (L"cct-" + std::to_wstring(::GetCurrentProcessId())) + L'-' +
+                    std::to_wstring(::InterlockedIncrement(&made));
+            taken = !::CreateDirectoryW(path_.c_str(), nullptr);
+            if (taken && ::GetLastError() != ERROR_ALREADY_EXISTS)
+                throw std::runtime_error("no temporary folder");
+        }
         path_ += L'\\';
     }
     TempFolder(const TempFolder&) = delete;
