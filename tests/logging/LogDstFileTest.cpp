@@ -5,12 +5,16 @@
 #include "logging/SideFile.h"
 #include "tests/logging/LoggingTest.h"
 
+#include <gmock/gmock.h>
+
 #include <algorithm>
 #include <sstream>
 #include <vector>
 
 namespace CorvaneLogger {
 namespace {
+
+using ::testing::HasSubstr;
 
 class LogDstFileTest : public LoggingTest {};
 
@@ -27,11 +31,17 @@ TEST_F(LogDstFileTest, BufferIsWrittenWhenALineFindsNoRoomInIt) {
     EXPECT_EQ(folder.Read(L"d.log"), all.substr(0, 10000));
     file.flush(false);
     EXPECT_EQ(folder.Read(L"d.log"), all);
+    DWORD flags = HANDLE_FLAG_INHERIT;
+    EXPECT_TRUE(::GetHandleInformation(file.handle_, &flags));
+    EXPECT_EQ(flags & HANDLE_FLAG_INHERIT, 0U) << "child processes have no part in it";
+    file.flush(true);
+    EXPECT_EQ(file.handle_, INVALID_HANDLE_VALUE) << "an idle file is closed, and continued by the next line";
     Put(file, std::string(20000, 'x'), kLevelError);
     EXPECT_EQ(folder.Read(L"d.log"), all + std::string(9999, 'x') + "\n") << "no line is longer";
 }
 
 TEST_F(LogDstFileTest, UrgentLinesAreWrittenAtOnceAndAllInInstantMode) {
+    const std::string line = "03-01 12:00:00.000 line\n";
     const std::pair<int, bool> rows[] = {{0, true}, {200, true}, {300, false}, {1124, false}, {1224, false}};
     for (const std::string instant : {"not told", "true", "Tx", "false", "1", ""})
         for (const auto& [level, urgent] : rows) {
@@ -41,47 +51,31 @@ TEST_F(LogDstFileTest, UrgentLinesAreWrittenAtOnceAndAllInInstantMode) {
                 if (instant != "not told") Setup(file, {{"INSTANT", instant}});
                 Put(file, "line", level);
                 const bool atOnce = urgent || instant[0] == 't' || instant[0] == 'T' || instant[0] == 'n';
-                EXPECT_EQ(folder.Read(L"d.log"), atOnce ? "03-01 12:00:00.000 line\n" : "");
+                EXPECT_EQ(folder.Read(L"d.log"), atOnce ? line : "");
             }
-            EXPECT_EQ(folder.Read(L"d.log"), "03-01 12:00:00.000 line\n") << "written by the destructor";
+            EXPECT_EQ(folder.Read(L"d.log"), line) << "written by the destructor";
             Delete(L"d.log");
         }
     LogDstFile refused("r", "x");
     Setup(refused, {{"File", "right.txt"}, {"Prefix", std::string(21, 'x')}, {"Level", "FATAL"}});
-    EXPECT_EQ(Files(),
-              Params({{"right.txt", "03-01 12:00:00.000 INFO  LogDst : Prefix is too long, max is 20\n"}}));
-}
-
-TEST_F(LogDstFileTest, IdleFileIsClosedByAFlushAndContinuedByTheNextLine) {
-    File file("d", {});
-    Put(file, "one");
-    file.flush(false);
-    DWORD flags = HANDLE_FLAG_INHERIT;
-    EXPECT_TRUE(::GetHandleInformation(file.handle_, &flags));
-    EXPECT_EQ(flags & HANDLE_FLAG_INHERIT, 0U) << "child processes have no part in it";
-    file.flush(true);
-    EXPECT_EQ(file.handle_, INVALID_HANDLE_VALUE);
-    Put(file, "two");
-    EXPECT_EQ(folder.Read(L"d.log"), "one\ntwo\n");
+    EXPECT_EQ(folder.Read(L"right.txt"), "03-01 12:00:00.000 INFO  LogDst : Prefix is too long, max is 20\n");
 }
 
 TEST_F(LogDstFileTest, FileIsWhereTheParametersSay) {
     EXPECT_EQ(LogDstFile("", "x").FileName(), folder.Narrow("Corvane.log"));
     const std::wstring part = std::wstring(140, 'p') + L"\\";
     for (const std::wstring& name :
-         {std::wstring(L"f"), std::wstring(L"g"), std::wstring(L"f\\h"), part, part + part})
+         std::initializer_list<std::wstring>{L"f", L"g", L"f\\h", part, part + part})
         ASSERT_TRUE(::CreateDirectoryW((L"\\\\?\\" + folder.Path(name)).c_str(), nullptr));
-    ::SetCurrentDirectoryW(folder.Path(L"g").c_str());
+    ::SetCurrentDirectoryW(folder.Path(L"g").c_str());  // relative paths begin in the first one
     const std::string deep = WindowsAgentCommon::ToUTF8(part + part);
     const std::pair<Params, std::string> rows[] = {
-        {{}, "d.log"},
         {{{"FOLDER", "f/h/"}, {"DefFolder", "g"}}, "f\\h\\d.log"},
         {{{"DefFolder", ".\\f\\..\\g\\"}}, "g\\d.log"},
         {{{"Filename", "a.b.txt"}, {"Folder", "g"}}, "g\\a.b.txt"},
         {{{"Filename", "a.txt"}, {"FileExt", "csv"}}, "a.csv"},
         {{{"FileExt", ""}, {"Filename", "end."}}, "end.log"},
         {{{"File", "f/h/two.dots.txt"}, {"Folder", "g"}}, "f\\h\\two.dots.txt"},
-        {{{"File", "only"}}, "only.log"},
         {{{"File", folder.Narrow("g/e\xC3\xA9.x")}}, "g\\e\xC3\xA9.x"},
         {{{"Filename", "g/../f/x"}, {"FileExt", "a/b"}}, "g\\..\\f\\x.log"},
         {{{"Folder", deep}}, deep + "d.log"}};
@@ -95,33 +89,31 @@ TEST_F(LogDstFileTest, FileIsWhereTheParametersSay) {
             file.RollLogs();
         }
         std::wstring rolled = WindowsAgentCommon::FromUTF8(path);
-        EXPECT_EQ(folder.Read(rolled), "");
         EXPECT_EQ(folder.Read(rolled.insert(rolled.rfind(L'.'), L"_1")), "1\n");
     }
-    EXPECT_NE(TakeSideFile(), "<none>") << "in the folder of the beginning, too";
+    EXPECT_NE(TakeSideFile(), "<none>");
 }
 
 TEST_F(LogDstFileTest, SettingsAreToldAndWrongNumbersRefused) {
-    const auto sending = [this](const std::string& settings) {
-        return "03-01 12:00:00.000   Sending d to " + folder.Narrow("d.log ") + settings + "\n\n";
-    };
+    const std::string stamp = "03-01 12:00:00.000   ",
+                      sending = stamp + "Sending d to " + folder.Narrow("d.log ") + "lvl ",
+                      defaults = sending +
+                                 "500 rolling 1 files at 20000000 bytes, InfoX start 300/5000 next "
+                                 "every 900 secs 60/200\n\n";
     LogDstFile file("d", "x");
     Setup(file, {});
-    const std::string defaults =
-        sending("lvl 500 rolling 1 files at 20000000 bytes, InfoX start 300/5000 next every 900 secs 60/200");
     EXPECT_EQ(TakeSideFile(), defaults);
     for (const char* value : {"", "-1", "+1", "1x", " 1", "4294967296", "18446744073709551617"}) {
         Setup(file, {{"MaxFileSize", value}});
-        EXPECT_EQ(TakeSideFile(), "03-01 12:00:00.000   MaxFileSize of d is no number that can be used: " +
-                                      std::string(value) + "\n" + defaults);
+        EXPECT_EQ(TakeSideFile(),
+                  stamp + "MaxFileSize of d is no number that can be used: " + value + "\n" + defaults);
     }
     Params params = {{"level", "InfoX"}, {"maxfilesize", "4294967295"}, {"MaxIndex", "2147483648"}};
     for (const char* name : {"startlen", "startmax", "nextevery", "nextLEN", "NEXTMax"})
         params["InfoX." + std::string(name)] = "00" + std::to_string(params.size());
     Setup(file, params);
-    EXPECT_NE(
-        TakeSideFile().find("lvl 350 rolling 1 files at -1 bytes, InfoX start 3/4 next every 5 secs 6/7\n"),
-        std::string::npos);
+    const std::string given = "350 rolling 1 files at -1 bytes, InfoX start 3/4 next every 5 secs 6/7\n\n";
+    EXPECT_THAT(TakeSideFile(), ::testing::EndsWith(sending + given));
 }
 
 TEST_F(LogDstFileTest, InfoXLinesAreTakenWithinTheirWindows) {
@@ -129,8 +121,8 @@ TEST_F(LogDstFileTest, InfoXLinesAreTakenWithinTheirWindows) {
     // by one, then others.
     const std::pair<Params, const char*> tables[] = {
         {{{"InfoX.startLen", "300"}, {"InfoX.startMax", "5000"}},
-         "0 4990 4990  299 20 10  300 300 0  899 300 0  900 150 150  959 100 50  960 300 0  6300 5 0  6300 "
-         "201 200"},
+         "0 4990 4990  299 20 10  300 9 0  899 9 0  900 150 150  959 100 50  960 9 0  6300 5 0  6300 201 "
+         "200"},
         {{{"InfoX.startMax", "0"}, {"InfoX.nextMax", "0"}}, "0 9 0  900 9 0  901 9 0"},
         {{{"InfoX.startMax", "7"}, {"InfoX.startLen", "11"}}, "0 5 5  10 5 2  11 5 0"},
         {{{"InfoX.nextEvery", "400"}, {"InfoX.nextLen", "4"}, {"InfoX.nextMax", "3"}},
@@ -173,8 +165,8 @@ TEST_F(LogDstFileTroubleTest, FolderThatIsMadeLaterGetsTheCountAndTheNextLines) 
         File file("d", {{"Folder", name}});
         for (const char* text : {"one", "two", "three"}) Put(file, text);
         file.flush(true);
-        const std::string told = TakeSideFile(), unable = "ERROR : Unable to open log file " + path + "\n";
-        EXPECT_NE(told.find(unable), std::string::npos);
+        const std::string told = TakeSideFile();
+        EXPECT_THAT(told, HasSubstr("ERROR : Unable to open log file " + path + "\n"));
         EXPECT_EQ(told.rfind("Unable"), told.find("Unable")) << "once";
         const std::wstring wide(name.begin(), name.end());
         ::CreateDirectoryW(folder.Path(wide).c_str(), nullptr);
@@ -201,24 +193,25 @@ TEST_F(LogDstFileTroubleTest, FullDiskLosesNothingThatTheBufferHoldsCountsTheRes
             }
             const std::string told = TakeSideFile(),
                               unable = "  ERROR : Unable to write log file " + folder.Narrow("d.log");
-            EXPECT_NE(told.find(unable + "  Error: 112\n"), std::string::npos);
+            EXPECT_THAT(told, HasSubstr(unable + "  Error: 112\n"));
             EXPECT_EQ(told.find(unable), told.rfind(unable)) << "once";
-            int kept = 0, dropped = 0, last = 999;
+            std::string all;  // from the oldest file on
             const auto files = Files();
             EXPECT_LT(1U, files.size()) << "rolled when the disk has room, if not before";
-            for (auto file = files.rbegin(); file != files.rend(); ++file) {  // from the oldest on
-                std::istringstream text(file->second);
-                for (std::string line; std::getline(text, line);) {
-                    if (line.find("WARN  LogDst : ") == 0) {
-                        dropped += std::stoi(line.substr(15));
-                        continue;
-                    }
-                    ASSERT_EQ(line, line.substr(0, 4) + std::string(95, 'x')) << file->first;
-                    EXPECT_GT(std::stoi(line), last) << "in order, none twice";
-                    last = std::stoi(line);
-                    ++kept;
-                }
+            for (auto file = files.rbegin(); file != files.rend(); ++file) {
+                all += file->second;
                 Delete({file->first.begin(), file->first.end()});
+            }
+            int kept = 0, dropped = 0, last = 999;
+            std::istringstream text(all);
+            for (std::string line; std::getline(text, line);) {
+                if (line.find("WARN  LogDst : ") == 0) {
+                    dropped += std::stoi(line.substr(15));
+                    continue;
+                }
+                ASSERT_EQ(line, line.substr(0, 4) + std::string(95, 'x'));
+                EXPECT_GT(std::stoi(line), std::exchange(last, std::stoi(line))) << "in order, none twice";
+                ++kept;
             }
             EXPECT_GE(kept, 100) << "what the buffer holds";
             EXPECT_EQ(kept + dropped, 302) << "each line once";
@@ -264,9 +257,8 @@ TEST_F(LogDstFileTroubleTest, EndOfTheProcessWritesWhatAThreadEndedInTheMiddleOf
 
 TEST_F(LogDstFileTroubleTest, FileRenamedOrDeletedBehindItsBackIsBegunAnew) {
     // Not deleted with a line waiting: Wine lets a file that is being deleted be opened anew.
-    for (const std::string row : {"deleted", "moved", "moved with a line waiting"}) {
-        SCOPED_TRACE(row);
-        const bool busy = row.size() > 9, moved = row[0] == 'm';
+    for (const auto& [moved, busy] : {std::pair(false, false), {true, false}, {true, true}}) {
+        SCOPED_TRACE(moved + busy);
         File file("d", {{"Instant", "f"}});
         Put(file, "one");
         file.flush(false);
@@ -282,14 +274,13 @@ TEST_F(LogDstFileTroubleTest, FileRenamedOrDeletedBehindItsBackIsBegunAnew) {
 }
 
 TEST_F(LogDstFileTroubleTest, SideFileIsSetAsideAtItsLimitAndItsLinesAreBounded) {
-    const std::string line = "heading  " + std::string(2000, 'y') + "\n";
-    for (const std::size_t before : {4'999'999U, 5'000'000U}) {
-        const std::string content(before, 'x');
-        const bool setAside = before >= 5'000'000;
-        folder.Write(L"logger.log", content);
+    const std::string line = "heading  " + std::string(2000, 'y') + "\n", old(4'999'999, 'x');
+    for (const std::string& before : {old, old + "x"}) {
+        const bool setAside = before != old;
+        folder.Write(L"logger.log", before);
         detail::WriteSideFile("heading", "%s", std::string(3000, 'y').c_str());
-        EXPECT_TRUE(TakeSideFile() == (setAside ? line : content + line)) << before;
-        EXPECT_TRUE(folder.Read(L"logger_old.log") == (setAside ? content : "<none>")) << before;
+        EXPECT_TRUE(TakeSideFile() == (setAside ? line : before + line));
+        EXPECT_TRUE(folder.Read(L"logger_old.log") == (setAside ? before : "<none>"));
     }
     Delete(L"logger_old.log");
     ::CreateDirectoryW(folder.Path(L"logger_old.log").c_str(), nullptr);

@@ -11,7 +11,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <functional>
 
 #include <windows.h>
 
@@ -24,29 +23,23 @@ using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 // Calls a function for each message.
-class Monitor : public ILogMonitor {
-public:
-    explicit Monitor(std::function<void(const std::string&)> work) : work_(std::move(work)) {}
+struct Monitor : ILogMonitor {
+    explicit Monitor(std::function<void(const std::string&)> function) : work(std::move(function)) {}
     using ILogMonitor::OnMessage;
-    void OnMessage(MessageLevel_t, const std::string&, const std::string& message) override {
-        work_(message);
-    }
+    void OnMessage(MessageLevel_t, const std::string&, const std::string& text) override { work(text); }
 
-private:
-    const std::function<void(const std::string&)> work_;
+    const std::function<void(const std::string&)> work;
 };
 
 // Everything from TRACE on goes to all.log and to the monitor.
 class LoggerFactoryTests : public ::testing::Test {
 protected:
     LoggerFactoryTests() {
-        using CorvaneLogger::CV_Logger;
         std::map<std::string, std::string> params = {{"File", "all.log"}, {"Prefix", ""}};
-        CV_Logger::TheLogger().addBaseLogger("Code", CorvaneLogger::kLevelTrace);
-        CV_Logger::TheLogger().addDest("all", "RollingFile")->setup(params);
-        CV_Logger::TheLogger().addDstToBaseLogger("Code", "all");
-        CV_Logger::TheLogger().addDstToBaseLogger("Code", "LogMonitorAppender");
-        CV_Logger::TheLogger().FixBaseLoggers();
+        registry_.addBaseLogger("Code", CorvaneLogger::kLevelTrace);
+        registry_.addDest("all", "RollingFile")->setup(params);
+        for (const char* name : {"all", "LogMonitorAppender"}) registry_.addDstToBaseLogger("Code", name);
+        registry_.FixBaseLoggers();
     }
     ~LoggerFactoryTests() override {
         factory_.InstallLogMonitor(nullptr);
@@ -55,22 +48,23 @@ protected:
     }
 
     std::string Logged() {
-        CorvaneLogger::CV_Logger::TheLogger().flushDsts();
+        registry_.flushDsts();
         return folder_.Read(L"all.log");
     }
 
     const test::TempFolder folder_;
     const BOOL isInFolder_ = ::SetCurrentDirectoryW(folder_.Path().c_str());  // before logging begins
+    CorvaneLogger::CV_Logger& registry_ = CorvaneLogger::CV_Logger::TheLogger();
     LoggerFactory& factory_ = GetLoggerFactory();
     const Log log_ = factory_.GetLog("Code.Test");
 };
 
 TEST_F(LoggerFactoryTests, InitializeThrowsOnlyForAConfigurationThatCannotBeFound) {
     for (const std::wstring& path : {std::wstring(L"none\\none.xml"), std::wstring(300, L'x')}) {
-        const std::string text =
-            "LoggerFactory -  Configuration problem: " + std::string(path.begin(), path.end());
+        const std::string text = "LoggerFactory -  Configuration problem: ";
         EXPECT_THAT([&] { factory_.Initialize(path, L"", L""); },
-                    ::testing::ThrowsMessage<InitializationException>(StartsWith(text)));
+                    ::testing::ThrowsMessage<InitializationException>(
+                        StartsWith(text + std::string(path.begin(), path.end()))));
         log_->Info("still at work");
         EXPECT_THAT(Logged(), EndsWith("INFO  Code.Test : still at work\n"));
     }
@@ -145,21 +139,23 @@ TEST_F(LoggerFactoryTests, AMonitorIsLeftAloneOnceAnotherIsInstalled) {
 }
 
 TEST_F(LoggerFactoryTests, CleanUpRemovesWhatEarlierVersionsLeftAndNothingElse) {
-    const std::wstring checkpoint = L"data\\archived_patch_checkpoint_1",
-                       kHeld = L"logs\\Corvane_Device_x.log";
-    for (const std::wstring& name : {std::wstring(L"logs"), std::wstring(L"data"), checkpoint,
-                                     checkpoint + L"\\sub", std::wstring(L"outside")})
+    const std::wstring patches = L"data\\archived_patch_checkpoint";
+    for (const std::wstring& name :
+         {std::wstring(L"logs"), std::wstring(L"data"), patches + L"_1", patches + L"_1\\sub"})
         ASSERT_TRUE(::CreateDirectoryW(folder_.Path(name).c_str(), nullptr));
+    const test::TempFolder outside;
     const std::wstring old[] = {L"logs\\Corvane_Code_1.log", L"logs\\Corvane_System_.log",
-                                checkpoint + L"\\sub\\a"};
-    const std::wstring others[] = {L"logs\\Corvane_1.log", L"logs\\Corvane_Code_1.txt",
-                                   L"data\\archived_patch_checkpoint", L"outside\\c", kHeld};
+                                patches + L"_1\\sub\\a"};
+    const std::wstring others[] = {L"logs\\Corvane_1.log", L"logs\\Corvane_Code_1.txt", patches,
+                                   L"logs\\Corvane_Device_x.log"};
     for (const std::wstring& file : old) folder_.Write(file, "x");
     for (const std::wstring& file : others) folder_.Write(file, "x");
-    const test::FolderLink link(folder_.Path(L"data\\archived_patch_checkpoint_2"), folder_.Path(L"outside"));
+    outside.Write(L"c", "x");
+    const std::wstring target(outside.Path(), 0, outside.Path().size() - 1);
+    const test::FolderLink link(folder_.Path(patches + L"_2"), target);
     ASSERT_TRUE(link.Exists());
     {
-        const detail::FileHandle held(::CreateFileW(folder_.Path(kHeld).c_str(), GENERIC_READ,
+        const detail::FileHandle held(::CreateFileW(folder_.Path(others[3]).c_str(), GENERIC_READ,
                                                     FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
         factory_.Initialize(L"", L"logs", L"data");
         factory_.Initialize(L"", L"", folder_.Path(L"none"));  // waits for the first clean-up
@@ -167,33 +163,32 @@ TEST_F(LoggerFactoryTests, CleanUpRemovesWhatEarlierVersionsLeftAndNothingElse) 
     }
     for (const std::wstring& file : old) EXPECT_FALSE(folder_.Has(file));
     for (const std::wstring& file : others) EXPECT_TRUE(folder_.Has(file));
-    EXPECT_FALSE(folder_.Has(checkpoint));
-    const std::string start = "DEBUG Code.LoggerFactory.Cleanup : ", logs = folder_.Narrow("logs"),
-                      none = folder_.Narrow("none"), logged = Logged();
+    EXPECT_TRUE(outside.Has(L"c") && !folder_.Has(patches + L"_1"));
+    const std::string start = "DEBUG Code.LoggerFactory.Cleanup : ",
+                      folders = " archived_patch_checkpoint* folders", logs = folder_.Narrow("logs"),
+                      logged = Logged();
     EXPECT_THAT(logged,
                 StartsWith(start + "Removing old " + logs + " log files and old " + folder_.Narrow("data") +
-                           " archived_patch_checkpoint* folders\n" + start + "Unable to delete content of " +
-                           logs + "\\Corvane_Device_*.log  -- Error code 32: "));
-    EXPECT_THAT(logged, HasSubstr(start + "Unable to find archived_patch_checkpoint* folders in " + none +
+                           folders + "\n" + start + "Unable to delete content of " + logs +
+                           "\\Corvane_Device_*.log  -- Error code 32: "));
+    EXPECT_THAT(logged, HasSubstr(start + "Unable to find" + folders + " in " + folder_.Narrow("none") +
                                   " -- Error code 3: "));
 }
 
 TEST(TestLogMonitors, AnswerWhatTheyReceived) {
     TestLogMonitor monitor;
-    ILogMonitor& any = monitor;
-    const auto formatted = [&](const char* format, ...) {
+    const auto receive = [&](const char* format, ...) {
         va_list args;
         va_start(args, format);
-        any.OnMessage(kMonitorInfo, "Code", format, args);
+        static_cast<ILogMonitor&>(monitor).OnMessage(kMonitorWarn, "Code", format, args);
         va_end(args);
     };
-    any.OnMessage(kMonitorWarn, "Code", "a 1");
-    formatted("%ls is %d", L"b", 2);
-    any.OnMessage(kMonitorInfo, "Code", std::string(2000, 'x'));
-    EXPECT_EQ(monitor.GetMessageCount(), 3U);
-    EXPECT_TRUE(monitor.HasMessage(kMonitorInfo, "Code", "b is 2"));
+    receive("%ls %d", L"a", 1);
+    monitor.OnMessage(kMonitorInfo, "Code", std::string(2000, 'x'));
+    EXPECT_EQ(monitor.GetMessageCount(), 2U);
+    EXPECT_TRUE(monitor.HasMessage(kMonitorWarn, "Code", "a 1"));
     EXPECT_FALSE(monitor.HasMessage(kMonitorInfo, "Code", "a 1"));
-    EXPECT_TRUE(monitor.HasMessageLike(kMonitorInfo, "Code", "is \\d$"));
+    EXPECT_TRUE(monitor.HasMessageLike(kMonitorWarn, "Code", " \\d$"));
     for (const char* pattern : {"is \\d\\d", "(", "(x+x+)+y"})
         EXPECT_FALSE(monitor.HasMessageLike(kMonitorInfo, "Code", pattern)) << pattern;
 }

@@ -46,14 +46,8 @@ protected:
     /// The names of the folder's files and what they hold, without "logger.log".
     std::map<std::string, std::string> Files() const {
         std::map<std::string, std::string> files;
-        WIN32_FIND_DATAW entry;
-        const HANDLE search = ::FindFirstFileW(folder.Path(L"*").c_str(), &entry);
-        do {
-            const std::wstring name = entry.cFileName;
-            if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0 && name != L"logger.log")
-                files[std::string(name.begin(), name.end())] = folder.Read(name);
-        } while (::FindNextFileW(search, &entry));
-        ::FindClose(search);
+        for (const std::wstring& name : folder.Files(L"*"))
+            if (name != L"logger.log") files[std::string(name.begin(), name.end())] = folder.Read(name);
         return files;
     }
 

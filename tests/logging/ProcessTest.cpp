@@ -7,7 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
+#include <cstdio>
 #include <cstring>
 #include <map>
 #include <random>
@@ -31,10 +31,8 @@ struct Lines {
     /// Takes the rolled files from an index on, and deletes them.
     void TakeRolled(const TempFolder& folder, int from) {
         std::vector<int> indexes;
-        WIN32_FIND_DATAW entry;
-        const detail::FindHandle search(::FindFirstFileW(folder.Path(L"main_*.log").c_str(), &entry));
-        for (BOOL found = static_cast<bool>(search); found; found = ::FindNextFileW(search.Get(), &entry))
-            indexes.push_back(::_wtoi(entry.cFileName + 5));
+        for (const std::wstring& name : folder.Files(L"main_*.log"))
+            indexes.push_back(std::stoi(name.substr(5)));
         std::sort(indexes.rbegin(), indexes.rend());
         for (const int index : indexes) {
             if (index < from) break;
@@ -55,21 +53,17 @@ private:
     void Take(const std::string& text) {
         for (std::size_t at = 0, end; at < text.size(); at = end) {
             end = std::min(text.find('\n', at), text.size() - 1) + 1;
-            TakeLine(line_.assign(text, at, end - at));
+            TakeLine(text.substr(at, end - at));
         }
     }
 
     void TakeLine(const std::string& line) {
-        // Without sscanf: it allocates, which takes long where the heap is traced.
-        const std::size_t colon = line.find(" : ");
-        char* at = const_cast<char*>(line.c_str()) + (colon != line.npos ? colon + 3 : 0);
-        const int process = std::strtol(at, &at, 10), thread = std::strtol(at, &at, 10),
-                  number = std::strtol(at, &at, 10);
-        const std::string ofThread = std::to_string(thread);
-        whole_ = "INFO  Stress.Sub";
-        whole_ += ofThread + " : " + std::to_string(process) + ' ';
-        whole_ += ofThread + ' ' + std::to_string(number) + " end\n";
-        if (line != whole_) {
+        int process = -1, thread = -1, number = -1;
+        std::sscanf(line.c_str(), "INFO  Stress.Sub%*d : %d %d %d", &process, &thread, &number);
+        const std::string ofThread = std::to_string(thread) + ' ';
+        const std::string whole = "INFO  Stress.Sub" + ofThread + ": " + std::to_string(process) + ' ' +
+                                  ofThread + std::to_string(number) + " end\n";
+        if (line != whole) {
             ++torn;
             tornProcess_ = process_;
             // The piece of a line that a killed process began is the beginning of one, and nothing else.
@@ -83,7 +77,6 @@ private:
     }
 
     int process_ = 0, tornProcess_ = -1;
-    std::string line_, whole_;
 };
 
 std::wstring Arguments(const wchar_t* mode, const TempFolder& folder) {

@@ -1,6 +1,5 @@
 #include "WindowsAgentCommon/TOLVLogMonitor.h"
 
-#include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/IPayloadBuilder.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/SystemInfo.h"
@@ -20,116 +19,95 @@ namespace {
 using Settings = std::multimap<std::string, std::string>;
 
 struct TOLVLogMonitorTest : ::testing::Test {
-    TOLVLogMonitorTest() { CorvaneLogger::CV_Logger::Logger("Code.TOLVLogMonitor").Reset(&lines.base); }
-    ~TOLVLogMonitorTest() override { CorvaneLogger::CV_Logger::TheLogger().FixBaseLoggers(); }
-
-    std::string Failure(const Settings& settings) {
+    std::string Failure() {
         try {
-            monitor.Initialize(settings);
+            monitor.Initialize({{"ConfigurationServer", "h"}});
         } catch (const InitializationException& exception) {
             return exception.what();
         }
         return "none";
     }
 
-    LogLines lines;
+    LogLines lines{"Code.TOLVLogMonitor"};
     TOLVLogMonitor monitor;
 };
 
 TEST_F(TOLVLogMonitorTest, GivesTheSenderItsSettings) {
-    const std::map<std::string, std::string> defaults = {
-        {"Type", "UDP"},
-        {"TargetAddress", "h"},
-        {"TargetPort", "514"},
-        {"QueueLowWaterMark", "999500"},
-        {"QueueHighWaterMark", "1000000"},
-        {"MaxPayloadSize", "1020"},
-        {"PayloadBuilderType", "TOLVPayloadBuilder"},
-    };
+    const std::map<std::string, std::string> defaults = {{"Type", "UDP"},
+                                                         {"TargetAddress", "h"},
+                                                         {"TargetPort", "514"},
+                                                         {"QueueLowWaterMark", "999500"},
+                                                         {"QueueHighWaterMark", "1000000"},
+                                                         {"MaxPayloadSize", "1020"},
+                                                         {"PayloadBuilderType", "TOLVPayloadBuilder"}};
     const struct {
-        Settings settings;  // without a server: the configuration server is h
-        Settings differ;
+        std::string configurationServer;
+        Settings settings, differ;
         int warnsOf = 0;
     } rows[] = {
-        {{}, {}},
-        {{{"ConfigurationServer", " h:99 "}}, {{"TargetPort", "99"}}},
-        {{{"ConfigurationServer", "[::1]:99"}}, {{"TargetAddress", "::1"}, {"TargetPort", "99"}}},
-        {{{"ConfigurationServer", "[::1]"}}, {{"TargetAddress", "::1"}}},
-        {{{"ConfigurationServer", "fe80::1"}}, {{"TargetAddress", "fe80::1"}}},
-        {{{"ConfigurationServer", "[::1"}}, {{"TargetAddress", "::1"}}},
-        {{{"ConfigurationServer", "[::1]99"}}, {{"TargetAddress", "::1"}}, 514},
-        {{{"ConfigurationServer", "h:65536"}}, {}, 514},
-        {{{"ConfigurationServer", "h:9x"}, {"TargetPort", "7"}}, {{"TargetPort", "7"}}, 7},
-        {{{"ConfigurationServer", "h:65535"}, {"TargetPort", "65536"}}, {{"TargetPort", "65535"}}, 65535},
-        {{{"ConfigurationServer", "h"}, {"StatusServer", ""}}, {}},
-        {{{"ConfigurationServer", "c:1"}, {"StatusServer", "h:2"}}, {{"TargetPort", "2"}}},
-        {{{"StatusServer", "s:2"}, {"TargetAddress", "t"}, {"TargetPort", "3"}},
-         {{"TargetAddress", "t"}, {"TargetPort", "3"}}},
-        {{{"LogMonitor.Socket.Type", "tcp"}}, {{"Type", "TCP"}, {"MaxPayloadSize", "32000"}}},
-        {{{"LogMonitor.Socket.Type", "Tunnel"}}, {{"Type", "TCP"}, {"MaxPayloadSize", "32000"}}},
-        {{{"LogMonitor.Socket.Type", "stream"}}, {}},
-        {{{"LogMonitor.Socket.Framing", "octets"}, {"xLogMonitor.Socket.A", "1"}}, {{"Framing", "octets"}}},
-        {{{"QueueLowWaterMark", "1"}, {"QueueHighWaterMark", "2"}, {"MaxPayloadSize", "3"}},
-         {{"QueueLowWaterMark", "1"}, {"QueueHighWaterMark", "2"}, {"MaxPayloadSize", "3"}}},
-        {{{"QueueLowWaterMark", "0"}, {"QueueHighWaterMark", "-1"}, {"MaxPayloadSize", "x"}}, {}},
-        {{{"PayloadBuilderType", "B"}}, {{"PayloadBuilderType", "B"}}},
+        {"h", {{"StatusServer", ""}}, {}},
+        {" h:99 ", {}, {{"TargetPort", "99"}}},
+        {"[::1]:99", {}, {{"TargetAddress", "::1"}, {"TargetPort", "99"}}},
+        {"fe80::1", {}, {{"TargetAddress", "fe80::1"}}},
+        {"[::1", {}, {{"TargetAddress", "::1"}}},
+        {"[::1]99", {}, {{"TargetAddress", "::1"}}, 514},
+        {"h:65536", {}, {}, 514},
+        {"h:9x", {{"TargetPort", "7"}}, {{"TargetPort", "7"}}, 7},
+        {"h:65535", {{"TargetPort", "65536"}}, {{"TargetPort", "65535"}}, 65535},
+        {"c:1", {{"StatusServer", "h:2"}}, {{"TargetPort", "2"}}},
+        {"s:2", {{"TargetAddress", "t"}, {"TargetPort", "3"}}, {{"TargetAddress", "t"}, {"TargetPort", "3"}}},
+        {"h", {{"LogMonitor.Socket.Type", "Tunnel"}}, {{"Type", "TCP"}, {"MaxPayloadSize", "32000"}}},
+        {"h", {{"LogMonitor.Socket.Type", "stream"}}, {}},
+        {"h", {{"LogMonitor.Socket.Framing", "x"}, {"xLogMonitor.Socket.A", "1"}}, {{"Framing", "x"}}},
+        {"h",
+         {{"QueueLowWaterMark", "1"}, {"QueueHighWaterMark", "2"}, {"PayloadBuilderType", "B"}},
+         {{"QueueLowWaterMark", "1"}, {"QueueHighWaterMark", "2"}, {"PayloadBuilderType", "B"}}},
+        {"h", {{"QueueLowWaterMark", "0"}, {"QueueHighWaterMark", "-1"}, {"MaxPayloadSize", "x"}}, {}},
     };
     FakeConnections connections;
     for (const auto& row : rows) {
         SCOPED_TRACE(&row - rows);
         Settings settings = row.settings;
-        if (settings.count("ConfigurationServer") + settings.count("StatusServer") == 0)
-            settings.emplace("ConfigurationServer", "h");
+        settings.emplace("ConfigurationServer", row.configurationServer);
         std::map<std::string, std::string> expected = defaults;
         for (const auto& [name, value] : row.differ) expected[name] = value;
         lines.text.clear();
         monitor.Initialize(settings);
         EXPECT_EQ(expected, connections.settings);
-        const auto warning =
-            lines.text.find("200 The port of the status server is not in 1 to 65535; taking " +
-                            std::to_string(row.warnsOf) + "\n");
-        EXPECT_EQ(row.warnsOf != 0, warning != std::string::npos) << lines.text;
+        const std::string warning = "200 The port of the status server is not in 1 to 65535; taking " +
+                                    std::to_string(row.warnsOf) + "\n";
+        EXPECT_EQ(row.warnsOf != 0, lines.text.find(warning) != std::string::npos) << lines.text;
     }
     lines.text.clear();
     monitor.Initialize({{"LogMonitor.Socket.Type", "t"}, {"StatusServer", "h:2"}});
     EXPECT_EQ("400 SocketType:TCP StatusServer:h:2\n", lines.text);
 }
 
-TEST_F(TOLVLogMonitorTest, SendsALineAsOneEvent) {
+TEST_F(TOLVLogMonitorTest, SendsALineOfTheLevelThatIsAskedForOrAboveAsOneEvent) {
     FakeConnections connections;
-    monitor.Initialize({{"ConfigurationServer", "h:99"}, {"ApplicationIdentifier", "A"}});
     wchar_t name[256];
     DWORD size = 256;
     ASSERT_TRUE(::GetComputerNameExW(ComputerNameDnsHostname, name, &size));
     const std::string host(name, name + size);
-    std::string before, after, os;
-    IPayloadBuilder::FormatSyslogHeaderString(before, 13, ACE_OS::gettimeofday(), host);
-    monitor.OnMessage(kMonitorWarn, "Code.X", "100%s\tdone");
-    IPayloadBuilder::FormatSyslogHeaderString(after, 13, ACE_OS::gettimeofday(), host);
+    std::string os;
     GetWindowsVersionString(os);
-    const std::string event = "TOLV:1.0|Velmora|Corvane|7.2.8.145|3|src=" + host + "\tos=" + os +
-                              "\tdst=h\tsev=4\tlog=Code.XA\tmsg=100%s\tdone";
-    ASSERT_EQ(1U, connections.sender->sent.size());
-    EXPECT_THAT(connections.sender->sent[0], ::testing::AnyOf(before + event, after + event));
-}
-
-TEST_F(TOLVLogMonitorTest, SendsTheLevelThatIsAskedForAndAbove) {
-    FakeConnections connections;
-    const std::tuple<const char*, int> rows[] = {{nullptr, 4}, {"1", 1}, {"6", 6},   {"7", 7},
-                                                 {"0", 4},     {"", 4},  {"WARN", 4}};
+    const std::pair<const char*, int> rows[] = {{"1", 1}, {"6", 6}, {"7", 7}, {"0", 4}, {"", 4}, {"WARN", 4}};
     for (const auto& [setting, lowest] : rows) {
-        SCOPED_TRACE(lowest);
-        Settings settings = {{"ConfigurationServer", "h"}};
-        if (setting != nullptr) settings.emplace("LogMonitor.Level", setting);
-        monitor.Initialize(settings);
+        SCOPED_TRACE(setting);
+        monitor.Initialize(
+            {{"ConfigurationServer", "h:99"}, {"ApplicationIdentifier", "A"}, {"LogMonitor.Level", setting}});
         for (int level = kMonitorTrace; level <= kMonitorFatal; ++level) {
             connections.sender->sent.clear();
-            monitor.OnMessage(static_cast<MessageLevel_t>(level), "Code", "m");
+            std::string before, after;
+            IPayloadBuilder::FormatSyslogHeaderString(before, 13, ACE_OS::gettimeofday(), host);
+            monitor.OnMessage(static_cast<MessageLevel_t>(level), "Code.X", "100%s\tdone");
+            IPayloadBuilder::FormatSyslogHeaderString(after, 13, ACE_OS::gettimeofday(), host);
             ASSERT_EQ(level >= lowest ? 1U : 0U, connections.sender->sent.size()) << level;
-            if (level < lowest) continue;
-            const std::string& event = connections.sender->sent[0];
-            EXPECT_NE(std::string::npos, event.find("|" + std::to_string(level - 1) + "|src="));
-            EXPECT_NE(std::string::npos, event.find("\tsev=" + std::to_string(level) + "\tlog=Code\tmsg=m"));
+            const std::string event =
+                "TOLV:1.0|Velmora|Corvane|7.2.8.145|" + std::to_string(level - 1) + "|src=" + host +
+                "\tos=" + os + "\tdst=h\tsev=" + std::to_string(level) + "\tlog=Code.XA\tmsg=100%s\tdone";
+            for (const std::string& sent : connections.sender->sent)
+                EXPECT_THAT(sent, ::testing::AnyOf(before + event, after + event));
         }
     }
 }
@@ -138,31 +116,28 @@ TEST_F(TOLVLogMonitorTest, StaysInactiveWithoutAServer) {
     for (const char* const server : {"", " ", ":514", "[]:514"}) {
         lines.text.clear();
         monitor.Initialize({{"ConfigurationServer", server}});  // asks for no connection factory
-        EXPECT_THAT(
-            lines.text,
-            ::testing::EndsWith("300 Remote logging disabled due to a target server not being specified.\n"));
+        EXPECT_THAT(lines.text, ::testing::EndsWith("300 Remote logging disabled due to a target server not "
+                                                    "being specified.\n"));
         monitor.OnMessage(kMonitorFatal, "Code", "m");
     }
 }
 
 TEST_F(TOLVLogMonitorTest, ThrowsWhenItGetsNoSender) {
-    const Settings settings = {{"ConfigurationServer", "h"}};
     const std::string noFactory =
         "Could not access the connection factory. Either the configuration is invalid or we were started up "
         "improperly.";
-    EXPECT_EQ(noFactory, Failure(settings));
+    EXPECT_EQ(noFactory, Failure());
     {
         const FakeComponentFactory components;
-        EXPECT_EQ(noFactory, Failure(settings));
+        EXPECT_EQ(noFactory, Failure());
     }
     FakeConnections connections;
-    const auto sender = connections.sender;
-    EXPECT_EQ("none", Failure(settings));
-    connections.sender = nullptr;
-    EXPECT_EQ("The connection factory makes no sender of these settings", Failure(settings));
+    const auto sender = std::exchange(connections.sender, nullptr);
+    EXPECT_EQ("The connection factory makes no sender of these settings", Failure());
     connections.sender = sender;
+    EXPECT_EQ("none", Failure());
     sender->openResult = ERROR_ACCESS_DENIED;
-    EXPECT_THAT(Failure(settings), ::testing::StartsWith("The sender cannot be opened: Error code 5: "));
+    EXPECT_THAT(Failure(), ::testing::StartsWith("The sender cannot be opened: Error code 5: "));
     monitor.OnMessage(kMonitorFatal, "Code", "m");
     EXPECT_TRUE(sender->sent.empty());
 }
@@ -173,8 +148,7 @@ TEST_F(TOLVLogMonitorTest, DropsLinesAfterShutdown) {
     monitor.Initialize({{"ConfigurationServer", "h"}});
     TOLVLogMonitor copy(monitor), assigned;
     assigned = copy;
-    monitor.Shutdown();
-    monitor.Shutdown();
+    for (int time = 0; time < 2; ++time) monitor.Shutdown();
     EXPECT_EQ(1, connections.sender->closed);
     monitor.OnMessage(kMonitorFatal, "Code", "m");
     EXPECT_TRUE(connections.sender->sent.empty());

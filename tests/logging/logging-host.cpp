@@ -3,13 +3,12 @@
 
 #include "WindowsAgentCommon/Encoding.h"
 #include "tests/logging/StressLog.h"
-#include "tests/support/ImportPatch.h"
+#include "tests/support/HeapMeter.h"
 #include "tests/support/Thread.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
-#include <iterator>
 #include <vector>
 
 using namespace CorvaneLogger;
@@ -104,10 +103,8 @@ void RollForEver(LogDstFile& file) {
     StartEndless([&file] {
         for (;;) file.RollLogs();
     });
-    for (std::string told; told.find("Renaming") == std::string::npos;) {
-        std::ifstream stream("logger.log");
-        told.assign(std::istreambuf_iterator<char>(stream), {});
-    }
+    for (std::string word; word != "Renaming";)
+        for (std::ifstream told("logger.log"); word != "Renaming" && told >> word;) continue;
 }
 
 int End(const std::string& mode) {
@@ -124,24 +121,6 @@ int End(const std::string& mode) {
 
 // --- allocations ---
 
-std::atomic<int> allocations{0};
-std::vector<std::shared_ptr<void>> watches;
-
-void* Malloc(std::size_t size) { return ++allocations, std::malloc(size); }
-void* Calloc(std::size_t count, std::size_t size) { return ++allocations, std::calloc(count, size); }
-void* Realloc(void* memory, std::size_t size) { return ++allocations, std::realloc(memory, size); }
-void* WINAPI OfHeap(HANDLE heap, DWORD flags, SIZE_T size) {
-    return ++allocations, ::HeapAlloc(heap, flags, size);
-}
-
-template <class Function>
-void Watch(const char* name, Function* function) {
-    for (const wchar_t* dll : {L"CorvaneCommon.dll", L"libstdc++-6.dll", L"libACE.dll"}) try {
-            watches.push_back(std::make_shared<ImportPatch<Function>>(dll, name, function));
-        } catch (const std::runtime_error&) {  // not each of them calls every function
-        }
-}
-
 int AllocationsOfLines(const char* instant, LogDst* only) {
     std::map<std::string, std::string> params = {{"Instant", instant}, {"Prefix", "%m-%d %H:%M:%S"}};
     LogDst* const destinations[4] = {only};
@@ -150,19 +129,20 @@ int AllocationsOfLines(const char* instant, LogDst* only) {
     ALogger& logger = CV_Logger::Logger("Allocations");
     int before = 0;
     for (int line = -1; line < 1000; ++line) {
-        if (line == 0) before = allocations;
+        if (line == 0) before = HeapMeter::Allocations();
         logger.Info("%d %s %I64d %5.2f %ls", line, "text", -5'000'000'000LL, 3.14159, L"wide");
     }
-    return allocations - before;
+    return HeapMeter::Allocations() - before;
 }
 
 int Allocations() {
-    Watch("malloc", Malloc), Watch("calloc", Calloc), Watch("realloc", Realloc), Watch("HeapAlloc", OfHeap);
+    const HeapMeter meter;
     LogDst *const file = &UseFile("0"), *const console = CV_Logger::TheLogger().findLogDst("console");
     const int buffered = AllocationsOfLines("false", file), instant = AllocationsOfLines("true", file),
-              onConsole = AllocationsOfLines("true", console), before = allocations;
+              onConsole = AllocationsOfLines("true", console), before = HeapMeter::Allocations();
     WindowsAgentCommon::ToUTF8(std::wstring(1000, L'x'));
-    std::printf("%d %d %d %s", buffered, instant, onConsole, allocations > before ? "counts" : "blind");
+    std::printf("%d %d %d %s", buffered, instant, onConsole,
+                HeapMeter::Allocations() > before ? "counts" : "blind");
     return 0;
 }
 

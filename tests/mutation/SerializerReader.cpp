@@ -3,12 +3,12 @@
 
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/MemoryBufferSerializer.h"
-#include "tests/mutation/Reader.h"
 
 #include <ace/Message_Block.h>
 
 #include <algorithm>
 
+#include "tests/mutation/Reader.h"
 #include "tests/support/GuardedHeap.h"
 
 using namespace WindowsAgentCommon;
@@ -36,12 +36,19 @@ void ReadBlock(MemoryBufferSerializer& view, unsigned int count, bool counted) {
     Require(got <= view.GetCursor(), "more was read than is there");
 }
 
+// A block whose positions may lie anywhere has a readable part or none.
 void WriteBlock(MemoryBufferSerializer& view, char* bytes, std::size_t size, std::size_t readAt,
                 std::size_t writeAt) {
+    const std::size_t readable = readAt <= writeAt && writeAt <= size ? writeAt - readAt : 0;
     auto block = std::make_shared<ACE_Message_Block>(bytes, size);
     block->rd_ptr(readAt);
     block->wr_ptr(writeAt);
-    view.WriteBuffer(block);
+    for (const bool counted : {false, true}) {
+        const unsigned int got = counted ? view.WriteBuffer(~0U, block) : view.WriteBuffer(block);
+        const unsigned char* const end = view.GetCurrentBufferAddress() + view.GetCursor();
+        Require(got == 0 || (got == readable && std::memcmp(end - got, bytes + readAt, got) == 0),
+                "something else than the readable part was written");
+    }
 }
 
 // number: small in three of four, anywhere in 32 bits otherwise.

@@ -6,10 +6,11 @@
 // An input's number alone decides what it is: a failure names it, and COUNT 1 with that FIRST repeats it.
 // Exit codes: 0 no fault found, 1 a fault or a crash, 2 wrong use. A hang shows in the last line printed.
 
-#include "tests/mutation/HeapMeter.h"
+#include "CorvaneLogger/CV_Logger.h"
 #include "tests/mutation/Mutation.h"
 #include "tests/mutation/Reader.h"
 #include "tests/support/GuardedBuffer.h"
+#include "tests/support/HeapMeter.h"
 
 #include <csignal>
 #include <cstdio>
@@ -96,6 +97,7 @@ int main(int argc, char** argv) {
     const unsigned long first = argc > 3 ? std::strtoul(argv[3], nullptr, 10) : 0;
     ::SetUnhandledExceptionFilter(OnFault);
     std::signal(SIGABRT, OnAbort);
+    CorvaneLogger::CV_Logger::TheLogger().addBaseLogger("root", CorvaneLogger::kLevelFatal);
     const HeapMeter meter;
     bool found = false, passed = true;
     for (const Reader& reader : Registration::All()) {

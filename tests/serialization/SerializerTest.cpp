@@ -1,13 +1,17 @@
 #include "WindowsAgentCommon/DualChannelSerializer.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/MemoryBufferSerializer.h"
+#include "WindowsAgentCommon/MessageBlocks.h"
 
 #include <ace/Message_Block.h>
 #include <gtest/gtest.h>
 
-#include <tuple>
+#include <climits>
 #include <limits>
+#include <memory>
 #include <optional>
+#include <tuple>
+#include <vector>
 
 #include "tests/support/GuardedHeap.h"
 
@@ -24,14 +28,14 @@ std::string Written(const MemoryBufferSerializer& buffer) {
     return std::string(reinterpret_cast<char*>(buffer.GetCurrentBufferAddress()), buffer.GetEditPoint());
 }
 
+std::string BytesOf(const BlockPtr& block) { return std::string(block->rd_ptr(), block->length()); }
+
 template <class Value>
 void ExpectRead(S& serializer, unsigned int (S::*read)(Value&), Value expected) {
     Value value{};
     EXPECT_EQ(sizeof(Value), (serializer.*read)(value));
     EXPECT_EQ(expected, value);
 }
-
-}  // namespace
 
 TEST(Serializer, DualWritesEveryKindLittleEndianToOneChannelAndReadsItFromTheOther) {
     const auto reads = std::make_shared<MemoryBufferSerializer>(1, 3);
@@ -73,7 +77,7 @@ TEST(Serializer, DualWritesEveryKindLittleEndianToOneChannelAndReadsItFromTheOth
     ExpectRead<float>(other, &S::ReadFloat, 1.5F);
     ExpectRead<double>(other, &S::ReadDouble, -0.0);
     EXPECT_EQ(3U, other.ReadBuffer(3, block));
-    EXPECT_EQ("abx", std::string(block->rd_ptr(), block->length()));
+    EXPECT_EQ("abx", BytesOf(block));
     EXPECT_EQ(4U, other.ReadBuffer(block));
     EXPECT_EQ(0U, reads->GetCursor());
     other = dual;
@@ -115,14 +119,14 @@ TEST(Serializer, MemoryIsReadUpToTheCapacityAndNotAByteFurther) {
     buffer.Seek(0, S::FromStart, S::Forward);
     BlockPtr block;
     EXPECT_EQ(6U, buffer.ReadBuffer(block));
-    EXPECT_EQ("abcdef", std::string(block->rd_ptr(), block->length()));
+    EXPECT_EQ("abcdef", BytesOf(block));
     EXPECT_EQ(0U, buffer.ReadBuffer(block));
     EXPECT_FALSE(block);
     std::int64_t number = 5;
     unsigned char byte = 9;
     EXPECT_EQ(1U, buffer.Skip(1));
     EXPECT_EQ(7U, buffer.ReadBuffer(kMax, block));
-    EXPECT_EQ(std::string(7, '\0'), std::string(block->rd_ptr(), block->length()));  // nobody wrote them
+    EXPECT_EQ(std::string(7, '\0'), BytesOf(block));  // nobody wrote them
     EXPECT_EQ(0U,
               buffer.ReadBuffer(block) + buffer.ReadInt64(number) + buffer.ReadByte(byte) + buffer.Skip(9));
     EXPECT_TRUE(block && number == 5 && byte == 0);  // only the byte is overwritten
@@ -153,35 +157,10 @@ TEST(Serializer, MemorySeeksWithinTheStorageOrThrowsTheCasesLine) {
             EXPECT_EQ(0, line);
         } catch (const SeekException& failure) {
             EXPECT_EQ(line, failure.GetLine());
-            EXPECT_EQ("MemoryBufferSerializer", failure.GetFile());
-            EXPECT_EQ("WindowsAgentCommon::MemoryBufferSerializer::Seek", failure.GetFunction());
+            EXPECT_EQ("MemoryBufferSerializer WindowsAgentCommon::MemoryBufferSerializer::Seek",
+                      failure.GetFile() + " " + failure.GetFunction());
         }
         EXPECT_EQ(cursor, buffer.GetCursor());
-    }
-}
-
-TEST(Serializer, WritesTheReadablePartOfABlockWhateverItsPositionsSay) {
-    const std::tuple<std::size_t, std::size_t, unsigned int, std::string, std::string> rows[] = {
-        {0, 6, 6, "abcdef", "abcdef"},
-        {2, 6, 3, "cde", "cdef"},
-        {4, 6, kMax, "ef", "ef"},
-        {3, 3, 5, "", ""},
-        {4, 2, 5, "", ""},
-        {0, 7, 7, "", ""},
-        {7, 9, 2, "", ""},
-        {2, kMax, 9, "", ""},
-    };
-    for (const auto& [readAt, writeAt, count, expected, all] : rows) {
-        SCOPED_TRACE(testing::Message() << readAt << " to " << writeAt);
-        const test::GuardedBuffer bytes("abcdef", 6);
-        auto block = std::make_shared<ACE_Message_Block>(bytes.Data(), 6);
-        block->rd_ptr(readAt);
-        block->wr_ptr(writeAt);
-        MemoryBufferSerializer counted(0, 8), whole(0, 8);
-        EXPECT_EQ(expected.size(), counted.WriteBuffer(count, block));
-        EXPECT_EQ(expected, Written(counted));
-        EXPECT_EQ(all.size(), whole.WriteBuffer(block));
-        EXPECT_TRUE(writeAt > 6 || block->rd_ptr() == bytes.Data() + readAt);
     }
 }
 
@@ -205,3 +184,53 @@ TEST(Serializer, MemoryViewsShareOneStorageThatTheLastReleases) {
         EXPECT_EQ(1U, GuardedHeap::Blocks());
     }
 }
+
+using Owner = std::unique_ptr<ACE_Message_Block, ACE_Message_Block* (*)(ACE_Message_Block*)>;
+
+Owner Create(int size) {
+    ACE_Message_Block* block = nullptr;
+    CreateDataMessageBlock(size, block);
+    return {block, ACE_Message_Block::release};
+}
+
+unsigned int TotalSize(ACE_Message_Block* chain) {
+    MessageBlockChainSizeVisitor size;
+    VisitContChain(chain, size);
+    return size.GetTotalSize();
+}
+
+TEST(MessageBlocks, MeasuresAndEndsChains) {
+    const std::tuple<std::vector<int>, int, unsigned int> rows[] = {
+        {{}, -1, 0}, {{100}, 0, 100}, {{100, 50, 25}, 75, 175}, {std::vector<int>(2000, 1), 1999, 2000}};
+    for (const auto& [sizes, behindHead, total] : rows) {
+        Owner chain(nullptr, ACE_Message_Block::release);
+        ACE_Message_Block* last = nullptr;
+        for (const int size : sizes) {
+            ACE_Message_Block* const block = Create(size).release();
+            last == nullptr ? chain.reset(block) : last->cont(block);
+            last = block;
+        }
+        EXPECT_EQ(total, TotalSize(chain.get()));
+        EXPECT_EQ(behindHead, GetContChainSize(chain.get()));  // deliberately without the head
+        EXPECT_EQ(last, GetContChainTail(chain.get()));
+        EXPECT_TRUE(!chain || chain->reference_count() == 1);
+    }
+    char byte = 0;
+    ACE_Message_Block head(&byte, 1), huge(&byte, INT_MAX), more(&byte, INT_MAX), most(&byte, 5);
+    head.cont(&huge);
+    huge.cont(&more);
+    more.cont(&most);
+    EXPECT_TRUE(TotalSize(&head) == UINT_MAX && GetContChainSize(&head) == INT_MAX);
+}
+
+TEST(MessageBlocks, CreatesDataBlocksThatShareOneLock) {
+    const Owner first = Create(3), empty = Create(0);
+    EXPECT_EQ(ACE_Message_Block::MB_DATA, first->msg_type());
+    EXPECT_TRUE(first->size() == 3 && first->length() + empty->size() == 0 && first->cont() == nullptr);
+    EXPECT_NE(nullptr, first->locking_strategy());
+    EXPECT_EQ(first->locking_strategy(), empty->locking_strategy());
+    EXPECT_EQ(ACE_Time_Value::max_time, first->msg_deadline_time());
+    for (const int size : {-1, INT_MAX}) EXPECT_FALSE(Create(size)) << size;
+}
+
+}  // namespace

@@ -1,8 +1,8 @@
 #include "WindowsAgentCommon/StringRegistry.h"
 
-#include "CorvaneLogger/CV_Logger.h"
 #include "serialization/RegistryRecords.h"
 #include "tests/support/ImportPatch.h"
+#include "tests/support/LogLines.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Thread.h"
 
@@ -39,31 +39,16 @@ std::string StringOf(const StringRegistry& registry, unsigned int key) {
     return text;
 }
 
-// The registry's log, all levels, is in a file of the folder.
 struct Registry : testing::Test {
     test::TempFolder folder;
     const std::wstring uri = L"file:///" + folder.Path(L"strings.dat");
-
-    Registry() {
-        auto& logger = CorvaneLogger::CV_Logger::TheLogger();
-        logger.addBaseLogger("Code.StringRegistry", CorvaneLogger::kLevelTrace);
-        std::map<std::string, std::string> params = {{"File", folder.Narrow("log.txt")}};
-        logger.addDest(folder.Narrow(), "File")->setup(params);
-        logger.addDstToBaseLogger("Code.StringRegistry", folder.Narrow());
-        logger.FixBaseLoggers();
-    }
-    std::string Log() const {
-        CorvaneLogger::CV_Logger::TheLogger().flushDsts();
-        return folder.Read(L"log.txt");
-    }
 };
 
 // --- the DLL's calls of the system, replaced ---
 
-DWORD g_room = 0;  // bytes that the disk still takes, but for log files
+DWORD g_room = 0;  // bytes that the disk still takes
 
 BOOL WINAPI WriteUpToRoom(HANDLE file, const void* bytes, DWORD size, DWORD* written, OVERLAPPED* at) {
-    if (at == nullptr) return ::WriteFile(file, bytes, size, written, at);
     const DWORD taken = std::min(size, g_room);
     g_room -= taken;
     const BOOL done = ::WriteFile(file, bytes, taken, written, at);
@@ -166,6 +151,7 @@ TEST_F(Registry, HostileFilesAreReadToTheirEndAndLeftAsTheyAre) {
 }
 
 TEST_F(Registry, LogsWhatItCannotOpenAndWhatItDoes) {
+    test::LogLines lines("Code.StringRegistry");
     folder.Write(L"strings.dat", Record(1, "x"));
     StringRegistry registry;
     for (const std::wstring& bad : {std::wstring(L"ftp://h/x"), std::wstring(L"file:///x#\x0436"),
@@ -177,19 +163,19 @@ TEST_F(Registry, LogsWhatItCannotOpenAndWhatItDoes) {
     }
     EXPECT_EQ("<none>", StringOf(registry, 1));
     EXPECT_TRUE(registry.BackByFile(uri) && registry.RegisterString("new"));
-    const std::string log = Log(), failed = "ERROR Code.StringRegistry : Failed to ";
-    for (const std::string& line :
-         {failed + "open string registry backing file. URI scheme 'ftp' is invalid: 'ftp://h/x'.",
-          failed + "open string registry backing file. URI path '/x' is invalid: 'file:///x#\xD0\xB6'.",
-          failed + "open string registry backing file. URI path 'C:\\NUL' is invalid: 'file:///C:/NUL'.",
-          "DEBUG Code.StringRegistry : Unable to open " + folder.Narrow("\xD0\xB6\\x"),
-          "DEBUG Code.StringRegistry : Loading from " + folder.Narrow("strings.dat"),
-          failed + "read string registry from backing file.",
-          std::string("TRACE Code.StringRegistry : Saving new")})
-        EXPECT_THAT(log, HasSubstr(line + "\n"));
+    const std::string failed = "100 Failed to open string registry backing file. URI ";
+    for (const std::string& line : {failed + "scheme 'ftp' is invalid: 'ftp://h/x'.",
+                                    failed + "path '/x' is invalid: 'file:///x#\xD0\xB6'.",
+                                    failed + "path 'C:\\NUL' is invalid: 'file:///C:/NUL'.",
+                                    "400 Unable to open " + folder.Narrow("\xD0\xB6\\x"),
+                                    "400 Loading from " + folder.Narrow("strings.dat"),
+                                    std::string("100 Failed to read string registry from backing file."),
+                                    std::string("500 Saving new")})
+        EXPECT_THAT(lines.text, HasSubstr(line + "\n"));
 }
 
 TEST_F(Registry, FullDiskDelaysRecordsAndLosesNone) {
+    test::LogLines lines("Code.StringRegistry");
     const std::string first = Record("first"), rest = Record("second") + Record("third") + Record("x");
     {
         const ImportPatch write(kDll, "WriteFile", &WriteUpToRoom);
@@ -204,9 +190,9 @@ TEST_F(Registry, FullDiskDelaysRecordsAndLosesNone) {
         EXPECT_TRUE(registry.RegisterString("x"));
     }
     EXPECT_EQ(first + rest, folder.Read(L"strings.dat"));
-    const std::string log = Log(), error = " : Failed to write string registry backing file. Error";
-    EXPECT_THAT(log, HasSubstr(error + " code 112: "));
-    EXPECT_EQ(log.find(error), log.rfind(error));
+    const std::string error = "Failed to write string registry backing file. Error";
+    EXPECT_THAT(lines.text, HasSubstr(error + " code 112: "));
+    EXPECT_EQ(lines.text.find(error), lines.text.rfind(error));
 }
 
 TEST_F(Registry, ThreadsThatRegisterTheSameStringsAddEachOnce) {

@@ -27,8 +27,7 @@ TEST(TimeText, FileTimesBecomeTextsUnderEveryFloatingPointPrecision) {
         {116444736000000000, L"1970-01-01T00:00:00.000000000Z", "19700101.000000.000000000", 0},
         {116444735999999999, L"1969-12-31T23:59:59.000000000Z", "19691231.235959.999999900", -1},
         {2650467743995000001, L"9999-12-31T23:59:59.499969482Z", "99991231.235959.500000100", 253402300799},
-        {1ULL << 63U, L"", "", 910692730085},
-    };
+        {1ULL << 63U, L"", "", 910692730085}};
     std::wstring iso;
     std::string compact;
     for (const unsigned int precision : {_PC_24, _PC_53, _PC_64}) {
@@ -44,10 +43,10 @@ TEST(TimeText, FileTimesBecomeTextsUnderEveryFloatingPointPrecision) {
             EXPECT_EQ(ConvertFiletimeToUnixEpoch(Time(ticks)), unixSeconds);
         }
     }
-    GetISO8601Timestamp(SYSTEMTIME{2024, 2, 0, 29, 1, 2, 3, 250}, iso);
-    EXPECT_EQ(iso, L"2024-02-29T01:02:03.250000000Z");
-    GetISO8601Timestamp(SYSTEMTIME{2023, 2, 0, 29, 1, 2, 3, 250}, iso);
-    EXPECT_EQ(iso, L"");
+    for (const auto& [year, expected] : {std::pair(2024, L"2024-02-29T01:02:03.250000000Z"), {2023, L""}}) {
+        GetISO8601Timestamp(SYSTEMTIME{static_cast<WORD>(year), 2, 0, 29, 1, 2, 3, 250}, iso);
+        EXPECT_EQ(iso, expected);
+    }
     GetISO8601Timestamp(iso);
     EXPECT_EQ(iso.size(), 30U);
 }
@@ -60,8 +59,6 @@ TEST(TimeText, CompactTextsBecomeTimesAndBadOnesZero) {
         {"20181212.145337. and more", kSecond, at(0)},
         {"20181212.145337.123456700", kSecond + 1234567, at(123)},
         {" 2018 12 12.145337.5", kSecond + 5, at(5)},
-        {"", 0, none},
-        {"2018", 0, none},
         {"20181212.1453", 0, none},
         {"2018-12-12T14:53:37", 0, none},
         {std::string("20181212\0.145337", 16), 0, none},
@@ -71,8 +68,7 @@ TEST(TimeText, CompactTextsBecomeTimesAndBadOnesZero) {
         {"20230229.000000", 0, SYSTEMTIME{2023, 2, 6, 29, 0, 0, 0, 0}},
         {"16001231.235959", 0, SYSTEMTIME{1600, 12, 6, 31, 23, 59, 59, 0}},
         {"20181212.1453-1", 0, SYSTEMTIME{2018, 12, 6, 12, 14, 53, 0xFFFF, 0}},
-        {"20181212.145337.-12", 0, at(0xFFF4)},
-    };
+        {"20181212.145337.-12", 0, at(0xFFF4)}};
     for (const auto& [text, ticks, expectedParts] : rows) {
         SCOPED_TRACE(text.substr(0, 30));
         FILETIME time = Time(1);

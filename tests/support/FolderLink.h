@@ -51,7 +51,7 @@ private:
         PROCESS_INFORMATION process = {};
         if (::CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr,
                              nullptr, &start, &process)) {
-            for (int tries = 0; Exists() != makes && tries < 100; ++tries) {  // changes may come together
+            for (int tries = 0; Exists() != makes && tries < 600; ++tries) {  // changes may come together
                 ::WaitForSingleObject(change, 100);
                 ::FindNextChangeNotification(change);
             }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include <windows.h>
 
@@ -56,6 +57,17 @@ public:
         while (const std::size_t got = std::fread(part, 1, sizeof part, file)) bytes.append(part, got);
         std::fclose(file);
         return bytes;
+    }
+
+    /// The names of the files, not folders, that a pattern fits.
+    std::vector<std::wstring> Files(const std::wstring& pattern) const {
+        std::vector<std::wstring> names;
+        WIN32_FIND_DATAW entry;
+        const HANDLE search = ::FindFirstFileW(Path(pattern).c_str(), &entry);
+        for (BOOL found = search != INVALID_HANDLE_VALUE; found; found = ::FindNextFileW(search, &entry))
+            if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0) names.emplace_back(entry.cFileName);
+        ::FindClose(search);
+        return names;
     }
 
     bool Has(const std::wstring& name) const {

@@ -10,8 +10,10 @@ namespace WindowsAgentCommon::test {
 /// A thread that does one piece of work and is waited for when the object ends.
 class Thread {
 public:
-    explicit Thread(std::function<void()> work)
-        : work_(std::move(work)), handle_(::CreateThread(nullptr, 0, &Run, this, 0, nullptr)) {}
+    /// stack: the bytes that its stack may take; 0: as many as the program's.
+    explicit Thread(std::function<void()> work, std::size_t stack = 0)
+        : work_(std::move(work)),
+          handle_(::CreateThread(nullptr, stack, &Run, this, STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr)) {}
     Thread(const Thread&) = delete;
     Thread& operator=(const Thread&) = delete;
     ~Thread() {

@@ -1,4 +1,5 @@
 #include "CorvaneLogger/ALogger.h"
+#include "CorvaneLogger/CV_Logger.h"
 #include "tests/logging/LoggingTest.h"
 
 #include <stdexcept>
@@ -7,26 +8,29 @@
 namespace CorvaneLogger {
 namespace {
 
-// Keeps what it is asked and given.
+using Lines = std::vector<std::string>;
+
+// Keeps each line behind the level that it was asked about and the one that it got.
 class Capture : public LogDst {
 public:
     explicit Capture(const std::string& name = "") : LogDst(name, "x") {}
     bool accept(int level) override {
-        asked.push_back(level);
+        asked_ = level;
         if (name() == "throws") throw std::runtime_error("no");
         return true;
     }
     void log(int level, const char* category, const char* line, unsigned size, const char* text) override {
-        levels.push_back(level);
-        lines.emplace_back(line, size);
+        lines.push_back(std::to_string(asked_) + " " + std::to_string(level) + " " + std::string(line, size));
         const std::string prefix = std::string(line, 6) + category + " : ";
         if (prefix + text != line || line[size] != 0) lines.back() += " is not what its parts say";
         order += name();
     }
 
     static inline std::string order;
-    std::vector<int> asked, levels;
-    std::vector<std::string> lines;
+    Lines lines;
+
+private:
+    int asked_ = -1;
 };
 
 void CallAll(ALogger& log) {
@@ -37,8 +41,8 @@ void CallAll(ALogger& log) {
     log.InfoX(f, 5), log.Debug(f, 5), log.Trace(f, 5);
     log.DbgTrc(false, f, 5), log.DbgTrc(true, f, 5), log.ErrorNoFeed(f, 5), log.WarnNoFeed(f, 5);
     log.Fatal(text), log.Error(text), log.Warn(text), log.Info(text);
-    log.Error(e, f, 5), log.Warn(w, f, 5), log.Info(i, f, 5), log.Debug(d, f, 5);
-    log.Error(e, f, 5), log.Warn(w, f, 5), log.Info(i, f, 5), log.Debug(d, f, 5);  // repeated
+    for (int time = 0; time < 2; ++time)
+        log.Error(e, f, 5), log.Warn(w, f, 5), log.Info(i, f, 5), log.Debug(d, f, 5);
 }
 
 TEST(ALogger, CallsPassTheirThresholdWithLevelAndTag) {
@@ -54,17 +58,14 @@ TEST(ALogger, CallsPassTheirThresholdWithLevelAndTag) {
         base.AddDest(&capture);
         ALogger logger("Code.Disk", &base);
         CallAll(logger);
-        std::vector<int> asked, levels;
-        std::vector<std::string> lines;
+        Lines expected;
         for (const auto& [level, tag] : calls) {
-            if (level % kNoFeed > threshold) continue;
-            asked.push_back(level == kLevelInfoX ? threshold : level);  // above 350 they need no allowance
-            levels.push_back(level);
-            lines.push_back(tag + std::string(" Code.Disk : 5%\n"));
+            const int asked = level == kLevelInfoX ? threshold : level;  // above 350 they need no allowance
+            if (level % kNoFeed <= threshold)
+                expected.push_back(std::to_string(asked) + " " + std::to_string(level) + " " + tag +
+                                   " Code.Disk : 5%\n");
         }
-        EXPECT_EQ(capture.asked, asked);
-        EXPECT_EQ(capture.levels, levels);
-        EXPECT_EQ(capture.lines, lines);
+        EXPECT_EQ(capture.lines, expected);
         EXPECT_EQ(logger.IsDebugEnabled(), threshold >= 400);
         EXPECT_EQ(logger.IsTraceEnabled(), threshold >= 500);
     }
@@ -78,7 +79,7 @@ TEST(BaseLogger, MessageThatDoesNotFitIsReplacedAndTheReplacementCut) {
     Capture capture;
     base.AddDest(&capture);
     ALogger logger("c", &base);
-    std::vector<std::string> expected;
+    Lines expected;
     for (const std::size_t size : {kRoom, kRoom + 1, std::size_t{5000}, std::size_t{0}}) {
         const bool fits = size == kRoom;
         logger.Info("%s", x(size).c_str());
@@ -88,10 +89,10 @@ TEST(BaseLogger, MessageThatDoesNotFitIsReplacedAndTheReplacementCut) {
     }
     logger.Info(std::string("a\0b", 3));
     expected.emplace_back("a");
-    for (std::string& message : expected) message = "INFO  c : " + message + "\n";
+    for (std::string& message : expected) message = "300 300 INFO  c : " + message + "\n";
     EXPECT_EQ(capture.lines, expected);
     base.log(kLevelInfo, "INFO ", x(5000).c_str(), "message", nullptr);
-    EXPECT_EQ(capture.lines.back().find("INFO  " + x(2002 - 9) + " : message\n"), 0U)
+    EXPECT_EQ(capture.lines.back().find("300 300 INFO  " + x(2002 - 9) + " : message\n"), 0U)
         << "half a line remains";
 }
 
@@ -107,12 +108,11 @@ TEST_F(BaseLoggerTest, DestinationsAreAskedInOrderAndNoneKeepsTheNextFromItsLine
     logger.Info("1");
     EXPECT_EQ(TakeSideFile(), "log  Destination throws threw an exception\n");
     LogDst *const gap[] = {&a, nullptr, &b, &c}, *const four[] = {&b, &a, &b, &c};
-    base.SetDests(gap);
-    EXPECT_EQ(base.DstCnt(), 1);
-    logger.Info("2");
-    base.SetDests(four);
-    EXPECT_EQ(base.DstCnt(), 3);
-    logger.Info("3");
+    for (const auto& [destinations, count] : {std::pair(gap, 1), {four, 3}}) {
+        base.SetDests(destinations);
+        EXPECT_EQ(base.DstCnt(), count);
+        logger.Info("2");
+    }
     EXPECT_EQ(Capture::order, "cbabab");
 }
 
@@ -143,6 +143,55 @@ TEST(LogNoiseReducer, RepetitionsWaitForTheHundredthOrTheEndOfThePeriod) {
     EXPECT_EQ(Outcome("a<aa>>aa"), "+----");
     EXPECT_EQ(Outcome("00a0a"), "+-+--") << "no format repeats the last one";
     EXPECT_EQ(Outcome("ababaa"), "+++++-");
+}
+
+class CV_LoggerTest : public LoggingTest {
+protected:
+    CV_Logger& registry = CV_Logger::TheLogger();
+};
+
+TEST_F(CV_LoggerTest, CategoryIsServedByItsLongestDottedPrefix) {
+    // The category, what serves new handles, and what serves it for good.
+    const std::tuple<std::string, std::string, std::string> rows[] = {
+        {"Code", "Code", "Code"},        {"Code.", "Code", "Code"},
+        {"Code.Disk", "Code", "Code"},   {"Code.Disks", "Code.Disks", "Code.Disks"},
+        {"Code.Disks2", "Code", "Code"}, {"Code.Disks.A", "Code.Disks", "Code.Disks"},
+        {"Code-A", "root", "root"},      {"Cod", "root", "root"},
+        {"code", "root", "root"},        {"", "root", "root"},
+        {"Code.Zero", "Code", "Code"},   {"Code.Empty.A", "Code", "Code.Empty"}};
+    for (const auto& row : rows) EXPECT_EQ(registry.getLogger(std::get<0>(row)).Base()->Name(), "root");
+    registry.addBaseLogger("Code.Empty", kLevelInfo);
+    for (const char* name : {"Code", "Code.Disks", "Co"}) {
+        registry.addBaseLogger(name, kLevelInfo);
+        EXPECT_TRUE(registry.addDstToBaseLogger(name, "console"));
+    }
+    for (const auto& [category, forNewHandles, fixed] : rows) {
+        SCOPED_TRACE(category);
+        EXPECT_EQ(registry.findBaseLogger(category, true)->Name(), forNewHandles);
+        EXPECT_EQ(registry.findBaseLogger(category, false)->Name(), fixed);
+        EXPECT_EQ(registry.getLogger(category).Base()->Name(), "root") << "not fixed yet";
+    }
+    ALogger& early = registry.getLogger("Code.Empty.B");
+    EXPECT_EQ(early.Base()->Name(), "Code");
+    registry.FixBaseLoggers();
+    EXPECT_EQ(early.Base()->Name(), "Code.Empty") << "deliberately also one that goes nowhere";
+    for (const auto& [category, forNewHandles, fixed] : rows)
+        EXPECT_EQ(CV_Logger::Logger(category).Base()->Name(), fixed);
+}
+
+TEST_F(CV_LoggerTest, GlobalLevelReachesEveryBaseLoggerAndUnknownNamesNothing) {
+    BaseLogger* const code = registry.addBaseLogger("Code", kLevelWarn);
+    EXPECT_EQ(registry.addBaseLogger("Code", kLevelError), code);
+    EXPECT_EQ(code->GetLevel(), kLevelError);
+    CV_Logger::SetGlobalLevel(kLevelTrace, "asked for");
+    CV_Logger::SetGlobalLevel(kLevelDebug, nullptr);
+    EXPECT_EQ(code->GetLevel(), kLevelDebug);
+    EXPECT_TRUE(CV_Logger::Logger("any").IsDebugEnabled());
+    EXPECT_EQ(TakeSideFile(),
+              "SetGlobalLevel  All levels set to 500: asked for\nSetGlobalLevel  All levels set to 400: \n");
+    EXPECT_EQ(registry.findLogDst("nothing"), nullptr);
+    EXPECT_FALSE(registry.addDstToBaseLogger("root", "nothing"));
+    EXPECT_FALSE(registry.addDstToBaseLogger("nothing", "console"));
 }
 
 }  // namespace

@@ -11,8 +11,8 @@
 
 namespace WindowsAgentCommon::test {
 
-/// While it lives, counts the bytes that the product, ACE and the C++ library hold on the C runtime's heap.
-/// One at a time, in a program of one thread.
+/// While it lives, counts the bytes that the product, ACE and the C++ library hold on the C runtime's heap,
+/// and how often they ask for some there or at the system. One at a time, in a program of one thread.
 class HeapMeter {
 public:
     HeapMeter() {
@@ -21,6 +21,7 @@ public:
             Patch(module, "calloc", Calloc);
             Patch(module, "realloc", Realloc);
             Patch(module, "free", Free);
+            Patch(module, "HeapAlloc", OfSystem);
         }
     }
 
@@ -30,6 +31,8 @@ public:
     /// The most that was held since Mark().
     static std::ptrdiff_t Peak() { return peak_; }
     static void Mark() { peak_ = held_; }
+
+    static int Allocations() { return allocations_; }
 
 private:
     template <class Function>
@@ -44,6 +47,7 @@ private:
         return memory == nullptr ? 0 : static_cast<std::ptrdiff_t>(::_msize(memory));
     }
     static void* Add(void* memory) {
+        ++allocations_;
         held_ += SizeOf(memory);
         peak_ = std::max(peak_, held_);
         return memory;
@@ -61,7 +65,12 @@ private:
         std::free(memory);
     }
 
+    static void* WINAPI OfSystem(HANDLE heap, DWORD flags, SIZE_T size) {
+        return ++allocations_, ::HeapAlloc(heap, flags, size);
+    }
+
     static inline std::ptrdiff_t held_ = 0, peak_ = 0;
+    static inline int allocations_ = 0;
     std::vector<std::shared_ptr<void>> patches_;
 };
 
