@@ -11,7 +11,8 @@
 #include <limits>
 #include <sstream>
 
-namespace WindowsAgentCommon {
+using namespace WindowsAgentCommon;
+
 namespace {
 
 using Limits = std::numeric_limits<std::int64_t>;
@@ -63,8 +64,7 @@ TEST(PublishingProfileBase, InstanceGetsACopyOfTheDefaultsAtItsFirstUpdate) {
     EXPECT_EQ(profile.Show(), "a=7 b=1 a=7 b=1 a=2 b=5 ") << "by instance, the defaults first";
 }
 
-class PublisherTest : public testing::Test {
-protected:
+struct PublisherTest : testing::Test {
     test::FakeClock clock;
     std::shared_ptr<Profile> profile = std::make_shared<Profile>();
     std::shared_ptr<IPublishingProfile> published = profile;
@@ -155,4 +155,3 @@ TEST_F(PublisherTest, TimerTicksAndShutdownWaitsForATickAtWork) {
 }
 
 }  // namespace
-}  // namespace WindowsAgentCommon

@@ -5,7 +5,8 @@
 
 #include <gtest/gtest.h>
 
-namespace WindowsAgentCommon {
+using namespace WindowsAgentCommon;
+
 namespace {
 
 // Beside a thread that waits for its minute and one that may be anywhere, with locks of ours.
@@ -31,4 +32,3 @@ TEST(StatisticsEnd, ProcessEndsWithoutClose) {
 }
 
 }  // namespace
-}  // namespace WindowsAgentCommon
