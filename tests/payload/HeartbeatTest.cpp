@@ -39,13 +39,8 @@ TEST(Heartbeat, ReadsTheFileWhenItsTimeHasChanged) {
     const std::string path = folder.Narrow("config\\heartbeat_custom.props");
     const std::string collected =
         "400 Collecting custom properties from " + path + "\n400 Collected custom properties: ";
-    const struct {
-        const char* what;
-        const char* file;  // null: there is none
-        DWORD time;
-        const char* properties;
-        std::string log;
-    } rows[] = {
+    // What has happened to the file, its content (null: there is none), its time, the properties, the log.
+    const std::tuple<const char*, const char*, DWORD, const char*, std::string> rows[] = {
         {"no file", nullptr, 0, "",
          "400 Unable to get custom properties from " + path + " - " + LastError(ERROR_FILE_NOT_FOUND) + "\n"},
         {"still none", nullptr, 0, "", ""},
@@ -57,22 +52,22 @@ TEST(Heartbeat, ReadsTheFileWhenItsTimeHasChanged) {
         {"an empty file", "", 2, "", collected + "\n"},
         {"still the empty one", "c=3\n", 2, "", ""},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
+    for (const auto& [what, content, time, properties, log] : rows) {
+        SCOPED_TRACE(what);
         ::DeleteFileW(folder.Path(kFile).c_str());
-        if (row.file != nullptr) {
-            folder.Write(kFile, row.file);
-            const FILETIME modified = {row.time * 10, 0x01D00000};
+        if (content != nullptr) {
+            folder.Write(kFile, content);
+            const FILETIME modified = {time * 10, 0x01D00000};
             const detail::FileHandle file(::CreateFileW(folder.Path(kFile).c_str(), FILE_WRITE_ATTRIBUTES, 0,
                                                         nullptr, OPEN_EXISTING, 0, nullptr));
             ASSERT_TRUE(file && ::SetFileTime(file.Get(), nullptr, nullptr, &modified));
         }
         lines.text.clear();
         Heartbeat heartbeat;
-        EXPECT_EQ(row.properties, Properties(heartbeat));
+        EXPECT_EQ(properties, Properties(heartbeat));
         Elsewhere elsewhere;  // deliberately, the first path holds for all
-        EXPECT_EQ(row.properties, Properties(elsewhere));
-        EXPECT_EQ(row.log, lines.text);
+        EXPECT_EQ(properties, Properties(elsewhere));
+        EXPECT_EQ(log, lines.text);
     }
 }
 

@@ -40,8 +40,6 @@ struct SyslogPayloadBuilderTest : ::testing::Test {
     Payloadv2 payload;
 };
 
-std::wstring Euros(std::size_t count) { return std::wstring(count, L'\x20AC'); }  // 3 bytes each
-
 }  // namespace
 
 TEST_F(SyslogPayloadBuilderTest, WritesEachTypeAsItsCodeSays) {
@@ -58,7 +56,7 @@ TEST_F(SyslogPayloadBuilderTest, WritesEachTypeAsItsCodeSays) {
         {3, std::wstring(L"\x20AC"), "\xE2\x82\xAC"},
         {3, std::wstring(), ""},
         {3, std::wstring(32768, L'x'), string(32768, 'x')},
-        {3, Euros(10923), ""},
+        {3, std::wstring(10923, L'\x20AC'), ""},  // 3 bytes each
         {4, true, "true"},
         {5, int64_t{LLONG_MIN}, "-9223372036854775808"},
         {6, int64_t{4294967296}, "4294967296"},

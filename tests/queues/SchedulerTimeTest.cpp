@@ -35,9 +35,10 @@ struct SchedulerTime : testing::Test {
     SchedulerTime() { Stop(scheduler_); }
 
     /// Lets time pass and calls what is due. Returns how many calls that were.
-    int Pass(int milliseconds, Scheduler* scheduler = nullptr) {
+    int Pass(int milliseconds) { return Pass(milliseconds, scheduler_); }
+    int Pass(int milliseconds, Scheduler& scheduler) {
         clock_.AdvanceMilliseconds(milliseconds);
-        return (scheduler != nullptr ? scheduler : &scheduler_)->timer_queue()->expire();
+        return scheduler.timer_queue()->expire();
     }
 
     test::FakeClock clock_;
@@ -69,23 +70,23 @@ TEST_F(SchedulerTime, JitterSpreadsOnlyFirstExpiriesThatAreNotGiven) {
     EXPECT_GT(expiries.size(), 100u);
     jittering.Schedule(&handler_, nullptr, Ms(60'000), At(5));
     for (const auto& [milliseconds, calls] : {std::pair(499, 0), std::pair(1001, 200), std::pair(3500, 1)})
-        EXPECT_EQ(calls, Pass(milliseconds, &jittering)) << milliseconds;
+        EXPECT_EQ(calls, Pass(milliseconds, jittering)) << milliseconds;
 }
 
 TEST_F(SchedulerTime, ResetIntervalKeepsAnExpiryAheadAndReplacesOneThatHasPassed) {
-    struct {
-        int pass, set, nextExpiry, firstCall;  // s, s, s by the system's clock and by the steady one
-    } const rows[] = {{10, 0, 13, 13}, {4, 86400, 10, 10}, {11, -3600, -3586, 14}};
+    // Seconds: what passes, what the clock is set by; then, by the system's clock and by the steady one
+    const std::tuple<int, int, int, int> rows[] = {
+        {10, 0, 13, 13}, {4, 86400, 10, 10}, {11, -3600, -3586, 14}};
     int act = 0;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.pass);
+    for (const auto& [pass, set, nextExpiry, firstCall] : rows) {
+        SCOPED_TRACE(pass);
         const ACE_Time_Value start = At(0);
         Handle handle = scheduler_.Schedule(&handler_, &act, Ms(5000), At(10));
-        clock_.AdvanceSeconds(row.pass);
-        clock_.SetBySeconds(row.set);
+        clock_.AdvanceSeconds(pass);
+        clock_.SetBySeconds(set);
         scheduler_.ResetInterval(handle, Ms(3000));
-        EXPECT_EQ(start + ACE_Time_Value(row.nextExpiry), handle->GetNextExpiry());
-        EXPECT_EQ(0, Pass((row.firstCall - row.pass) * 1000 - 1));
+        EXPECT_EQ(start + ACE_Time_Value(nextExpiry), handle->GetNextExpiry());
+        EXPECT_EQ(0, Pass((firstCall - pass) * 1000 - 1));
         EXPECT_EQ(1, Pass(1));
         EXPECT_EQ(1, Pass(3000));
         scheduler_.Cancel(handle);
@@ -118,7 +119,7 @@ TEST_F(SchedulerTime, IdsAreNeverZeroAndHandlesNeverMeanAnotherTimer) {
     scheduler_.Cancel(ended);
     scheduler_.ResetInterval(ended, Ms(500));  // scheduled anew
     EXPECT_EQ(501, Pass(1000));
-    EXPECT_EQ(1, Pass(0, &other));
+    EXPECT_EQ(1, Pass(0, other));
 }
 
 TEST_F(SchedulerTime, AnyTimesAtAllAreTaken) {
@@ -189,7 +190,7 @@ TEST_F(SchedulerTime, TimersHoldCountedHandlersAndTheEndClosesThem) {
         }
         scheduler.Schedule(&closed, nullptr, Ms(1000), At(9));
         scheduler.ResetInterval(handles[0], Ms(500));
-        Pass(0, &scheduler);
+        Pass(0, scheduler);
         EXPECT_FALSE(alive[0].expired());
         EXPECT_TRUE(alive[1].expired() && alive[2].expired() && alive[3].expired());
     }

@@ -93,12 +93,7 @@ struct Performance : testing::Test {
 TEST_F(Performance, TranslatesWhatTheTableOfEnglishNamesGives) {
     const std::wstring pairs = L"2\0System\000230\0Process\000680\0Thread Count\0006\0% Processor Time\0"s;
     const std::wstring local = L"\\Prozess(agent.v2)\\Threads", english = kFirst + L"Thread Count";
-    const struct {
-        const char* name;
-        std::string table;
-        std::wstring path;
-        int reads;
-    } rows[] = {
+    const std::tuple<const char*, std::string, std::wstring, int> rows[] = {
         {"terminated", Bytes(pairs + L'\0'), local, 1},
         {"not terminated", Bytes(pairs.substr(0, pairs.size() - 1)), local, 1},
         {"odd", Bytes(pairs) + "x", local, 1},
@@ -111,16 +106,16 @@ TEST_F(Performance, TranslatesWhatTheTableOfEnglishNamesGives) {
         {"largest", std::string(1 << 22, 'x'), english, 13},
         {"without end", std::string(1 << 23, 'x'), english, 13},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [name, table, path, reads] : rows) {
+        SCOPED_TRACE(name);
         FakeSystem fake;
-        fake.table = row.table;
+        fake.table = table;
         fake.names = {{230, L"Prozess"}, {680, L"Threads"}};
         detail::ApplicationPerformance monitor(fake);
         EXPECT_EQ(monitor.Initialize(0), 0U);
         EXPECT_EQ(fake.added.size(), 13U);
-        EXPECT_EQ(fake.added.at(1), row.path);
-        EXPECT_EQ(fake.reads, row.reads);
+        EXPECT_EQ(fake.added.at(1), path);
+        EXPECT_EQ(fake.reads, reads);
     }
     ExpectLines({"500 Performance counter table empty.  No translations are available\n",
                  "500 Failed to translate performance counter % Processor Time.  Reverting to English\n",

@@ -125,11 +125,8 @@ struct RegistryCacheTest : testing::Test {
 
 TEST_F(RegistryCacheTest, TakesValuesApartWithoutTrustingThem) {
     ::SetEnvironmentVariableW(L"CorvaneTest", L"here");
-    const struct {
-        const char* name;
-        detail::RegistryValue value;
-        std::wstring outcome;  // as text, as integer and as texts
-    } rows[] = {
+    // The last column: as text, as integer and as texts.
+    const std::tuple<const char*, detail::RegistryValue, std::wstring> rows[] = {
         {"without its zero", Value(REG_SZ, L"abc"), L"abc 1804 1804"},
         {"odd", Value(REG_SZ, L"abc", "x"), L"abc 1804 1804"},
         {"zero inside", Value(REG_SZ, L"a\0b"s), L"a 1804 1804"},
@@ -143,15 +140,15 @@ TEST_F(RegistryCacheTest, TakesValuesApartWithoutTrustingThem) {
         {"huge", Value(REG_SZ, std::wstring(512 * 1024, L'x'), "x"), L"234 234 234"},
     };
     const auto reader = Reader(L"");
-    for (const auto& row : rows) {
-        local.keys[L"K"][L""] = row.value;
+    for (const auto& [name, value, outcome] : rows) {
+        local.keys[L"K"][L""] = value;
         reader->Invalidate();
         std::uint32_t integer = 0;
         Strings texts;
         const unsigned long error = reader->GetInteger(L"K", L"", integer);
-        std::wstring outcome = Text(reader, L"") + L" " + std::to_wstring(error != 0 ? error : integer) +
-                               L" " + Joined(reader->GetStrings(L"K", L"", texts), texts);
-        EXPECT_EQ(outcome, row.outcome) << row.name;
+        const std::wstring read = Text(reader, L"") + L" " + std::to_wstring(error != 0 ? error : integer) +
+                                  L" " + Joined(reader->GetStrings(L"K", L"", texts), texts);
+        EXPECT_EQ(read, outcome) << name;
     }
     EXPECT_LT(Status("CachedBytes"), 1024) << "an error, without the bytes that came with it";
 }
@@ -196,12 +193,7 @@ TEST_F(RegistryCacheTest, AMachineThatFailsCostsOneAttemptPerInterval) {
     settings.SetStringValue("RetrySeconds", "20");
     settings.SetStringValue("RefreshSeconds", "0");
     const auto reader = Reader(L"far");
-    const struct {
-        unsigned long connectError, openError;
-        int seconds;  // before
-        const wchar_t* text;
-        int connects, unreachable;
-    } rows[] = {
+    const std::tuple<unsigned long, unsigned long, int, const wchar_t*, int, int> rows[] = {
         {ERROR_BAD_NETPATH, 0, 0, L"53", 1, 1},
         {0, 0, 19, L"53", 1, 1},
         {ERROR_LOGON_FAILURE, 0, 1, L"1326", 2, 1},
@@ -211,13 +203,13 @@ TEST_F(RegistryCacheTest, AMachineThatFailsCostsOneAttemptPerInterval) {
         {0, 0, 19, L"1722", 3, 1},
         {0, 0, 1, L"old", 4, 0},  // a connection that broke is made anew
     };
-    for (const auto& row : rows) {
-        clock.AdvanceSeconds(row.seconds);
-        remote.connectError = row.connectError;
-        remote.openError = row.openError;
-        for (int call = 0; call < 3; ++call) EXPECT_EQ(Text(reader), row.text);
-        EXPECT_EQ(remote.connects, row.connects);
-        EXPECT_EQ(Status("UnreachableMachines"), row.unreachable);
+    for (const auto& [connectError, openError, secondsBefore, text, connects, unreachable] : rows) {
+        clock.AdvanceSeconds(secondsBefore);
+        remote.connectError = connectError;
+        remote.openError = openError;
+        for (int call = 0; call < 3; ++call) EXPECT_EQ(Text(reader), text);
+        EXPECT_EQ(remote.connects, connects);
+        EXPECT_EQ(Status("UnreachableMachines"), unreachable);
     }
     const char* const warning =
         "200 The registry of far cannot be read; trying again every 20 seconds. Reason: ";
@@ -323,12 +315,12 @@ TEST_F(RegistryCacheTest, RefusesWhatIsNoName) {
 
 // --- the registry of this machine ---
 
-TEST(LocalRegistry, NoticesChangesAtOnce) {
+TEST(LocalRegistry, NoticesChangesAtOnceAndHasAllCountersOrNone) {
     const std::wstring path = L"SYSTEM\\CorvaneRegistryTest" + std::to_wstring(::GetCurrentProcessId());
     const auto set = [](const std::wstring& key, std::size_t length) {
         const std::wstring text(length, L'x');
-        const auto bytes = static_cast<DWORD>(length * sizeof(wchar_t));
-        EXPECT_EQ(::SHSetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"v", REG_SZ, text.c_str(), bytes), 0U);
+        ::SHSetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"v", REG_SZ, text.c_str(),
+                      static_cast<DWORD>(2 * length));
     };
     ::SHDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());  // of a killed process of the same number
     RegistryCache cache;
@@ -353,13 +345,8 @@ TEST(LocalRegistry, NoticesChangesAtOnce) {
     set(path + L"\\Sub", 0);
     EXPECT_EQ(Joined(reader->GetSubkeys(path, names), names), L"0|Sub");
     ::SHDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());
-}
 
-// Wine has none of the counters, Windows all.
-TEST(LocalRegistry, CountersAreThereOrSaidToBeMissing) {
-    RegistryCache cache;
-    cache.Initialize(EnvironmentBlock());
-    double threads = 0;
+    double threads = 0;  // Wine has none of the counters, Windows all
     std::map<std::wstring, double> values;
     const unsigned long error = cache.GetPerformanceCounter(L"Thread Count", threads);
     EXPECT_EQ(cache.GetPerformanceCounters(values), error);

@@ -36,22 +36,21 @@ TEST(EPSCollector, EntryIsFormattedByTheSizeOfItsAverage) {
 }
 
 TEST(EPSCollector, FullOneDropsItsTwoOldestEntriesAndReportsWhatEmptiedSlotsHold) {
-    const struct {
-        int size;
-        std::string full, entries, left;  // of six pushes; then; full report when emptied
-    } rows[] = {{-1, "111111", "0 D: ", "0 D: "},
-                {1, "111111", "1 D: 16 ", "1 D: 16 "},
-                {3, "001010", "2 D: 16 15 ", "3 D: 15 16 15 "}};  // the shift leaves the last slots alone
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.size);
-        EPSCollector collector("D", row.size), coarse("C", 2);
+    // Size; whether it was full at each of six pushes; its report then; the full report when it is emptied.
+    const std::tuple<int, std::string, std::string, std::string> rows[] = {
+        {-1, "111111", "0 D: ", "0 D: "},
+        {1, "111111", "1 D: 16 ", "1 D: 16 "},
+        {3, "001010", "2 D: 16 15 ", "3 D: 15 16 15 "}};  // the shift leaves the last slots alone
+    for (const auto& [size, wasFull, entries, left] : rows) {
+        SCOPED_TRACE(size);
+        EPSCollector collector("D", size), coarse("C", 2);
         std::string full;
         for (int i = 11; i <= 16; ++i) full += collector.push(i, 0) ? "1" : "0";
-        EXPECT_EQ(full, row.full);
-        EXPECT_EQ(collector.report(false, false), row.entries);
+        EXPECT_EQ(full, wasFull);
+        EXPECT_EQ(collector.report(false, false), entries);
         EXPECT_FALSE(coarse.push(collector));
         EXPECT_TRUE(collector.isEmpty());
-        EXPECT_EQ(collector.report(true, false), row.left);
+        EXPECT_EQ(collector.report(true, false), left);
     }
 }
 

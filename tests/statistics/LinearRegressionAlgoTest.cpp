@@ -15,12 +15,7 @@ constexpr double kInfinity = std::numeric_limits<double>::infinity();
 using Line = std::pair<double, double>;
 
 TEST(LinearRegressionAlgo, FitsALineThroughTheSamplesItStillHas) {
-    const struct {
-        const char* what;
-        unsigned int capacity;
-        std::vector<Line> samples;
-        Line line, averages;
-    } rows[] = {
+    const std::tuple<const char*, unsigned int, std::vector<Line>, Line, Line> rows[] = {
         {"one", 4, {{1, 2}}, {0, 0}, {0, 0}},
         {"the oldest drops out", 3, {{0, 99}, {1, 2}, {2, 4}, {3, 6}}, {2, 0}, {2, 4}},
         {"no line", 4, {{0, 1}, {0, 3}, {4, 5}, {4, 7}}, {1, 2}, {2, 4}},
@@ -29,13 +24,13 @@ TEST(LinearRegressionAlgo, FitsALineThroughTheSamplesItStillHas) {
         {"equal x, rounded mean", 3, {{.1, 1}, {.1, 2}, {.1, 6}}, {kInfinity, kInfinity}, {.1 + 1e-17, 3}},
     };
     ::_control87(_PC_53, _MCW_PC);  // the precision in most compilers' programs
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
-        LinearRegressionAlgo regression(row.capacity);
-        for (const Line& sample : row.samples) regression.AddSample(sample.first, sample.second);
-        EXPECT_EQ(regression.GetSampleCount(), std::min<std::size_t>(row.samples.size(), row.capacity));
-        EXPECT_EQ(regression.Compute(), row.line);
-        EXPECT_EQ(Line(regression.GetXRollingAverage(), regression.GetYRollingAverage()), row.averages);
+    for (const auto& [what, capacity, samples, line, averages] : rows) {
+        SCOPED_TRACE(what);
+        LinearRegressionAlgo regression(capacity);
+        for (const auto& [x, y] : samples) regression.AddSample(x, y);
+        EXPECT_EQ(regression.GetSampleCount(), std::min<std::size_t>(samples.size(), capacity));
+        EXPECT_EQ(regression.Compute(), line);
+        EXPECT_EQ(Line(regression.GetXRollingAverage(), regression.GetYRollingAverage()), averages);
         regression.Clear();
         EXPECT_EQ(regression.Compute(), Line(0, 0));
         EXPECT_EQ(regression.GetSampleCount(), 0u);
