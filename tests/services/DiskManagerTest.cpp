@@ -5,9 +5,12 @@
 #include "tests/support/FakeComponentFactory.h"
 #include "tests/support/LogLines.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/Thread.h"
 
 #include <ace/Service_Object.h>
 #include <gtest/gtest.h>
+
+#include <atomic>
 
 using namespace WindowsAgentCommon;
 using namespace std::string_literals;
@@ -70,6 +73,23 @@ TEST_F(DiskManagerTest, GrantsUpToTheCapacityAndNeverWraps) {
             EXPECT_EQ(Used(), steps[i].used);
         }
     }
+}
+
+TEST_F(DiskManagerTest, ThreadsThatReserveAndGiveBackAtOnceKeepTheAccount) {
+    Initialize({});
+    std::atomic<int> ready{0};
+    {
+        const auto work = [&] {
+            for (++ready; ready < 2;) {  // begin together, so that a missing lock shows
+            }
+            for (int i = 0; i < 1'000'000; ++i) {
+                manager->ReserveSpace(0, 2);
+                manager->ReleaseSpace(0, 1);
+            }
+        };
+        const test::Thread one(work), two(work);
+    }
+    EXPECT_EQ(Used(), 2'000'000U);
 }
 
 TEST_F(DiskManagerTest, CountsWhatLiesInItsFolder) {

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 using namespace WindowsAgentCommon;
 
 namespace {
@@ -15,12 +17,14 @@ void EndWithoutClose() {
     stats.Init();
     stats.open();
     const auto stat = Reg_SimpleEPS("Channel1");
+    std::atomic<int> rounds{0};
     const test::Thread counting([&] {
-        for (;;) {
+        for (;; ++rounds) {
             stat->Add(1);
             stats.Find("Channel1");
         }
     });
+    while (rounds < 1000) ::Sleep(0);  // Wine crashes when the process ends while threads begin
     ::ExitProcess(7);
 }
 
