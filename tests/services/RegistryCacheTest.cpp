@@ -320,7 +320,7 @@ TEST(LocalRegistry, NoticesChangesAtOnceAndHasAllCountersOrNone) {
     const auto set = [](const std::wstring& key, std::size_t length) {
         const std::wstring text(length, L'x');
         ::SHSetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"v", REG_SZ, text.c_str(),
-                      static_cast<DWORD>(2 * length));
+                      static_cast<DWORD>(length) * DWORD{2});
     };
     ::SHDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());  // of a killed process of the same number
     RegistryCache cache;
