@@ -7,7 +7,7 @@
 
 #include <memory>
 
-#include "tests/support/TestFactory.h"
+#include "tests/support/FakeComponentFactory.h"
 
 #include "benchmarks/Benchmark.h"
 
@@ -22,11 +22,10 @@ constexpr int kCalls = 20'000;
 int main(int argc, char** argv) {
     const std::unique_ptr<ACE_Service_Object> service(_make_PersistenceManager(nullptr));
     auto* const component = dynamic_cast<IServiceComponent*>(service.get());
-    auto* const factory = new test::TestFactory;
-    const test::RegisteredFactory registered(factory);  // owns it
-    for (const char* other : {"DiskManager", "PayloadFactory", "RegistryCache", "UNCMachineNameFactory"})
-        factory->RegisterComponent(other, component);
-    factory->RegisterComponent(IPersistenceManager::GetServiceName(), component);
+    test::FakeComponentFactory factory;
+    for (const char* name :
+         {"DiskManager", "PayloadFactory", "PersistenceManager", "RegistryCache", "UNCMachineNameFactory"})
+        factory.components[name] = component;
 
     bench::Comparison comparison(argc, argv);
     IServiceComponent *ours = nullptr, *peers = nullptr;

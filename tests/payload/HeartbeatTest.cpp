@@ -1,6 +1,5 @@
 #include "WindowsAgentCommon/Heartbeat.h"
 
-#include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/AgentPaths.h"
 #include "WindowsAgentCommon/FileUtil.h"
 #include "foundation/Win32Handle.h"
@@ -31,58 +30,45 @@ std::string Properties(Heartbeat& heartbeat) {
     return event.substr(begin, event.find("\tmsg=m") - begin);
 }
 
-void SetTime(const std::wstring& path, DWORD time) {
-    const FILETIME modified = {time * 10, 0x01D00000};
-    const detail::FileHandle file(
-        ::CreateFileW(path.c_str(), FILE_WRITE_ATTRIBUTES, 0, nullptr, OPEN_EXISTING, 0, nullptr));
-    ASSERT_TRUE(file && ::SetFileTime(file.Get(), nullptr, nullptr, &modified));
-}
-
 // One test: what is read is kept for the process.
 TEST(Heartbeat, ReadsTheFileWhenItsTimeHasChanged) {
     const TempFolder folder;
     ASSERT_TRUE(::CreateDirectoryW(folder.Path(L"config").c_str(), nullptr));
     SetRootPath(folder.Path());
-    LogLines lines;
-    CorvaneLogger::CV_Logger::Logger("Code.Heartbeat").Reset(&lines.base);
+    LogLines lines("Code.Heartbeat");
     const std::string path = folder.Narrow("config\\heartbeat_custom.props");
-    const std::string collecting = "400 Collecting custom properties from " + path + "\n";
-    const std::string collected = "400 Collected custom properties: ";
-    const char* const none = nullptr;
-    const struct {
-        const char* what;
-        const char* file;  // null: there is none
-        DWORD time;
-        const char* properties;
-        std::string log;
-    } rows[] = {
-        {"no file", none, 0, "",
+    const std::string collected =
+        "400 Collecting custom properties from " + path + "\n400 Collected custom properties: ";
+    // What has happened to the file, its content (null: there is none), its time, the properties, the log.
+    const std::tuple<const char*, const char*, DWORD, const char*, std::string> rows[] = {
+        {"no file", nullptr, 0, "",
          "400 Unable to get custom properties from " + path + " - " + LastError(ERROR_FILE_NOT_FOUND) + "\n"},
-        {"still none", none, 0, "", ""},
-        {"a file", "b=2\r\na=x\r\nb=1\r\n", 1, "\ta=x\tb=2\tb=1",
-         collecting + collected + "\ta=x\tb=2\tb=1\n"},
+        {"still none", nullptr, 0, "", ""},
+        {"a file", "b=2\r\na=x\r\nb=1\r\n", 1, "\ta=x\tb=2\tb=1", collected + "\ta=x\tb=2\tb=1\n"},
         {"the same time", "c=3\n", 1, "\ta=x\tb=2\tb=1", ""},
-        {"an earlier time", "c=3\n", 0, "\tc=3", collecting + collected + "\tc=3\n"},
-        {"it is gone", none, 0, "", ""},
+        {"an earlier time", "c=3\n", 0, "\tc=3", collected + "\tc=3\n"},
+        {"it is gone", nullptr, 0, "", ""},
         {"back with its time", "c=3\n", 0, "", ""},  // deliberate
-        {"an empty file", "", 2, "", collecting + collected + "\n"},
+        {"an empty file", "", 2, "", collected + "\n"},
         {"still the empty one", "c=3\n", 2, "", ""},
     };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
+    for (const auto& [what, content, time, properties, log] : rows) {
+        SCOPED_TRACE(what);
         ::DeleteFileW(folder.Path(kFile).c_str());
-        if (row.file != nullptr) {
-            folder.Write(kFile, row.file);
-            SetTime(folder.Path(kFile), row.time);
+        if (content != nullptr) {
+            folder.Write(kFile, content);
+            const FILETIME modified = {time * 10, 0x01D00000};
+            const detail::FileHandle file(::CreateFileW(folder.Path(kFile).c_str(), FILE_WRITE_ATTRIBUTES, 0,
+                                                        nullptr, OPEN_EXISTING, 0, nullptr));
+            ASSERT_TRUE(file && ::SetFileTime(file.Get(), nullptr, nullptr, &modified));
         }
         lines.text.clear();
         Heartbeat heartbeat;
-        EXPECT_EQ(row.properties, Properties(heartbeat));
+        EXPECT_EQ(properties, Properties(heartbeat));
         Elsewhere elsewhere;  // deliberately, the first path holds for all
-        EXPECT_EQ(row.properties, Properties(elsewhere));
-        EXPECT_EQ(row.log, lines.text);
+        EXPECT_EQ(properties, Properties(elsewhere));
+        EXPECT_EQ(log, lines.text);
     }
-    CorvaneLogger::CV_Logger::TheLogger().FixBaseLoggers();
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include "tests/support/FakeComponentFactory.h"
 
 #include <memory>
-#include <vector>
 
 namespace WindowsAgentCommon::test {
 
@@ -23,28 +22,6 @@ struct PayloadServices {
     std::unique_ptr<ACE_Service_Object> service{_make_PayloadFactory(nullptr)};
     IPayloadFactory& factory = dynamic_cast<IPayloadFactory&>(*service);
     FakeComponentFactory components;
-};
-
-/// Keeps what it is handed.
-struct Recorder : IPayloadVisitor {
-    struct Visited {
-        unsigned int id;
-        PayloadField field;
-        unsigned int flags;
-        bool operator==(const Visited& other) const {
-            return id == other.id && field == other.field && flags == other.flags;
-        }
-    };
-    void Visit(unsigned int id, const PayloadField& field, unsigned int flags) override {
-        visited.push_back({id, field, flags});
-    }
-    static std::vector<Visited> Fields(const IPayload& payload) {
-        Recorder recorder;
-        payload.Accept(recorder);
-        return recorder.visited;
-    }
-
-    std::vector<Visited> visited;
 };
 
 }  // namespace WindowsAgentCommon::test

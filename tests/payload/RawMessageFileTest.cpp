@@ -68,14 +68,13 @@ TEST_F(RawMessageFileTest, TablesComeBackAsTheyWereSaved) {
 }
 
 TEST_F(RawMessageFileTest, DamagedFilesGiveTheEntriesBeforeTheDamage) {
-    const std::pair<std::string, std::string> rows[] = {{kFile + "x", "The file goes on behind entry 3 of 3"},
-                                                        {"\1\0\0\0\5\0\0\0\0\0\0\x80"s
-                                                         "abcd",
-                                                         "The file ends inside entry 1 of 1"}};
+    const std::pair<std::string, std::string> rows[] = {
+        {kFile + "x", "The file goes on behind entry 3 of 3"},
+        {"\1\0\0\0\5\0\0\0\0\0\0\x80____"s, "The file ends inside entry 1 of 1"}};
+    Messages none;
     for (const auto& [bytes, why] : rows) {
         temp.Write(L"f", bytes);
-        Messages back;
-        EXPECT_FALSE(RawMessageFile::Load(path, back, log));
+        EXPECT_FALSE(RawMessageFile::Load(path, none, log));
         EXPECT_EQ(Said(), "400 Unable to load raw message file FILE -- " + why + "\n");
     }
     for (std::size_t size = 1; size < kFile.size(); ++size) {

@@ -1,6 +1,5 @@
 #include "WindowsAgentCommon/SyslogPayloadBuilder.h"
 
-#include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/PayloadProfile.h"
 #include "WindowsAgentCommon/Payloads.h"
@@ -41,8 +40,6 @@ struct SyslogPayloadBuilderTest : ::testing::Test {
     Payloadv2 payload;
 };
 
-std::wstring Euros(std::size_t count) { return std::wstring(count, L'\x20AC'); }  // 3 bytes each
-
 }  // namespace
 
 TEST_F(SyslogPayloadBuilderTest, WritesEachTypeAsItsCodeSays) {
@@ -59,7 +56,7 @@ TEST_F(SyslogPayloadBuilderTest, WritesEachTypeAsItsCodeSays) {
         {3, std::wstring(L"\x20AC"), "\xE2\x82\xAC"},
         {3, std::wstring(), ""},
         {3, std::wstring(32768, L'x'), string(32768, 'x')},
-        {3, Euros(10923), ""},
+        {3, std::wstring(10923, L'\x20AC'), ""},  // 3 bytes each
         {4, true, "true"},
         {5, int64_t{LLONG_MIN}, "-9223372036854775808"},
         {6, int64_t{4294967296}, "4294967296"},
@@ -82,18 +79,21 @@ TEST_F(SyslogPayloadBuilderTest, WritesEachTypeAsItsCodeSays) {
         Add("f", typeInfo, value);
         EXPECT_EQ("f=" + text, Build());
     }
-    for (int code = 1; code < 12; ++code) {  // a value of another type
-        Add("f", code, code == 1 ? PayloadValue(1.0) : PayloadValue(string("x")));
-        EXPECT_EQ("f=", Build()) << code;
+    for (int code = 1; code < 12; ++code) {
+        Add("f", code, code == 1 ? PayloadValue(1.0) : string("x"));
+        EXPECT_EQ("f=", Build()) << code << ": a value of another type";
     }
 }
 
 TEST_F(SyslogPayloadBuilderTest, WritesDeferredTextsLastInTheirOrder) {
+    const LogLines lines("Code.SyslogPayloadBuilder");
     Add("b", 1 | kPayloadDeferred, std::string("2"));
     Add("c", 3 | kPayloadDeferred, std::wstring(L"3"));
     Add("n", 7 | kPayloadDeferred, std::int64_t{1});  // no text: the bit means nothing
     Add("a", 1, std::string("1"));
+    const std::string size = std::to_string(payload.GetMessageBlock()->total_length());
     EXPECT_EQ("n=1\ta=1\tb=2\tc=3", Build());
+    EXPECT_EQ("500 Building payload size " + size + "\n", lines.text);
     Add("a", 1, std::string("1"));
     EXPECT_EQ("a=1", Build());
 }
@@ -124,16 +124,6 @@ TEST_F(SyslogPayloadBuilderTest, LeavesOutWholePiecesWhenTheBodyIsFull) {
     SyslogPayloadBuilderVisitor visitor("; ", "::");
     for (int i = 0; i < 2; ++i) visitor.Visit(Id("f"), {1, std::string("1")}, 0);
     EXPECT_EQ("f::1;f::1", visitor.GetPayload());  // deliberately the first character alone
-}
-
-TEST_F(SyslogPayloadBuilderTest, TracesThePayloadsSize) {
-    LogLines lines;
-    CorvaneLogger::CV_Logger::Logger("Code.SyslogPayloadBuilder").Reset(&lines.base);
-    Add("f", 1, std::string("1"));
-    const std::string size = std::to_string(payload.GetMessageBlock()->total_length());
-    Build();
-    EXPECT_EQ("500 Building payload size " + size + "\n", lines.text);
-    CorvaneLogger::CV_Logger::TheLogger().FixBaseLoggers();
 }
 
 TEST_F(SyslogPayloadBuilderTest, WritesAnEmptyNameAsLongAsTheIdIsUnknown) {

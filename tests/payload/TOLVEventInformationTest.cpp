@@ -11,6 +11,7 @@
 #include "tests/support/GuardedBuffer.h"
 
 using namespace WindowsAgentCommon;
+using namespace std::string_literals;
 
 namespace {
 
@@ -21,14 +22,6 @@ std::string Written(const TOLVEventInformation& record) {
     record.SerializeTo(&block);
     EXPECT_EQ(block.space(), 0U);
     return {block.rd_ptr(), block.length()};
-}
-
-std::string HeaderOf(const TOLVEventInformation& r) {
-    std::string all;
-    for (const char* text : {r.GetTOLVVersion(), r.GetEventId(), r.GetVendor(), r.GetProduct(),
-                             r.GetProductVersion(), r.GetHeaderDelimiter(), r.GetFieldDelimiter()})
-        all += std::string(text) + ";";
-    return all;
 }
 
 // Reads bytes that end at an inaccessible page. Whether they were taken; a refusal must leave nothing.
@@ -42,7 +35,8 @@ bool Reads(const std::string& bytes, TOLVEventInformation& record) {
         record.SerializeFrom(&block);
         return block.rd_ptr() <= block.wr_ptr();
     } catch (const UnmarshalMemoryException&) {
-        EXPECT_EQ(HeaderOf(record) + (record.IsFieldSet(TOLVFieldName::src) ? "src" : ""), ";;;;;;;");
+        EXPECT_FALSE(record.IsFieldSet(TOLVFieldName::src));
+        EXPECT_EQ(record.GetEventId() + ""s + record.GetVendor() + record.GetFieldDelimiter(), "");
         EXPECT_EQ(block.length(), bytes.size());
         return false;
     }
@@ -62,21 +56,19 @@ TEST(TOLVEvent, EveryFieldHasItsKeyItsNumberAndItsOwnAccessors) {
         EXPECT_EQ(TOLVEventInformation::GetFieldNameText(Field(number)), key);
     for (const int number : {INT_MIN, -1, 0, 43, 50, INT_MAX})
         EXPECT_EQ(TOLVEventInformation::GetFieldNameText(Field(number)), nullptr) << number;
-    TOLVEventInformation record, copy;
+    TOLVEventInformation record;
     EXPECT_EQ(record.GetSrcPreNATPORT(), nullptr);
     record.SetSrcPreNATPORT("17");
     record.SetVSrcName("27");
-    record.SetCalCountryOrRegion("");
+    record.SetCalCountryOrRegion("42");
     EXPECT_TRUE(record.SetField(Field(17), "no"));  // deliberately true
-    copy = record;
-    copy = *&copy;
+    const TOLVEventInformation copy(record);
     record.SetEventId("later");
-    EXPECT_STREQ(TOLVEventInformation(copy).GetField(Field(17)), "17");
-    EXPECT_EQ(std::string(copy.GetField(Field(27))) + copy.GetCalCountryOrRegion() + copy.GetEventId(), "27");
+    for (const int number : {17, 27, 42}) EXPECT_EQ(copy.GetField(Field(number)), std::to_string(number));
+    EXPECT_STREQ(copy.GetEventId(), "");
 }
 
 TEST(TOLVEvent, BytesAreTheDocumentedForm) {
-    using namespace std::string_literals;
     const std::string fresh =
         "\1\0\7\0\3\0\0\0"s
         "1.0\0\0\0\0\0\0\7\0\0\0Velmora\0\7\0\0\0Corvane\0\3\0\0\0"s

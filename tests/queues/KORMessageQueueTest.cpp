@@ -7,7 +7,8 @@
 #include <atomic>
 #include <memory>
 
-namespace WindowsAgentCommon {
+using namespace WindowsAgentCommon;
+
 namespace {
 
 std::atomic<int> blocksAlive{0};
@@ -64,4 +65,3 @@ TEST(KORMessageQueue, TakesTheBlockThatCrossesItsEqualMarksAndLetsTheNextWait) {
 }
 
 }  // namespace
-}  // namespace WindowsAgentCommon

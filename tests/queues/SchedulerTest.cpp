@@ -1,20 +1,18 @@
 #include "WindowsAgentCommon/Scheduler.h"
 
 #include "WindowsAgentCommon/KORException.h"
+#include "tests/queues/TimerHandler.h"
 
 #include <ace/Auto_Event.h>
 #include <ace/OS_NS_sys_time.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <memory>
 #include <set>
-
-#include "tests/queues/TimerHandler.h"
 
 #include <windows.h>
 
-namespace WindowsAgentCommon {
+using namespace WindowsAgentCommon;
+
 namespace {
 
 using test::TimerHandler;
@@ -91,4 +89,3 @@ TEST(RandomInteger, DrawsItsWholeRangeAndCopiesShareOneMinimalStandardSequence) 
 }
 
 }  // namespace
-}  // namespace WindowsAgentCommon

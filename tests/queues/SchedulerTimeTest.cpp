@@ -1,18 +1,18 @@
-#include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/Scheduler.h"
-
-#include <gtest/gtest.h>
-
-#include <set>
-#include <stdexcept>
 
 #include "queues/AceTime.h"
 #include "tests/queues/TimerHandler.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/LogLines.h"
 
-namespace WindowsAgentCommon {
+#include <gtest/gtest.h>
+
+#include <set>
+#include <stdexcept>
+
+using namespace WindowsAgentCommon;
+
 namespace {
 
 using Handle = std::shared_ptr<ScheduleInfo>;
@@ -31,15 +31,15 @@ void Stop(Scheduler& scheduler) {
 }
 
 /// A scheduler whose thread has ended: timers fire when the test says.
-class SchedulerTime : public testing::Test {
-protected:
-    /// Lets time pass and calls what is due. Returns how many calls that were.
-    int Pass(int milliseconds, Scheduler* scheduler = nullptr) {
-        clock_.AdvanceMilliseconds(milliseconds);
-        return (scheduler != nullptr ? scheduler : &scheduler_)->timer_queue()->expire();
-    }
+struct SchedulerTime : testing::Test {
+    SchedulerTime() { Stop(scheduler_); }
 
-    void SetUp() override { Stop(scheduler_); }
+    /// Lets time pass and calls what is due. Returns how many calls that were.
+    int Pass(int milliseconds) { return Pass(milliseconds, scheduler_); }
+    int Pass(int milliseconds, Scheduler& scheduler) {
+        clock_.AdvanceMilliseconds(milliseconds);
+        return scheduler.timer_queue()->expire();
+    }
 
     test::FakeClock clock_;
     TimerHandler handler_;
@@ -70,23 +70,23 @@ TEST_F(SchedulerTime, JitterSpreadsOnlyFirstExpiriesThatAreNotGiven) {
     EXPECT_GT(expiries.size(), 100u);
     jittering.Schedule(&handler_, nullptr, Ms(60'000), At(5));
     for (const auto& [milliseconds, calls] : {std::pair(499, 0), std::pair(1001, 200), std::pair(3500, 1)})
-        EXPECT_EQ(calls, Pass(milliseconds, &jittering)) << milliseconds;
+        EXPECT_EQ(calls, Pass(milliseconds, jittering)) << milliseconds;
 }
 
 TEST_F(SchedulerTime, ResetIntervalKeepsAnExpiryAheadAndReplacesOneThatHasPassed) {
-    struct {
-        int pass, set, nextExpiry, firstCall;  // s, s, s by the system's clock and by the steady one
-    } const rows[] = {{10, 0, 13, 13}, {4, 86400, 10, 10}, {11, -3600, -3586, 14}};
+    // Seconds: what passes, what the clock is set by; then, by the system's clock and by the steady one
+    const std::tuple<int, int, int, int> rows[] = {
+        {10, 0, 13, 13}, {4, 86400, 10, 10}, {11, -3600, -3586, 14}};
     int act = 0;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.pass);
+    for (const auto& [pass, set, nextExpiry, firstCall] : rows) {
+        SCOPED_TRACE(pass);
         const ACE_Time_Value start = At(0);
         Handle handle = scheduler_.Schedule(&handler_, &act, Ms(5000), At(10));
-        clock_.AdvanceSeconds(row.pass);
-        clock_.SetBySeconds(row.set);
+        clock_.AdvanceSeconds(pass);
+        clock_.SetBySeconds(set);
         scheduler_.ResetInterval(handle, Ms(3000));
-        EXPECT_EQ(start + ACE_Time_Value(row.nextExpiry), handle->GetNextExpiry());
-        EXPECT_EQ(0, Pass((row.firstCall - row.pass) * 1000 - 1));
+        EXPECT_EQ(start + ACE_Time_Value(nextExpiry), handle->GetNextExpiry());
+        EXPECT_EQ(0, Pass((firstCall - pass) * 1000 - 1));
         EXPECT_EQ(1, Pass(1));
         EXPECT_EQ(1, Pass(3000));
         scheduler_.Cancel(handle);
@@ -103,9 +103,9 @@ TEST_F(SchedulerTime, IdsAreNeverZeroAndHandlesNeverMeanAnotherTimer) {
     EXPECT_EQ(1, Pass(0));
     EXPECT_TRUE(scheduler_.IsValid(ended));
     for (int i = 0; i < 500; ++i) {
-        EXPECT_NE(0, scheduler_.Schedule(&handler_, nullptr, Ms(1000), At(1))->GetTimerId());
+        Handle kept = scheduler_.Schedule(&handler_, nullptr, Ms(1000), At(1));
         Handle brief = scheduler_.Schedule(&handler_, nullptr, Ms(1000), At(1));
-        EXPECT_NE(0, brief->GetTimerId());
+        EXPECT_TRUE(kept->GetTimerId() != 0 && brief->GetTimerId() != 0);
         for (int twice = 0; twice < 2; ++twice) scheduler_.Cancel(brief);
         EXPECT_FALSE(scheduler_.IsValid(brief));
     }
@@ -119,7 +119,7 @@ TEST_F(SchedulerTime, IdsAreNeverZeroAndHandlesNeverMeanAnotherTimer) {
     scheduler_.Cancel(ended);
     scheduler_.ResetInterval(ended, Ms(500));  // scheduled anew
     EXPECT_EQ(501, Pass(1000));
-    EXPECT_EQ(1, Pass(0, &other));
+    EXPECT_EQ(1, Pass(0, other));
 }
 
 TEST_F(SchedulerTime, AnyTimesAtAllAreTaken) {
@@ -137,10 +137,7 @@ TEST_F(SchedulerTime, AnyTimesAtAllAreTaken) {
 
 TEST_F(SchedulerTime, HandlersMayThrowGiveUpOrChangeTimersFromWithin) {
     std::vector<Handle> handles(4);
-    test::LogLines lines;
-    CorvaneLogger::ALogger& log = CorvaneLogger::CV_Logger::Logger("Code.Scheduler");
-    CorvaneLogger::BaseLogger* const base = log.Base();
-    log.Reset(&lines.base);
+    const test::LogLines lines("Code.Scheduler");
     TimerHandler throws([]() -> int { throw std::runtime_error("meant"); });
     TimerHandler odd([]() -> int { throw 7; });
     TimerHandler givesUp([] { return -1; });
@@ -166,7 +163,6 @@ TEST_F(SchedulerTime, HandlersMayThrowGiveUpOrChangeTimersFromWithin) {
     for (const auto& row : rows) EXPECT_EQ(row.second, row.first->calls_.size()) << &row - rows;
     EXPECT_EQ(1, givesUp.closed_);
     scheduler_.timer_queue()->close();  // before the handlers are gone
-    log.Reset(base);
     EXPECT_EQ(lines.text.find("100 "), lines.text.rfind("100 ")) << "whoever repeats it: " << lines.text;
 }
 
@@ -194,7 +190,7 @@ TEST_F(SchedulerTime, TimersHoldCountedHandlersAndTheEndClosesThem) {
         }
         scheduler.Schedule(&closed, nullptr, Ms(1000), At(9));
         scheduler.ResetInterval(handles[0], Ms(500));
-        Pass(0, &scheduler);
+        Pass(0, scheduler);
         EXPECT_FALSE(alive[0].expired());
         EXPECT_TRUE(alive[1].expired() && alive[2].expired() && alive[3].expired());
     }
@@ -204,4 +200,3 @@ TEST_F(SchedulerTime, TimersHoldCountedHandlersAndTheEndClosesThem) {
 }
 
 }  // namespace
-}  // namespace WindowsAgentCommon

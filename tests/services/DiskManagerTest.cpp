@@ -5,31 +5,22 @@
 #include "tests/support/FakeComponentFactory.h"
 #include "tests/support/LogLines.h"
 #include "tests/support/TempFolder.h"
+#include "tests/support/Thread.h"
 
-#include "CorvaneLogger/CV_Logger.h"
-
-#include <ace/Dynamic_Service.h>
-#include <ace/Service_Config.h>
 #include <ace/Service_Object.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 using namespace WindowsAgentCommon;
+using namespace std::string_literals;
 
 namespace {
 
 constexpr std::uint64_t kMiB = 1 << 20, kMost = ~std::uint64_t{0};
 
 struct DiskManagerTest : testing::Test {
-    DiskManagerTest() {
-        SetBinPath(temp.Path());
-        logger.Reset(&lines.base);
-        service = _make_DiskManager(&exterminator);
-        manager = dynamic_cast<IDiskManager*>(service);
-    }
-    ~DiskManagerTest() override {
-        exterminator(service);
-        logger.Reset(before);
-    }
+    DiskManagerTest() { SetBinPath(temp.Path()); }
 
     // Begins anew; values are separated from names by "=".
     void Initialize(const std::vector<std::string>& settings) {
@@ -51,12 +42,9 @@ struct DiskManagerTest : testing::Test {
     }
 
     const test::TempFolder temp;
-    test::LogLines lines;
-    CorvaneLogger::ALogger& logger = CorvaneLogger::CV_Logger::Logger("Code.DiskManager");
-    CorvaneLogger::BaseLogger* const before = logger.Base();
-    ACE_Service_Object_Exterminator exterminator = nullptr;
-    ACE_Service_Object* service = nullptr;
-    IDiskManager* manager = nullptr;
+    test::LogLines lines{"Code.DiskManager"};
+    const std::unique_ptr<ACE_Service_Object> service{_make_DiskManager(nullptr)};
+    IDiskManager* const manager = dynamic_cast<IDiskManager*>(service.get());
 };
 
 TEST_F(DiskManagerTest, GrantsUpToTheCapacityAndNeverWraps) {
@@ -87,6 +75,23 @@ TEST_F(DiskManagerTest, GrantsUpToTheCapacityAndNeverWraps) {
     }
 }
 
+TEST_F(DiskManagerTest, ThreadsThatReserveAndGiveBackAtOnceKeepTheAccount) {
+    Initialize({});
+    std::atomic<int> ready{0};
+    {
+        const auto work = [&] {
+            for (++ready; ready < 2;) {  // begin together, so that a missing lock shows
+            }
+            for (int i = 0; i < 1'000'000; ++i) {
+                manager->ReserveSpace(0, 2);
+                manager->ReleaseSpace(0, 1);
+            }
+        };
+        const test::Thread one(work), two(work);
+    }
+    EXPECT_EQ(Used(), 2'000'000U);
+}
+
 TEST_F(DiskManagerTest, CountsWhatLiesInItsFolder) {
     const std::string path = temp.Narrow("a\\b");
     Initialize({"Capacity=1", "BasePath=" + temp.Narrow("a\\.\\x\\..\\b")});
@@ -101,6 +106,9 @@ TEST_F(DiskManagerTest, CountsWhatLiesInItsFolder) {
                               ") has a current size of 2097152 bytes larger than configured "
                               "capacity of 1048576 bytes.\n");
     EXPECT_FALSE(manager->ReserveSpace(0, 1));
+    lines.text.clear();
+    service->fini();
+    EXPECT_EQ(lines.text, "300 Disk manager engine shutting down...\n300 Disk manager shut down.\n");
 }
 
 TEST_F(DiskManagerTest, AFolderThatCannotBeUsedIsRefusedInTheLogAndByException) {
@@ -119,56 +127,36 @@ TEST_F(DiskManagerTest, AFolderThatCannotBeUsedIsRefusedInTheLogAndByException) 
             const std::string text = "Directory specified by BasePath (" + path + ") " + why;
             EXPECT_EQ(lines.text, "100 " + text + "\n");
             EXPECT_EQ(failure.GetMessageW(), text);
-            EXPECT_EQ(failure.GetFile() + failure.GetFunction(),
-                      "DiskManagerWindowsAgentCommon::DiskManager::Initialize");
-            EXPECT_EQ(failure.GetLine(), 68);
+            EXPECT_EQ(failure.GetFunction(), "WindowsAgentCommon::DiskManager::Initialize");
             EXPECT_EQ(failure.GetLastError(), error);
         }
         EXPECT_FALSE(manager->IsInitialized());
     }
-    Initialize({"BasePath=" + temp.Narrow("good")});
 }
 
 TEST_F(DiskManagerTest, TemporaryFoldersLieBelowTheBasePathUnderSafeNames) {
-    const std::pair<std::wstring, std::wstring> rows[] = {{L"Spooler 2", L"Spooler 2"},
-                                                          {L"", L"%"},
+    const std::map<std::wstring, std::wstring> escaped = {{L"", L"%"},
                                                           {L"..", L".%002E"},
                                                           {L"a ", L"a%0020"},
                                                           {L"..\\..\\x", L"..%005C..%005Cx"},
                                                           {L"a:b/%\n", L"a%003Ab%002F%0025%000A"},
                                                           {L"nul", L"%006Eul"},
-                                                          {L"COM\u00B2 .txt", L"%0043OM\u00B2 .txt"},
-                                                          {L"comet", L"comet"},
-                                                          {std::wstring(64, L'x'), std::wstring(64, L'x')}};
-    for (const auto& [caller, name] : rows) {
+                                                          {L"COM\u00B2 .txt", L"%0043OM\u00B2 .txt"}};
+    for (const auto& [caller, name] : escaped)
         EXPECT_EQ(IDiskManager::GetTemporaryDirectory(caller),
                   temp.Path(L"DiskManager\\Temp\\" + name + L"\\"));
-    }
+    for (const std::wstring& name : {L"Spooler 2"s, L"comet"s, std::wstring(64, L'x')})
+        EXPECT_EQ(IDiskManager::GetTemporaryDirectory(name),
+                  temp.Path(L"DiskManager\\Temp\\" + name + L"\\"));
     const std::wstring digest = IDiskManager::GetTemporaryDirectory(std::wstring(65, L'x'));
     EXPECT_EQ(digest.size(), temp.Path(L"DiskManager\\Temp\\").size() + 66);
     EXPECT_NE(digest, IDiskManager::GetTemporaryDirectory(std::wstring(66, L'x')));
 
     test::FakeComponentFactory factory;
     factory.components["DiskManager"] = manager;
-    EXPECT_EQ(IDiskManager::GetTemporaryDirectory(L"x"), temp.Path(L"DiskManager\\Temp\\x\\"));
     Initialize({"BasePath=" + temp.Narrow("other")});
     EXPECT_EQ(IDiskManager::GetTemporaryDirectory(L"x"), temp.Path(L"other\\Temp\\x\\"));
     EXPECT_FALSE(temp.Has(L"other\\Temp"));
-}
-
-TEST_F(DiskManagerTest, TheServiceConfiguratorLoadsAndEndsIt) {
-    ASSERT_EQ(
-        ACE_Service_Config::process_directive(
-            L"dynamic DiskManager_Dynamic_Service Service_Object * CorvaneCommon:_make_DiskManager() \"\""),
-        0);
-    auto* const loaded = ACE_Dynamic_Service<IDiskManager>::instance(L"DiskManager_Dynamic_Service");
-    ASSERT_NE(loaded, nullptr);
-    loaded->Configure(ServiceConfig("disk 1", "", "", ""));
-    EXPECT_EQ(loaded->GetInstanceName() + loaded->GetVersion(), "disk 17.2.8");
-    loaded->Initialize(EnvironmentBlock());
-    lines.text.clear();
-    EXPECT_EQ(ACE_Service_Config::process_directive(L"remove DiskManager_Dynamic_Service"), 0);
-    EXPECT_EQ(lines.text, "300 Disk manager engine shutting down...\n300 Disk manager shut down.\n");
 }
 
 }  // namespace

@@ -1,20 +1,23 @@
 #include "services/RegistryCache.h"
 
-#include "CorvaneLogger/CV_Logger.h"
 #include "tests/support/FakeClock.h"
 #include "tests/support/LogLines.h"
 #include "tests/support/Thread.h"
 
+#include <ace/Auto_Event.h>
 #include <gtest/gtest.h>
 
 #include <functional>
 
 #include <windows.h>
 
-namespace WindowsAgentCommon {
+#include <shlwapi.h>
+
+using namespace WindowsAgentCommon;
+using namespace std::string_literals;
+
 namespace {
 
-using namespace std::string_literals;
 using Strings = std::vector<std::wstring>;
 
 detail::RegistryValue Value(unsigned long type, const std::wstring& units, const std::string& tail = "") {
@@ -22,6 +25,13 @@ detail::RegistryValue Value(unsigned long type, const std::wstring& units, const
     detail::RegistryValue value = {type, {first, first + units.size() * sizeof(wchar_t)}};
     value.bytes.insert(value.bytes.end(), tail.begin(), tail.end());
     return value;
+}
+
+/// The error in decimal and the texts.
+std::wstring Joined(unsigned long error, const Strings& texts) {
+    std::wstring list = std::to_wstring(error);
+    for (const std::wstring& text : texts) list += L"|" + text;
+    return list;
 }
 
 /// A machine whose keys hold values; counts what is asked of it.
@@ -73,13 +83,10 @@ struct FakeRegistry : detail::RegistrySource {
     std::map<std::wstring, Machine> machines{{L"", {}}, {L"far", {}}, {L"near", {}}};
 };
 
-class RegistryCacheTest : public testing::Test {
-protected:
+struct RegistryCacheTest : testing::Test {
     RegistryCacheTest() {
-        log.Reset(&lines.base);
         for (auto& [host, machine] : registry.machines) machine.keys[L"K"][L"v"] = Value(REG_SZ, L"old");
     }
-    ~RegistryCacheTest() override { log.Reset(before); }
 
     std::shared_ptr<IRegistryCacheReader> Reader(const std::wstring& machine) {
         cache.Initialize(settings);
@@ -104,18 +111,12 @@ protected:
     }
     /// Makes the other machine's connection wait until the test lets it go.
     void Block() {
-        remote.onConnect = [this] {
-            ::SetEvent(begun.Get());
-            ::WaitForSingleObject(go.Get(), INFINITE);
-        };
+        remote.onConnect = [this] { begun.signal(), go.wait(); };
     }
 
-    const detail::KernelHandle begun{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
-    const detail::KernelHandle go{::CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+    ACE_Auto_Event begun, go;
     test::FakeClock clock;
-    test::LogLines lines;
-    CorvaneLogger::ALogger& log = CorvaneLogger::CV_Logger::Logger("Code.RegistryCache");
-    CorvaneLogger::BaseLogger* const before = log.Base();
+    test::LogLines lines{"Code.RegistryCache"};
     FakeRegistry registry;
     Machine &local = registry.machines[L""], &remote = registry.machines[L"far"];
     EnvironmentBlock settings;
@@ -124,11 +125,8 @@ protected:
 
 TEST_F(RegistryCacheTest, TakesValuesApartWithoutTrustingThem) {
     ::SetEnvironmentVariableW(L"CorvaneTest", L"here");
-    const struct {
-        const char* name;
-        detail::RegistryValue value;
-        std::wstring outcome;  // as text, as integer and as texts
-    } rows[] = {
+    // The last column: as text, as integer and as texts.
+    const std::tuple<const char*, detail::RegistryValue, std::wstring> rows[] = {
         {"without its zero", Value(REG_SZ, L"abc"), L"abc 1804 1804"},
         {"odd", Value(REG_SZ, L"abc", "x"), L"abc 1804 1804"},
         {"zero inside", Value(REG_SZ, L"a\0b"s), L"a 1804 1804"},
@@ -136,22 +134,21 @@ TEST_F(RegistryCacheTest, TakesValuesApartWithoutTrustingThem) {
         {"variable's name", Value(REG_SZ, L"%corvanetest%"), L"%corvanetest% 1804 1804"},
         {"integer", Value(REG_DWORD, L"\x201\0"s), L"1804 513 1804"},
         {"short integer", Value(REG_DWORD, L"\x201"), L"1804 13 1804"},
-        {"texts", Value(REG_MULTI_SZ, L"a\0b\0\0c\0"s), L"1804 1804 0,a,b"},
-        {"unfinished texts", Value(REG_MULTI_SZ, L"a\0bc"s, "x"), L"1804 1804 0,a,bc"},
+        {"texts", Value(REG_MULTI_SZ, L"a\0b\0\0c\0"s), L"1804 1804 0|a|b"},
+        {"unfinished texts", Value(REG_MULTI_SZ, L"a\0bc"s, "x"), L"1804 1804 0|a|bc"},
         {"unknown type", Value(4711, L"ab"), L"1804 1804 1804"},
         {"huge", Value(REG_SZ, std::wstring(512 * 1024, L'x'), "x"), L"234 234 234"},
     };
     const auto reader = Reader(L"");
-    for (const auto& row : rows) {
-        local.keys[L"K"][L""] = row.value;
+    for (const auto& [name, value, outcome] : rows) {
+        local.keys[L"K"][L""] = value;
         reader->Invalidate();
         std::uint32_t integer = 0;
-        const unsigned long error = reader->GetInteger(L"K", L"", integer);
         Strings texts;
-        std::wstring list = std::to_wstring(reader->GetStrings(L"K", L"", texts));
-        for (const std::wstring& text : texts) list += L"," + text;
-        list = std::to_wstring(error != 0 ? error : integer) + L" " + list;
-        EXPECT_EQ(Text(reader, L"") + L" " + list, row.outcome) << row.name;
+        const unsigned long error = reader->GetInteger(L"K", L"", integer);
+        const std::wstring read = Text(reader, L"") + L" " + std::to_wstring(error != 0 ? error : integer) +
+                                  L" " + Joined(reader->GetStrings(L"K", L"", texts), texts);
+        EXPECT_EQ(read, outcome) << name;
     }
     EXPECT_LT(Status("CachedBytes"), 1024) << "an error, without the bytes that came with it";
 }
@@ -196,12 +193,7 @@ TEST_F(RegistryCacheTest, AMachineThatFailsCostsOneAttemptPerInterval) {
     settings.SetStringValue("RetrySeconds", "20");
     settings.SetStringValue("RefreshSeconds", "0");
     const auto reader = Reader(L"far");
-    const struct {
-        unsigned long connectError, openError;
-        int seconds;  // before
-        const wchar_t* text;
-        int connects, unreachable;
-    } rows[] = {
+    const std::tuple<unsigned long, unsigned long, int, const wchar_t*, int, int> rows[] = {
         {ERROR_BAD_NETPATH, 0, 0, L"53", 1, 1},
         {0, 0, 19, L"53", 1, 1},
         {ERROR_LOGON_FAILURE, 0, 1, L"1326", 2, 1},
@@ -211,13 +203,13 @@ TEST_F(RegistryCacheTest, AMachineThatFailsCostsOneAttemptPerInterval) {
         {0, 0, 19, L"1722", 3, 1},
         {0, 0, 1, L"old", 4, 0},  // a connection that broke is made anew
     };
-    for (const auto& row : rows) {
-        clock.AdvanceSeconds(row.seconds);
-        remote.connectError = row.connectError;
-        remote.openError = row.openError;
-        for (int call = 0; call < 3; ++call) EXPECT_EQ(Text(reader), row.text);
-        EXPECT_EQ(remote.connects, row.connects);
-        EXPECT_EQ(Status("UnreachableMachines"), row.unreachable);
+    for (const auto& [connectError, openError, secondsBefore, text, connects, unreachable] : rows) {
+        clock.AdvanceSeconds(secondsBefore);
+        remote.connectError = connectError;
+        remote.openError = openError;
+        for (int call = 0; call < 3; ++call) EXPECT_EQ(Text(reader), text);
+        EXPECT_EQ(remote.connects, connects);
+        EXPECT_EQ(Status("UnreachableMachines"), unreachable);
     }
     const char* const warning =
         "200 The registry of far cannot be read; trying again every 20 seconds. Reason: ";
@@ -232,10 +224,10 @@ TEST_F(RegistryCacheTest, NobodyWaitsForEverBehindAnAttempt) {
     const auto during = [&](unsigned long connectError, const wchar_t* first, const wchar_t* others) {
         remote.connectError = connectError;
         const test::Thread asking([&] { EXPECT_EQ(Text(reader), first); });
-        ::WaitForSingleObject(begun.Get(), INFINITE);
+        begun.wait();
         EXPECT_EQ(Text(Reader(L"near")), L"old");
         EXPECT_EQ(Text(reader), others);
-        ::SetEvent(go.Get());
+        go.signal();
     };
     during(ERROR_BAD_NETPATH, L"53", L"1460");
     clock.AdvanceSeconds(60);
@@ -249,19 +241,17 @@ TEST_F(RegistryCacheTest, ShutdownAbortsEverybodyAndDoesNotWaitForAMachine) {
     const auto read = [&] { EXPECT_EQ(Text(reader), L"995"); };
     {
         const test::Thread asking(read);
-        ::WaitForSingleObject(begun.Get(), INFINITE);
+        begun.wait();
         {
             const test::Thread ending([&] { cache.Shutdown(); }), waiting(read);
         }
-        ::SetEvent(go.Get());
+        go.signal();
     }
     double value = 5;
     std::map<std::wstring, double> values;
-    ::SetLastError(0);
-    EXPECT_EQ(cache.GetPerformanceCounter(L"Thread Count", value), DWORD{ERROR_OPERATION_ABORTED});
-    EXPECT_EQ(::GetLastError(), DWORD{ERROR_OPERATION_ABORTED});
-    EXPECT_EQ(cache.GetPerformanceCounters(values), DWORD{ERROR_OPERATION_ABORTED});
-    EXPECT_EQ(cache.GetReader(L"", reader), DWORD{ERROR_OPERATION_ABORTED});
+    for (const unsigned long error : {cache.GetPerformanceCounter(L"Thread Count", value),
+                                      cache.GetPerformanceCounters(values), cache.GetReader(L"", reader)})
+        EXPECT_EQ(error, DWORD{ERROR_OPERATION_ABORTED});
     read();
     remote.onConnect = nullptr;
     EXPECT_EQ(Text(Reader(L"far")), L"old") << "initialised again";
@@ -298,9 +288,7 @@ TEST_F(RegistryCacheTest, GivesMessageFilesAsTheyAreReachedFromHere) {
         Value(REG_EXPAND_SZ, L"%SYSTEMROOT%\\a.dll; C:\\b c.dll ;;%SystemRoot%%x%;d.dll;\\\\s\\t;1:\\; ");
     Strings files;
     const auto get = [&](const auto& reader, const wchar_t* source) {
-        std::wstring list = std::to_wstring(reader->GetSecurityMessageFiles(source, files));
-        for (const std::wstring& file : files) list += L"|" + file;
-        return list;
+        return Joined(reader->GetSecurityMessageFiles(source, files), files);
     };
     EXPECT_EQ(get(here, L"S"), LR"(0|E:\Here\a.dll|C:\b c.dll|E:\Here%x%|d.dll|\\s\t|1:\)");
     const std::wstring reached = LR"(|\\far\D$\Win\a.dll|\\far\C$\b c.dll|\\far\D$\Win%x%|d.dll|\\s\t|1:\)";
@@ -325,5 +313,45 @@ TEST_F(RegistryCacheTest, RefusesWhatIsNoName) {
     EXPECT_EQ(cache.GetReader(L"more", none), 0U);
 }
 
+// --- the registry of this machine ---
+
+TEST(LocalRegistry, NoticesChangesAtOnceAndHasAllCountersOrNone) {
+    const std::wstring path = L"SYSTEM\\CorvaneRegistryTest" + std::to_wstring(::GetCurrentProcessId());
+    const auto set = [](const std::wstring& key, std::size_t length) {
+        const std::wstring text(length, L'x');
+        ::SHSetValueW(HKEY_LOCAL_MACHINE, key.c_str(), L"v", REG_SZ, text.c_str(),
+                      static_cast<DWORD>(length) * DWORD{2});
+    };
+    ::SHDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());  // of a killed process of the same number
+    RegistryCache cache;
+    EnvironmentBlock settings;
+    settings.SetStringValue("RefreshSeconds", "86400");
+    cache.Initialize(settings);
+    std::shared_ptr<IRegistryCacheReader> reader;
+    EXPECT_EQ(cache.GetReader(L".", reader), 0U);
+    std::wstring text;
+    Strings names;
+    for (const std::size_t length : {1U, 511U, 512U, 513U, 5000U, 500'000U}) {
+        set(path, length);
+        for (int read = 0; read < 2; ++read) {
+            EXPECT_EQ(reader->GetString(path, L"V", text), 0U);
+            EXPECT_EQ(text, std::wstring(length, L'x'));
+        }
+    }
+    set(path, 600'000);
+    EXPECT_EQ(reader->GetString(path, L"v", text), DWORD{ERROR_MORE_DATA});
+    EXPECT_EQ(reader->GetString(path, L"none", text), DWORD{ERROR_FILE_NOT_FOUND});
+    EXPECT_EQ(Joined(reader->GetSubkeys(path, names), names), L"0");
+    set(path + L"\\Sub", 0);
+    EXPECT_EQ(Joined(reader->GetSubkeys(path, names), names), L"0|Sub");
+    ::SHDeleteKeyW(HKEY_LOCAL_MACHINE, path.c_str());
+
+    double threads = 0;  // Wine has none of the counters, Windows all
+    std::map<std::wstring, double> values;
+    const unsigned long error = cache.GetPerformanceCounter(L"Thread Count", threads);
+    EXPECT_EQ(cache.GetPerformanceCounters(values), error);
+    EXPECT_EQ(error, values.empty() ? DWORD{ERROR_NOT_FOUND} : 0U);
+    EXPECT_EQ(threads >= 1, error == 0);
+}
+
 }  // namespace
-}  // namespace WindowsAgentCommon

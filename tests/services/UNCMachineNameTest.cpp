@@ -1,4 +1,3 @@
-#include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/Encoding.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "services/NameSystem.h"
@@ -12,7 +11,8 @@
 
 #include <sstream>
 
-namespace WindowsAgentCommon {
+using namespace WindowsAgentCommon;
+
 namespace {
 
 using Machine = std::shared_ptr<UNCMachineName>;
@@ -73,8 +73,7 @@ TEST_F(UNCMachineNameTest, NameDecidesWhatIsAskedAndEachCallAsksAgain) {
 }
 
 TEST_F(UNCMachineNameTest, FirstAddressIsKeptAndEverythingIsLogged) {
-    test::LogLines lines;
-    CorvaneLogger::CV_Logger::Logger("Device.UNCMachineName").Reset(&lines.base);
+    const test::LogLines lines("Device.UNCMachineName");
     Addresses known = {0, 2, 1};  // 0 cannot be converted
     onQuery = [&known](auto& query, auto& addresses) { return addresses = known, query == "srv:8 "; };
     const Machine machine = Get("srv");
@@ -87,7 +86,6 @@ TEST_F(UNCMachineNameTest, FirstAddressIsKeptAndEverythingIsLogged) {
                               "400 DNSQuery converted srv to \\\\10.0.0.2\n" +
                               "400 DNSQuery also found srv => \\\\10.0.0.1\n" + again +
                               "400 DNSQuery also found srv => \\\\10.0.0.9\n");
-    CorvaneLogger::CV_Logger::TheLogger().FixBaseLoggers();
 }
 
 TEST_F(UNCMachineNameTest, ThreadsThatAskDnsHoldNobodyUpAndAgreeOnOneAddress) {
@@ -151,4 +149,3 @@ TEST_F(UNCMachineNameTest, FactorySeesANewAddressOfThisMachineWithinTenSeconds) 
 }
 
 }  // namespace
-}  // namespace WindowsAgentCommon

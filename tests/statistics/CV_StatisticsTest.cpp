@@ -1,11 +1,10 @@
 #include "WindowsAgentCommon/CV_Statistics.h"
 
-#include "CorvaneLogger/CV_Logger.h"
-#include "CorvaneLogger/Levels.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/SimpleEPS.h"
 #include "statistics/StatisticsAccess.h"
 #include "tests/support/FakeClock.h"
+#include "tests/support/LogLines.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Thread.h"
 
@@ -17,26 +16,19 @@
 #include <map>
 #include <vector>
 
-namespace WindowsAgentCommon {
+using namespace WindowsAgentCommon;
+
 namespace {
 
 using CorvaneLogger::CV_Logger;
 using detail::StatisticsAccess;
 
-/// A registry of the test's own at 12:00:00, which is local time as well. The working folder is the test's,
-/// and what is logged under "Code" and "Stats" goes to "all.log" in it.
-class CV_StatisticsTest : public testing::Test {
-protected:
+/// A registry of the test's own at 12:00:00, which is local time as well. The working folder is the test's.
+struct CV_StatisticsTest : testing::Test {
     CV_StatisticsTest() {
         ::_putenv("TZ=UTC0");
         ::_tzset();
-        Destination("all", "File", {{"Prefix", ""}, {"File", folder.Narrow("all.log")}});
-        for (const char* name : {"Code", "Stats"}) {
-            logger.addBaseLogger(name, CorvaneLogger::kLevelDebug);
-            logger.addDstToBaseLogger(name, "all");
-        }
-        logger.FixBaseLoggers();
-        stats = StatisticsAccess::Make();
+        lines.base.SetLevel(CorvaneLogger::kLevelDebug);
     }
     ~CV_StatisticsTest() override {
         for (int time = 0; time < 2; ++time) logger.flushDsts();  // closes the files
@@ -44,7 +36,6 @@ protected:
     }
 
     using Params = std::map<std::string, std::string>;
-
     CorvaneLogger::LogDst* Destination(const char* name, const char* cls, Params params) {
         CorvaneLogger::LogDst* const destination = logger.addDest(name, cls);
         destination->setup(params);
@@ -78,19 +69,14 @@ protected:
         clock.OnSleep(nullptr);
     }
 
-    std::string TakeLog() {
-        logger.flushDsts();
-        logger.flushDsts();
-        const std::string text = folder.Read(L"all.log");
-        ::DeleteFileW(folder.Path(L"all.log").c_str());
-        return text;
-    }
+    std::string TakeLog() { return std::exchange(lines.text, ""); }
 
     test::TempFolder folder;
     const BOOL moved = ::SetCurrentDirectoryW(folder.Path().c_str());  // before there is a logger
     test::FakeClock clock;
     CV_Logger& logger = CV_Logger::TheLogger();
-    std::unique_ptr<CV_Statistics> stats;
+    test::LogLines lines{"Code.Statistics"};
+    const std::unique_ptr<CV_Statistics> stats = StatisticsAccess::Make();
 };
 
 TEST_F(CV_StatisticsTest, NameIsRegisteredOnceAndOnlyAsAKnownType) {
@@ -102,10 +88,10 @@ TEST_F(CV_StatisticsTest, NameIsRegisteredOnceAndOnlyAsAKnownType) {
     EXPECT_EQ(stats->Register("A", "Counter"), stat) << "the one there is, whatever its type";
     EXPECT_EQ(stats->Find("A"), stat);
     EXPECT_FALSE(stats->Register("B", "Counter"));
-    const std::string tag = "DEBUG Code.Statistics : ", start = tag + "Starting transaction to Register ";
-    EXPECT_EQ(TakeLog(), start + "SimpleEPS A\n" + start + "Counter A\n" + tag +
-                             "Register Counter A already exists\n" + start + "Counter B\n" + tag +
-                             "Register Counter B - Unknown statistic type\n");
+    const std::string start = "400 Starting transaction to Register ";
+    EXPECT_EQ(TakeLog(), start + "SimpleEPS A\n" + start + "Counter A\n" +
+                             "400 Register Counter A already exists\n" + start + "Counter B\n" +
+                             "400 Register Counter B - Unknown statistic type\n");
     const auto known = Reg_SimpleEPS("A");
     EXPECT_EQ(CV_Statistics::TheStats().Find("A"), known);
 }
@@ -126,23 +112,21 @@ TEST_F(CV_StatisticsTest, TicksAreAMinuteApartWhateverTheClockIsSetToAndLateOnes
 }
 
 TEST_F(CV_StatisticsTest, ReportsAreWrittenAsOftenAsTheDestinationSays) {
-    const struct {
-        std::string first, later;  // "ReportEvery", and from the third minute on
-        std::string reports;       // in which minutes there are some
-    } rows[] = {
+    // "ReportEvery", and from the third minute on; in which minutes there are reports
+    const std::tuple<std::string, std::string, std::string> rows[] = {
         {"1", "3", "1 2 5 8 "}, {"5 minutes", "", "5 "}, {"often", "-1", ""}, {"99999999999", "2", "3 5 7 "}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.first + ", " + row.later);
-        Reporter({{"ReportEvery", row.first}});
+    for (const auto& [every, later, expected] : rows) {
+        SCOPED_TRACE(every + ", " + later);
+        Reporter({{"ReportEvery", every}});
         ::DeleteFileW(folder.Path(L"r.txt").c_str());
         stats->Init();
         std::string reports;
-        Run(9, [&](int tick) {
+        Run(9, [&, &later = later](int tick) {
             if (folder.Read(L"r.txt").size() > 10) reports += std::to_string(tick - 1) + " ";
             ::DeleteFileW(folder.Path(L"r.txt").c_str());
-            if (tick == 3) Reporter(row.later.empty() ? Params() : Params{{"ReportEvery", row.later}});
+            if (tick == 3) Reporter(later.empty() ? Params() : Params{{"ReportEvery", later}});
         });
-        EXPECT_EQ(reports, row.reports);
+        EXPECT_EQ(reports, expected);
     }
 }
 
@@ -150,9 +134,7 @@ TEST_F(CV_StatisticsTest, ReportReplacesTheOneBeforeBehindWhatTheFileHeldAndLeav
     folder.Write(L"r.txt", "older\n");
     CorvaneLogger::LogDst* const destination = Reporter({{"ReportEvery", "7"}});
     stats->Init();
-    EXPECT_EQ(TakeLog(),
-              "INFO  Code.Statistics : CorvaneStats configured as a LogReporterDst reporting every "
-              "7 minutes\n");
+    EXPECT_EQ(TakeLog(), "300 CorvaneStats configured as a LogReporterDst reporting every 7 minutes\n");
     const auto stat = std::make_shared<SimpleEPS>("b 2");
     StatisticsAccess::Add(*stats, stat);
     stats->Register("Z", "SimpleEPS");
@@ -170,11 +152,11 @@ TEST_F(CV_StatisticsTest, ReportReplacesTheOneBeforeBehindWhatTheFileHeldAndLeav
     EXPECT_EQ(folder.Read(L"r.txt"),
               "older\nStat Collection from 03-01 12:00:00 to 03-01 11:05:00 : \n"
               "Z 0 Minutes: \nb 2 2 Minutes: 16 2.00 \n\n\n");
-    EXPECT_EQ(TakeLog(), "DEBUG Code.Statistics : Saved 2 stats lines in " + folder.Narrow("r.txt") + "\n");
+    EXPECT_EQ(TakeLog(), "400 Saved 2 stats lines in " + folder.Narrow("r.txt") + "\n");
     const std::string bad = folder.Narrow("none\\r.txt");
     Reporter({{"File", bad}});
     stats->Report(destination);
-    EXPECT_EQ(TakeLog(), "ERROR Code.Statistics : Unable to save 2 stats lines in " + bad + "\n");
+    EXPECT_EQ(TakeLog(), "100 Unable to save 2 stats lines in " + bad + "\n");
     stats->Init();  // which cannot open the file either
     ::CreateDirectoryW(folder.Path(L"none").c_str(), nullptr);
     folder.Write(L"none\\r.txt", "older\n");
@@ -203,21 +185,21 @@ TEST_F(CV_StatisticsTest, TimesAreInTheDestinationsPatternAndCutTo20Characters) 
 TEST_F(CV_StatisticsTest, OtherDestinationsGetTheReportAsInfoMessagesOfStats) {
     CorvaneLogger::LogDst* const destination =
         Destination("CorvaneStats", "RollingFile", {{"File", folder.Narrow("o.log")}});
+    const test::LogLines reports("Stats");
     stats->Init();
     stats->Register("100%s", "SimpleEPS");
-    TakeLog();
     stats->Report(destination);
-    EXPECT_EQ(TakeLog(),
-              "INFO  Stats : Stat Collection from 03-01 12:00:00 to 03-01 12:00:00 : \n"
-              "INFO  Stats : 100%s 0 Minutes: \nINFO  Stats : \n\n\n");
+    EXPECT_EQ(reports.text,
+              "300 Stat Collection from 03-01 12:00:00 to 03-01 12:00:00 : \n"
+              "300 100%s 0 Minutes: \n300 \n\n\n");
     EXPECT_EQ(folder.Read(L"o.log"), "") << "deliberately only where the category is configured to go";
 }
 
 TEST_F(CV_StatisticsTest, WithoutADestinationReportsAreAppendedToStatisticsTxtEvery5Minutes) {
     stats->Init();
-    EXPECT_EQ(TakeLog(),
-              "INFO  Code.Statistics : CorvaneStats not configured in logconfig.xml, setting up "
-              "defaults statistics collection\n");
+    EXPECT_EQ(
+        TakeLog(),
+        "300 CorvaneStats not configured in logconfig.xml, setting up defaults statistics collection\n");
     Run(10);
     const std::string start = "Stat Collection from 03-01 12:00:00 to 03-01 12:";
     EXPECT_EQ(folder.Read(L"Statistics.txt"),
@@ -234,20 +216,19 @@ TEST_F(CV_StatisticsTest, CloseWritesALastReportAndEmptiesTheRegistry) {
     stat->Add(60);
     EXPECT_EQ(stats->close(), 0);
     EXPECT_NE(folder.Read(L"r.txt").find(" : \ns 1 Minutes: 1.00 \n\n\n"), std::string::npos);
-    EXPECT_NE(TakeLog().find(": Starting transaction to Collect stats on the last minute\n"),
+    EXPECT_NE(TakeLog().find("400 Starting transaction to Collect stats on the last minute\n"),
               std::string::npos);
     EXPECT_FALSE(stats->Find("s"));
 }
 
 TEST_F(CV_StatisticsTest, InitBesideCloseDoesNotKeepTheThreadGoing) {
     Destination("CorvaneStats", "RollingFile", {{"File", folder.Narrow("o.log")}});
-    for (const char* name : {"Code", "Stats"}) logger.addBaseLogger(name, CorvaneLogger::kLevelWarn);
+    logger.addBaseLogger("Stats", CorvaneLogger::kLevelWarn);
+    lines.base.SetLevel(CorvaneLogger::kLevelWarn);
     std::atomic<bool> closed{false};
     EXPECT_EQ(stats->open(), 0);
     const test::Thread thread([&] {
-        for (int i = 0; i < 300000 && !closed; ++i, ::Sleep(0)) stats->Init();
-        EXPECT_TRUE(closed);
-        while (!closed) StatisticsAccess::SetRunning(*stats, false);
+        for (; !closed; ::Sleep(0)) stats->Init();
     });
     stats->close();
     closed = true;
@@ -255,7 +236,7 @@ TEST_F(CV_StatisticsTest, InitBesideCloseDoesNotKeepTheThreadGoing) {
 
 TEST_F(CV_StatisticsTest, RegisterFindAndReportMayRunBesideTicksAndClose) {
     CorvaneLogger::LogDst* const destination = Reporter({{"ReportEvery", "1"}});
-    logger.addBaseLogger("Code", CorvaneLogger::kLevelWarn);
+    lines.base.SetLevel(CorvaneLogger::kLevelWarn);
     stats->Init();
     std::atomic<bool> go{true};
     std::deque<test::Thread> threads;
@@ -278,4 +259,3 @@ TEST_F(CV_StatisticsTest, RegisterFindAndReportMayRunBesideTicksAndClose) {
 }
 
 }  // namespace
-}  // namespace WindowsAgentCommon

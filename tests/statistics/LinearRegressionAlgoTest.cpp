@@ -7,19 +7,15 @@
 #include <cfloat>
 #include <limits>
 
-namespace WindowsAgentCommon {
+using namespace WindowsAgentCommon;
+
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 using Line = std::pair<double, double>;
 
 TEST(LinearRegressionAlgo, FitsALineThroughTheSamplesItStillHas) {
-    const struct {
-        const char* what;
-        unsigned int capacity;
-        std::vector<Line> samples;
-        Line line, averages;
-    } rows[] = {
+    const std::tuple<const char*, unsigned int, std::vector<Line>, Line, Line> rows[] = {
         {"one", 4, {{1, 2}}, {0, 0}, {0, 0}},
         {"the oldest drops out", 3, {{0, 99}, {1, 2}, {2, 4}, {3, 6}}, {2, 0}, {2, 4}},
         {"no line", 4, {{0, 1}, {0, 3}, {4, 5}, {4, 7}}, {1, 2}, {2, 4}},
@@ -28,13 +24,13 @@ TEST(LinearRegressionAlgo, FitsALineThroughTheSamplesItStillHas) {
         {"equal x, rounded mean", 3, {{.1, 1}, {.1, 2}, {.1, 6}}, {kInfinity, kInfinity}, {.1 + 1e-17, 3}},
     };
     ::_control87(_PC_53, _MCW_PC);  // the precision in most compilers' programs
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.what);
-        LinearRegressionAlgo regression(row.capacity);
-        for (const Line& sample : row.samples) regression.AddSample(sample.first, sample.second);
-        EXPECT_EQ(regression.GetSampleCount(), std::min<std::size_t>(row.samples.size(), row.capacity));
-        EXPECT_EQ(regression.Compute(), row.line);
-        EXPECT_EQ(Line(regression.GetXRollingAverage(), regression.GetYRollingAverage()), row.averages);
+    for (const auto& [what, capacity, samples, line, averages] : rows) {
+        SCOPED_TRACE(what);
+        LinearRegressionAlgo regression(capacity);
+        for (const auto& [x, y] : samples) regression.AddSample(x, y);
+        EXPECT_EQ(regression.GetSampleCount(), std::min<std::size_t>(samples.size(), capacity));
+        EXPECT_EQ(regression.Compute(), line);
+        EXPECT_EQ(Line(regression.GetXRollingAverage(), regression.GetYRollingAverage()), averages);
         regression.Clear();
         EXPECT_EQ(regression.Compute(), Line(0, 0));
         EXPECT_EQ(regression.GetSampleCount(), 0u);
@@ -55,19 +51,14 @@ TEST(LinearRegressionAlgo, SetDataReplacesAllOrNothing) {
     EXPECT_EQ(regression.Compute(), Line(0, 0));
 }
 
-TEST(LinearRegressionAlgo, CopiesHaveSamplesOfTheirOwnAndAveragesUseADerivedFit) {
-    struct Derived : LinearRegressionAlgo {
-        using LinearRegressionAlgo::LinearRegressionAlgo;
-        Line Compute() override { return ++calls, LinearRegressionAlgo::Compute(); }
-        int calls = 0;
-    } first(3);
+TEST(LinearRegressionAlgo, CopiesHaveSamplesOfTheirOwn) {
+    LinearRegressionAlgo first(3);
     for (int i = 0; i < 5; ++i) first.AddSample(i, i * i);
     LinearRegressionAlgo second(first);
-    second = second;
+    second = *&second;
     second.AddSample(5, 25);
     EXPECT_EQ(second.GetXRollingAverage(), 4);
     EXPECT_EQ(first.GetXRollingAverage(), 3);
-    EXPECT_EQ(first.calls, 1);
 }
 
 TEST(LinearRegressionAlgo, NoReaderSeesHalfASampleAndAssigningBothWaysDoesNotLock) {
@@ -88,4 +79,3 @@ TEST(LinearRegressionAlgo, NoReaderSeesHalfASampleAndAssigningBothWaysDoesNotLoc
 }
 
 }  // namespace
-}  // namespace WindowsAgentCommon

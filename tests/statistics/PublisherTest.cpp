@@ -8,13 +8,12 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <limits>
+#include <cstdint>
 #include <sstream>
 
-namespace WindowsAgentCommon {
-namespace {
+using namespace WindowsAgentCommon;
 
-using Limits = std::numeric_limits<std::int64_t>;
+namespace {
 
 std::string Text(const std::string& name, const StatisticValue& value) {
     std::ostringstream text;
@@ -63,8 +62,7 @@ TEST(PublishingProfileBase, InstanceGetsACopyOfTheDefaultsAtItsFirstUpdate) {
     EXPECT_EQ(profile.Show(), "a=7 b=1 a=7 b=1 a=2 b=5 ") << "by instance, the defaults first";
 }
 
-class PublisherTest : public testing::Test {
-protected:
+struct PublisherTest : testing::Test {
     test::FakeClock clock;
     std::shared_ptr<Profile> profile = std::make_shared<Profile>();
     std::shared_ptr<IPublishingProfile> published = profile;
@@ -78,25 +76,21 @@ TEST_F(PublisherTest, TickPublishesTheRateSinceTheLastOneAndWhatFollowsFromIt) {
     EXPECT_EQ(profile->text, "") << "not initialised";
     publisher.Initialize(1000);  // longer than the test's time: only the test ticks
     const std::string none = "TrendCoeff1=inf TrendCoeff2=inf Trend=N/A ";
-    const struct {
-        std::int64_t added;
-        std::string text, trend;
-    } rows[] = {
+    const std::tuple<std::int64_t, std::string, std::string> rows[] = {
         {10000, "Current=10 Maximum=10 Average=10 RollingAverage=10 " + none, ""},
         {0, "Current=0 Maximum=10 Average=5 RollingAverage=5 ", "Trend=N/A "},
         {20000, "Current=20 Maximum=20 Average=10 RollingAverage=10 TrendCoeff1=1 ", "Upwards "},
         {-80000, "Current=-80 Maximum=20 Average=-12.5 RollingAverage=-12.5 TrendCoeff1=-5 ", "Steep "}};
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.text);
-        *counter += row.added;
+    for (const auto& [added, text, trend] : rows) {
+        *counter += added;
         clock.AdvanceSeconds(5);
         clock.SetBySeconds(3600);
         profile->text.clear();
         publisher.OnTimerExpired(0);
-        EXPECT_EQ(profile->text.substr(0, row.text.size()), row.text);
-        EXPECT_EQ(profile->text.substr(profile->text.size() - row.trend.size()), row.trend);
+        EXPECT_EQ(profile->text.substr(0, text.size()), text);
+        EXPECT_EQ(profile->text.substr(profile->text.size() - trend.size()), trend) << text;
     }
-    for (const std::int64_t count : {Limits::min(), Limits::max()}) {  // the difference is -1, in 64 bits
+    for (const std::int64_t count : {INT64_MIN, INT64_MAX}) {  // the difference is -1, in 64 bits
         profile->text.clear();
         *counter = count;
         publisher.OnTimerExpired(0);
@@ -155,4 +149,3 @@ TEST_F(PublisherTest, TimerTicksAndShutdownWaitsForATickAtWork) {
 }
 
 }  // namespace
-}  // namespace WindowsAgentCommon

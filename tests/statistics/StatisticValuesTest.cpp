@@ -1,14 +1,15 @@
 #include "WindowsAgentCommon/AggregatedStatistics.h"
+#include "WindowsAgentCommon/InstanceStatisticsSet.h"
 #include "WindowsAgentCommon/SimpleStatistic.h"
+#include "tests/support/FakeClock.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 
-#include "tests/support/FakeClock.h"
+using namespace WindowsAgentCommon;
 
-namespace WindowsAgentCommon {
 namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
@@ -39,6 +40,21 @@ TEST(SimpleStatistic, OnlyAnotherValueIsCollected) {
     EXPECT_EQ(statistic.GetCollectedTimestamp().sec(), std::numeric_limits<std::int32_t>::max());
     EXPECT_TRUE(statistic < SimpleStatistic("a", "", {1, true}));
     EXPECT_FALSE(SimpleStatistic("\xC3\xA4", "", {1, true}) < SimpleStatistic("z", "", {1, true}));
+}
+
+TEST(InstanceStatisticsSet, VisitsWhatItHeldWhenTheVisitBegan) {
+    struct : InstanceStatisticsSet, IStatisticsVisitor {
+        void Visit(const std::shared_ptr<IStatistic>& statistic) override {
+            std::shared_ptr<IStatistic> another = std::make_shared<SimpleStatistic>();
+            UpdateStatistic(1, another);
+            seen.insert(statistic);
+        }
+        std::set<std::shared_ptr<IStatistic>> seen;
+    } set;
+    std::shared_ptr<IStatistic> one = std::make_shared<SimpleStatistic>();
+    for (const int instance : {1, 1, -1}) set.UpdateStatistic(instance, one);
+    EXPECT_TRUE(set.VisitStatisticsByInstance(1, &set) && !set.VisitStatisticsByInstance(2, &set));
+    EXPECT_EQ(set.seen, std::set{one});
 }
 
 TEST(AggregatedStatistics, BeginsWithInfinitiesAndFollowsItsSamples) {
@@ -127,4 +143,3 @@ TEST(AggregatedStatistics, TendenciesHaveTheirBoundsAndTexts) {
 }
 
 }  // namespace
-}  // namespace WindowsAgentCommon

@@ -11,13 +11,14 @@ namespace WindowsAgentCommon::test {
 /// A base logger at trace level whose lines can be read, as "<level> <message>" and a line feed each.
 struct LogLines : CorvaneLogger::LogDst {
     LogLines() : LogDst("lines", "Lines") { base.AddDest(this); }
-    /// Takes the lines of a category of the registry as long as it lives.
+    /// What is logged under the category comes here as long as the object lives.
     explicit LogLines(const std::string& category) : LogLines() {
-        CorvaneLogger::CV_Logger::Logger(category).Reset(&base);
-        isInRegistry = true;
+        logger_ = &CorvaneLogger::CV_Logger::Logger(category);
+        before_ = logger_->Base();
+        logger_->Reset(&base);
     }
     ~LogLines() override {
-        if (isInRegistry) CorvaneLogger::CV_Logger::TheLogger().FixBaseLoggers();
+        if (logger_ != nullptr) logger_->Reset(before_);
     }
     bool accept(int) override { return true; }
     void log(int level, const char*, const char*, unsigned int, const char* message) override {
@@ -26,7 +27,10 @@ struct LogLines : CorvaneLogger::LogDst {
 
     CorvaneLogger::BaseLogger base{"Code", CorvaneLogger::kLevelTrace};
     std::string text;
-    bool isInRegistry = false;
+
+private:
+    CorvaneLogger::ALogger* logger_ = nullptr;
+    CorvaneLogger::BaseLogger* before_ = nullptr;
 };
 
 }  // namespace WindowsAgentCommon::test
