@@ -16,6 +16,7 @@
 
 #include <cwchar>
 #include <limits>
+#include <utility>
 
 #include "foundation/Win32.h"
 
@@ -78,42 +79,43 @@ InitializeResult DiskManager::Initialize(const EnvironmentBlock& settings) {
     bool enabled = true;
     enabled_ = false;
     SetAccount(0, 0);
-    basePath_.clear();
+    std::wstring basePath;
     helper.GetBooleanValue("Enabled", enabled, true);
     if (enabled) {
         std::uint64_t capacity = kDefaultCapacity;
         helper.GetIntegerValue("Capacity", capacity, kDefaultCapacity);
         constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
         capacity = capacity > kMost >> kBytesPerMiBShift ? kMost : capacity << kBytesPerMiBShift;
-        helper.GetStringValue("BasePath", basePath_, DefaultBasePath());
-        PrepareBasePath();
-        SetAccount(capacity, MeasureContent(capacity));
+        helper.GetStringValue("BasePath", basePath, DefaultBasePath());
+        PrepareBasePath(basePath);
+        SetAccount(capacity, MeasureContent(basePath, capacity));
         enabled_ = capacity != 0;
     }
+    if (basePath != basePath_) basePath_ = std::move(basePath);  // else whoever holds the reference keeps it
     SetInitialized(true);
     return InitializeResult::kDone;
 }
 
-void DiskManager::PrepareBasePath() {
-    unsigned long error = CreateDirectoryRecursive(basePath_);
+void DiskManager::PrepareBasePath(std::wstring& basePath) const {
+    unsigned long error = CreateDirectoryRecursive(basePath);
     if (error != ERROR_SUCCESS) {
-        Refuse(log_, "Directory specified by BasePath (%s) does not exist and cannot be created.", basePath_,
+        Refuse(log_, "Directory specified by BasePath (%s) does not exist and cannot be created.", basePath,
                error);
     }
     wchar_t full[MAX_PATH];
-    const DWORD length = ::GetFullPathNameW(basePath_.c_str(), MAX_PATH, full, nullptr);
+    const DWORD length = ::GetFullPathNameW(basePath.c_str(), MAX_PATH, full, nullptr);
     error = length == 0 ? ::GetLastError() : ERROR_FILENAME_EXCED_RANGE;
     if (length == 0 || length >= MAX_PATH) {
         Refuse(log_, "Directory specified by BasePath (%s) has no absolute path of less than 260 characters.",
-               basePath_, error);
+               basePath, error);
     }
-    basePath_.assign(full, length);
+    basePath.assign(full, length);
 }
 
-std::uint64_t DiskManager::MeasureContent(std::uint64_t capacity) const {
-    const std::string path = ToUTF8(basePath_);
+std::uint64_t DiskManager::MeasureContent(const std::wstring& basePath, std::uint64_t capacity) const {
+    const std::string path = ToUTF8(basePath);
     LARGE_INTEGER size = {};
-    const unsigned long error = GetDirectoryContentSize(basePath_, size);
+    const unsigned long error = GetDirectoryContentSize(basePath, size);
     if (error != ERROR_SUCCESS) {
         log_->Warn("BasePath (%s) cannot be measured as a whole -- %s", path.c_str(),
                    LastError(error).c_str());

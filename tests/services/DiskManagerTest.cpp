@@ -125,6 +125,7 @@ TEST_F(DiskManagerTest, AFolderThatCannotBeUsedIsRefusedInTheLogAndByException) 
             EXPECT_EQ(failure.GetLastError(), error);
         }
         EXPECT_FALSE(manager->IsInitialized());
+        EXPECT_EQ(manager->GetBasePath(), L"");
     }
     Initialize({"BasePath=" + temp.Narrow("good")});
 }
