@@ -155,8 +155,11 @@ void TOLVLogMonitor::Initialize(const std::multimap<std::string, std::string>& s
     } else {
         state.sender = makeSender(senderSettings(helper, target));
     }
-    Guard guard(lock_);
-    std::swap(state_, state);
+    {
+        Guard guard(lock_);
+        std::swap(state_, state);
+    }
+    if (state.sender) state.sender->Close(kShutdownMs);  // that of an Initialize meanwhile
 }
 
 void TOLVLogMonitor::OnMessage(MessageLevel_t level, const std::string& category,
