@@ -36,7 +36,7 @@ protected:
         } catch (const InitializationException& failure) {
             EXPECT_EQ("ClientConfigurationHelper", failure.GetFile());
             const std::string last = std::string("100 ") + failure.what() + "\n";
-            EXPECT_EQ(last, lines.text.substr(lines.text.find("100 ")));
+            EXPECT_EQ(last, lines.text.substr(lines.text.rfind("100 ")));
             return failure.GetFunction() + " " + std::to_string(failure.GetLine());
         }
         return "none";
@@ -86,7 +86,7 @@ TEST_F(ClientConfigurationHelperTest, SaysWhereAndWhyItFailed) {
     } rows[] = {
         {"TestOtherService", "Initialize 47", "Initialize 70", sure},
         {"TestEmptyModule", load, load, missing},
-        {"TestThrowingModule", load, load, missing},
+        {"TestThrowingModule", load, load, "100 Unable to make service TestThrowingModule: meant\n"},
         {"NoSuchModule", load, load, missing},
         {"", load, load, missing},
         {"A", load, load, missing},

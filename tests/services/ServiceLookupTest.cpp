@@ -34,7 +34,8 @@ TEST(ServiceLookup, FindsWhatTheRegisteredFactoryKnowsAndLogsEachFailureOnce) {
         {"no factory", new ACE_Service_Object, "PayloadFactory", false, noFactory},
         {"unknown service", new test::TestFactory, "Foo", false, "400 Unable to get service Foo\n"},
         {"known service", new test::TestFactory, "Known", true, ""},
-        {"a factory that throws", new ThrowingFactory, "Known", false, ""},
+        {"a factory that throws", new ThrowingFactory, "Known", false,
+         "100 Unable to get service Known: unknown exception\n"},
         {"nothing kept of it", nullptr, "Known", false, noFactory},
     };
     for (const auto& row : rows) {
