@@ -3,6 +3,7 @@
 #include "CorvaneLogger/CV_Logger.h"
 
 #include "WindowsAgentCommon/Encoding.h"
+#include "foundation/Files.h"
 #include "foundation/Path.h"
 #include "foundation/Win32Handle.h"
 #include "logging/LogConfig.h"
@@ -39,15 +40,10 @@ DWORD ReadWhole(const std::wstring& path, std::string& text) {
     if (::GetFileType(file.Get()) != FILE_TYPE_DISK) return ERROR_BAD_FILE_TYPE;  // reading might never end
     text.resize(detail::kConfigFileLimit + 1);
     std::size_t size = 0;
-    for (;;) {
-        DWORD got = 0;
-        if (!::ReadFile(file.Get(), text.data() + size, static_cast<DWORD>(text.size() - size), &got,
-                        nullptr))
-            return ::GetLastError();
-        if (got == 0) break;
-        size += got;
-        if (size == text.size()) return ERROR_FILE_TOO_LARGE;
-    }
+    const DWORD error =
+        WindowsAgentCommon::detail::ReadUpTo(file.Get(), text.data(), text.size(), size);
+    if (error != ERROR_SUCCESS) return error;
+    if (size == text.size()) return ERROR_FILE_TOO_LARGE;
     text.resize(size);
     return ERROR_SUCCESS;
 }

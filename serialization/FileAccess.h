@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "foundation/Files.h"
 #include "foundation/Win32Handle.h"
 
 #include "foundation/Win32.h"
@@ -12,9 +13,6 @@ namespace WindowsAgentCommon::detail {
 
 /// \file
 /// Whole files and their times, as the file functions share them. Errors are Windows error codes.
-
-/// Files are read and written in pieces of at most this many bytes.
-constexpr DWORD kFilePiece = 64 * 1024;
 
 /// Opens an existing file for reading. sharing: what others may do meanwhile; by default all. The handle is
 /// invalid on failure, GetLastError() tells why.
