@@ -10,8 +10,8 @@ namespace WindowsAgentCommon::detail {
 /// call with more than some 64 MB fails on a file of another machine.
 constexpr DWORD kFilePiece = 64 * 1024;
 
-/// Reads on, up to size bytes. read: how many came, fewer where the file ends before; those before the failure
-/// on failure. Returns the Windows error code.
+/// Reads on, up to size bytes. read: how many came, fewer where the file ends before; those before the
+/// failure on failure. Returns the Windows error code.
 DWORD ReadUpTo(HANDLE file, char* data, std::size_t size, std::size_t& read) noexcept;
 
 }  // namespace WindowsAgentCommon::detail

@@ -40,8 +40,7 @@ DWORD ReadWhole(const std::wstring& path, std::string& text) {
     if (::GetFileType(file.Get()) != FILE_TYPE_DISK) return ERROR_BAD_FILE_TYPE;  // reading might never end
     text.resize(detail::kConfigFileLimit + 1);
     std::size_t size = 0;
-    const DWORD error =
-        WindowsAgentCommon::detail::ReadUpTo(file.Get(), text.data(), text.size(), size);
+    const DWORD error = WindowsAgentCommon::detail::ReadUpTo(file.Get(), text.data(), text.size(), size);
     if (error != ERROR_SUCCESS) return error;
     if (size == text.size()) return ERROR_FILE_TOO_LARGE;
     text.resize(size);

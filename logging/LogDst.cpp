@@ -108,7 +108,8 @@ const char* LogDst::getPrefix() noexcept {
 void LogDst::formatStamp(std::int64_t milliseconds) noexcept {
     if (lastStampMs_ < 0 || milliseconds / 1000 != lastStampMs_ / 1000) {
         const std::tm local = detail::LocalTime(milliseconds / 1000 - kUnixEpoch);
-        stampLen_ = static_cast<std::uint32_t>(std::strftime(prefix_, kStampSize, prefixPattern_, &local));
+        stampLen_ =
+            static_cast<std::uint32_t>(detail::FormatTime(prefix_, kStampSize, prefixPattern_, local));
     }
     const int fraction = static_cast<int>(milliseconds % 1000);
     char* at = prefix_ + stampLen_;
