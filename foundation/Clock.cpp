@@ -1,5 +1,7 @@
 #include "foundation/Clock.h"
 
+#include "foundation/FileTime.h"
+
 #include "foundation/Win32.h"
 
 namespace WindowsAgentCommon::detail {
@@ -8,8 +10,7 @@ namespace {
 std::int64_t SystemTicksOfWindows() noexcept {
     FILETIME now;
     ::GetSystemTimeAsFileTime(&now);
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(now.dwHighDateTime) << 32 |
-                                     now.dwLowDateTime);
+    return TicksOf(now);
 }
 
 std::uint32_t MillisecondsOfWindows() noexcept { return ::GetTickCount(); }

@@ -12,6 +12,8 @@ namespace WindowsAgentCommon::detail {
 
 constexpr std::int64_t kTicksPerSecond = 10'000'000;
 constexpr std::int64_t kTicksPerMillisecond = 10'000;
+constexpr std::int64_t kTicksTo1970 =
+    11'644'473'600 * kTicksPerSecond;  ///< Where Unix's and ACE's times begin.
 
 /// The system's time, for what people read. It jumps when somebody sets the clock.
 std::int64_t SystemTicks() noexcept;

@@ -3,6 +3,7 @@
 #include "CorvaneLogger/CV_Logger.h"
 
 #include "WindowsAgentCommon/Encoding.h"
+#include "foundation/FileTime.h"
 #include "foundation/Files.h"
 #include "foundation/Path.h"
 #include "foundation/Win32Handle.h"
@@ -26,8 +27,7 @@ DWORD ModifiedTime(const std::wstring& path, std::int64_t& modified) {
     WIN32_FILE_ATTRIBUTE_DATA data;
     if (!::GetFileAttributesExW(SystemPath(path).c_str(), GetFileExInfoStandard, &data))
         return ::GetLastError();
-    const auto high = static_cast<std::uint64_t>(data.ftLastWriteTime.dwHighDateTime);
-    modified = static_cast<std::int64_t>((high << 32U) | data.ftLastWriteTime.dwLowDateTime);
+    modified = WindowsAgentCommon::detail::TicksOf(data.ftLastWriteTime);
     return ERROR_SUCCESS;
 }
 

@@ -10,6 +10,7 @@
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/PathText.h"
 #include "WindowsAgentCommon/ServiceFactories.h"
+#include "foundation/Path.h"
 #include "services/MakeService.h"
 
 #include <ace/Guard_T.h>
@@ -38,17 +39,6 @@ std::wstring DefaultBasePath() { return BinFile(L"DiskManager"); }
     throw InitializationException("DiskManager", "WindowsAgentCommon::DiskManager::Initialize", 68, text);
 }
 
-// Whether the system takes name, whatever its extension, for a device instead of a file.
-bool IsDeviceName(const std::wstring& name) {
-    std::wstring stem = name.substr(0, name.find(L'.'));
-    stem.erase(stem.find_last_not_of(L' ') + 1);
-    for (const wchar_t* device : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$"})
-        if (::_wcsicmp(stem.c_str(), device) == 0) return true;
-    if (stem.size() != 4 || std::wcschr(L"0123456789\u00B9\u00B2\u00B3", stem[3]) == nullptr) return false;
-    stem.pop_back();
-    return ::_wcsicmp(stem.c_str(), L"COM") == 0 || ::_wcsicmp(stem.c_str(), L"LPT") == 0;
-}
-
 // A folder name of its own for every caller: what a name must not hold becomes "%" and four hexadecimal
 // digits, and a long name the digest of its bytes.
 std::wstring SafeFolderName(const std::wstring& caller) {
@@ -59,7 +49,7 @@ std::wstring SafeFolderName(const std::wstring& caller) {
         const wchar_t unit = caller[i];
         const bool isReserved = unit < L' ' || std::wcschr(L"<>:\"/\\|?*%", unit) != nullptr;
         const bool isDropped = i + 1 == caller.size() && (unit == L'.' || unit == L' ');
-        if (isReserved || isDropped || (i == 0 && IsDeviceName(caller)))
+        if (isReserved || isDropped || (i == 0 && detail::NamesDevice(caller)))
             safe += Format(code, L"%%%04X", static_cast<unsigned int>(unit));
         else
             safe += unit;
