@@ -40,9 +40,9 @@ public:
         ::EnterCriticalSection(&lock_);
         events_ += events;
         peakEvents_ += events;
-        const std::int64_t passed = Now() - last_;
-        if (passed >= countsPerSecond_) {
-            const std::int64_t seconds = passed / countsPerSecond_;
+        const DWORD passed = ::GetTickCount() - last_;
+        if (passed >= 1000) {
+            const DWORD seconds = passed / 1000;
             peak_ = std::max(peak_, peakEvents_ / static_cast<double>(seconds));
             peakEvents_ = 0;
             last_ += passed;
@@ -54,8 +54,7 @@ private:
     CRITICAL_SECTION lock_;
     unsigned long events_ = 0, peakEvents_ = 0;
     double peak_ = 0;
-    std::int64_t last_ = Now();
-    const std::int64_t countsPerSecond_ = static_cast<std::int64_t>(1e9 / NanosecondsPerCount());
+    DWORD last_ = ::GetTickCount();
 };
 
 /// The length of each of a thread's calls, in counts, of which so many come in a second: what is due is made
@@ -110,14 +109,14 @@ int main(int argc, char** argv) {
         ::InterlockedIncrement(&count);
         time = std::time(nullptr);
     };
-    volatile std::int64_t counter = 0;
+    volatile DWORD ticks = 0;
     const auto sameClock = [&] {
         ::InterlockedIncrement(&count);
-        counter = Now();
+        ticks = ::GetTickCount();
     };
     const auto add = [&] { stat.Add(1); };
     comparison.Run("Add, one thread", "increment and time()", 2000, add, least);
-    comparison.Run("Add, one thread", "increment and counter", 2000, add, sameClock);
+    comparison.Run("Add, one thread", "increment and tick count", 2000, add, sameClock);
     comparison.Run("Add, one thread", "critical section", 2000, add, [&] { guarded.Add(1); });
 
     const int seconds = comparison.IsBrief() ? 1 : 10;
@@ -127,7 +126,7 @@ int main(int argc, char** argv) {
     for (const char* heading : {"median", "99%", "99.9%", "99.99%", "longest"}) std::printf(" %12s", heading);
     std::printf(" %8s\n", "1 s naps");
     Distribution("increment and time()", seconds, least);
-    Distribution("increment and counter", seconds, sameClock);
+    Distribution("increment and tick count", seconds, sameClock);
     Distribution("critical section", seconds, [&] { guarded.Add(1); });
     Distribution("Add", seconds, add);
 }

@@ -5,6 +5,7 @@
 #include "WindowsAgentCommon/Formatting.h"
 #include "WindowsAgentCommon/IConfigurationManager.h"
 #include "WindowsAgentCommon/KORException.h"
+#include "logging/LogCaught.h"
 
 #include <ace/Dynamic_Service.h>
 #include <ace/Service_Config.h>
@@ -24,6 +25,7 @@ constexpr int kInitializeWithSourceLine = 70;
 constexpr int kRunLine = 92;
 constexpr int kLoadLine = 113;
 
+constexpr char kLoadCategory[] = "Code.ClientConfigurationHelper.LoadConfigurationManagerService";
 constexpr std::size_t kLongestName = 200;  // ACE reads directives through a buffer of 2,048 characters
 
 [[noreturn]] void Fail(ALogger& log, const char* function, int line, const std::string& message) {
@@ -50,10 +52,11 @@ bool FitsDirective(const std::string& name) {
 }
 
 // The number of errors; a creation function that throws is one.
-int Process(const std::wstring& directive) {
+int Process(const std::string& name, const std::wstring& directive) {
     try {
         return ACE_Service_Config::current()->process_directive(directive.c_str());
     } catch (...) {
+        CorvaneLogger::detail::LogCaught(kLoadCategory, "Unable to make service", name);
         return 1;
     }
 }
@@ -110,9 +113,9 @@ IConfigurationManager* ClientConfigurationHelper::LoadConfigurationManagerServic
     std::wstring directive;
     Format(directive, L"dynamic %hs_Dynamic_Service Service_Object * %hs:_make_%hs() \"%s\"", name.c_str(),
            name.c_str(), name.c_str(), L"");
-    ALogger& log = CV_Logger::Logger("Code.ClientConfigurationHelper.LoadConfigurationManagerService");
+    ALogger& log = CV_Logger::Logger(kLoadCategory);
     log.Debug("Config manager service directive: '%s'", ToUTF8(directive).c_str());
-    const int errors = FitsDirective(name) ? Process(directive) : 1;
+    const int errors = FitsDirective(name) ? Process(name, directive) : 1;
     if (errors != 0) {
         std::string message;
         Format(message,

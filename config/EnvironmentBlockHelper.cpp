@@ -4,8 +4,7 @@
 #include "WindowsAgentCommon/FileUtil.h"
 #include "config/EntryAccess.h"
 #include "foundation/Clock.h"
-
-#include <cstring>
+#include "foundation/FileTime.h"
 
 #include "foundation/Win32.h"
 
@@ -20,16 +19,10 @@ void ExpandVariables(std::string& text) {
     ToUTF8(size == 0 ? L"" : expanded, text);
 }
 
-FILETIME FileTime(std::int64_t ticks) {
-    FILETIME time;
-    std::memcpy(&time, &ticks, sizeof time);
-    return time;
-}
-
-void Assign(std::int64_t ticks, FILETIME& out) { out = FileTime(ticks); }
+void Assign(std::int64_t ticks, FILETIME& out) { out = detail::FileTimeOf(ticks); }
 
 void Assign(std::int64_t ticks, SYSTEMTIME& out) {
-    const FILETIME time = FileTime(ticks);
+    const FILETIME time = detail::FileTimeOf(ticks);
     out = {};
     if (ticks != 0) ::FileTimeToSystemTime(&time, &out);
 }

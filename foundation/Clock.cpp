@@ -1,6 +1,6 @@
 #include "foundation/Clock.h"
 
-#include <atomic>
+#include "foundation/FileTime.h"
 
 #include "foundation/Win32.h"
 
@@ -10,33 +10,19 @@ namespace {
 std::int64_t SystemTicksOfWindows() noexcept {
     FILETIME now;
     ::GetSystemTimeAsFileTime(&now);
-    return static_cast<std::int64_t>(static_cast<std::uint64_t>(now.dwHighDateTime) << 32 |
-                                     now.dwLowDateTime);
+    return TicksOf(now);
 }
 
-std::int64_t PerformanceCounter() noexcept {
-    LARGE_INTEGER count;
-    ::QueryPerformanceCounter(&count);  // never fails on XP and later
-    return count.QuadPart;
-}
+std::uint32_t MillisecondsOfWindows() noexcept { return ::GetTickCount(); }
 
-/// Where the steady time begins.
-struct SteadyOrigin {
-    std::int64_t ticks = SystemTicksOfWindows();
-    std::int64_t count = PerformanceCounter();
-    std::int64_t frequency = 1;
-    SteadyOrigin() noexcept {
-        LARGE_INTEGER perSecond;
-        if (::QueryPerformanceFrequency(&perSecond)) frequency = perSecond.QuadPart;
-    }
-};
+TickCount tickCount(MillisecondsOfWindows);
 
+// Not the performance counter: on machines of XP's time it may differ from core to core, so that it runs
+// back, and costs a microsecond.
 std::int64_t SteadyTicksOfWindows() noexcept {
-    static const SteadyOrigin origin;
-    const std::int64_t passed = PerformanceCounter() - origin.count;
-    // In two steps: the counter times ticks per second would overflow after some days.
-    return origin.ticks + passed / origin.frequency * kTicksPerSecond +
-           passed % origin.frequency * kTicksPerSecond / origin.frequency;
+    static const std::int64_t origin =
+        SystemTicksOfWindows() - tickCount.Milliseconds() * kTicksPerMillisecond;
+    return origin + tickCount.Milliseconds() * kTicksPerMillisecond;
 }
 
 void SleepOfWindows(unsigned int milliseconds) noexcept { ::Sleep(milliseconds); }
@@ -45,6 +31,18 @@ const Clock kWindowsClock = {SystemTicksOfWindows, SteadyTicksOfWindows, SleepOf
 std::atomic<const Clock*> current{&kWindowsClock};
 
 }  // namespace
+
+std::int64_t TickCount::Milliseconds() noexcept {
+    // The half before the count: a thread that is held up in between sees the count of a later half, never
+    // that of an earlier one. Whoever comes first moves the half on, for all.
+    std::uint32_t half = half_.load(std::memory_order_acquire);
+    const std::uint32_t count = read_();
+    if (count >> 31 != (half & 1)) {
+        std::uint32_t expected = half++;
+        half_.compare_exchange_strong(expected, half);
+    }
+    return static_cast<std::int64_t>(half >> 1) << 32 | count;
+}
 
 std::int64_t SystemTicks() noexcept { return current.load(std::memory_order_relaxed)->systemTicks(); }
 

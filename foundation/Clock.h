@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 
 namespace WindowsAgentCommon::detail {
@@ -11,16 +12,31 @@ namespace WindowsAgentCommon::detail {
 
 constexpr std::int64_t kTicksPerSecond = 10'000'000;
 constexpr std::int64_t kTicksPerMillisecond = 10'000;
+constexpr std::int64_t kTicksTo1970 =
+    11'644'473'600 * kTicksPerSecond;  ///< Where Unix's and ACE's times begin.
 
 /// The system's time, for what people read. It jumps when somebody sets the clock.
 std::int64_t SystemTicks() noexcept;
 
 /// A time for intervals: begins at the system's time of its first use and advances steadily from there,
-/// whatever is done to the system's clock.
+/// whatever is done to the system's clock. Never less than any thread has been given before; in the steps of
+/// the system's timer (10 to 16 ms on Windows).
 std::int64_t SteadyTicks() noexcept;
 
 /// Blocks the calling thread.
 void SleepMilliseconds(unsigned int milliseconds) noexcept;
+
+/// A counter of milliseconds with 32 bits, such as the system's, continued beyond them. Takes no lock. Ask it
+/// at least once in 24 days.
+class TickCount {
+public:
+    explicit constexpr TickCount(std::uint32_t (*read)() noexcept) noexcept : read_(read), half_(0) {}
+    std::int64_t Milliseconds() noexcept;  ///< Never less than any thread has been given before.
+
+private:
+    std::uint32_t (*read_)() noexcept;
+    std::atomic<std::uint32_t> half_;  // how many halves of the counter's range have passed
+};
 
 /// A source of time. Tests put one of their own in place of the system's.
 struct Clock {

@@ -1,5 +1,9 @@
 #include "foundation/Path.h"
 
+#include "WindowsAgentCommon/Encoding.h"
+
+#include <cwchar>
+
 #include "foundation/Win32.h"
 
 namespace WindowsAgentCommon::detail {
@@ -41,6 +45,23 @@ std::wstring VerbatimPath(const std::wstring& path) {
     if (StartsWith(path, L"\\\\?\\")) return path;
     const std::wstring full = AbsolutePath(path);
     return full.empty() || StartsWith(full, L"\\\\.\\") ? full : Prefixed(full);
+}
+
+std::wstring SystemPath(const std::string& path) { return SystemPath(FromUTF8(path)); }
+
+std::wstring Below(const std::wstring& folder, const wchar_t* name) {
+    const bool hasSeparator = !folder.empty() && folder.back() == L'\\';
+    return hasSeparator ? folder + name : folder + L'\\' + name;
+}
+
+bool NamesDevice(const std::wstring& name) {
+    std::wstring stem = name.substr(0, name.find(L'.'));
+    stem.erase(stem.find_last_not_of(L' ') + 1);
+    for (const wchar_t* device : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$"})
+        if (::_wcsicmp(stem.c_str(), device) == 0) return true;
+    if (stem.size() != 4 || std::wcschr(L"123456789\u00B9\u00B2\u00B3", stem[3]) == nullptr) return false;
+    stem.pop_back();
+    return ::_wcsicmp(stem.c_str(), L"COM") == 0 || ::_wcsicmp(stem.c_str(), L"LPT") == 0;
 }
 
 }  // namespace WindowsAgentCommon::detail

@@ -84,8 +84,10 @@ ALogger& CV_Logger::Logger(const std::string& name) { return TheLogger().getLogg
 
 void CV_Logger::SetGlobalLevel(int level, const char* reason) {
     CV_Logger& logger = TheLogger();
-    const Guard guard(logger.lock_);
-    for (const auto& base : logger.baseLoggers_) base.second->SetLevel(level);
+    {
+        const Guard guard(logger.lock_);
+        for (const auto& base : logger.baseLoggers_) base.second->SetLevel(level);
+    }
     detail::WriteSideFile("SetGlobalLevel", "All levels set to %d: %s", level,
                           reason != nullptr ? reason : "");
 }

@@ -3,6 +3,8 @@
 #include "CorvaneLogger/CV_Logger.h"
 
 #include "WindowsAgentCommon/Encoding.h"
+#include "foundation/FileTime.h"
+#include "foundation/Files.h"
 #include "foundation/Path.h"
 #include "foundation/Win32Handle.h"
 #include "logging/LogConfig.h"
@@ -25,8 +27,7 @@ DWORD ModifiedTime(const std::wstring& path, std::int64_t& modified) {
     WIN32_FILE_ATTRIBUTE_DATA data;
     if (!::GetFileAttributesExW(SystemPath(path).c_str(), GetFileExInfoStandard, &data))
         return ::GetLastError();
-    const auto high = static_cast<std::uint64_t>(data.ftLastWriteTime.dwHighDateTime);
-    modified = static_cast<std::int64_t>((high << 32U) | data.ftLastWriteTime.dwLowDateTime);
+    modified = WindowsAgentCommon::detail::TicksOf(data.ftLastWriteTime);
     return ERROR_SUCCESS;
 }
 
@@ -39,15 +40,9 @@ DWORD ReadWhole(const std::wstring& path, std::string& text) {
     if (::GetFileType(file.Get()) != FILE_TYPE_DISK) return ERROR_BAD_FILE_TYPE;  // reading might never end
     text.resize(detail::kConfigFileLimit + 1);
     std::size_t size = 0;
-    for (;;) {
-        DWORD got = 0;
-        if (!::ReadFile(file.Get(), text.data() + size, static_cast<DWORD>(text.size() - size), &got,
-                        nullptr))
-            return ::GetLastError();
-        if (got == 0) break;
-        size += got;
-        if (size == text.size()) return ERROR_FILE_TOO_LARGE;
-    }
+    const DWORD error = WindowsAgentCommon::detail::ReadUpTo(file.Get(), text.data(), text.size(), size);
+    if (error != ERROR_SUCCESS) return error;
+    if (size == text.size()) return ERROR_FILE_TOO_LARGE;
     text.resize(size);
     return ERROR_SUCCESS;
 }

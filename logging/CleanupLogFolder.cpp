@@ -18,10 +18,6 @@ namespace {
 
 CorvaneLogger::ALogger& Logger() { return CorvaneLogger::CV_Logger::Logger("Code.LoggerFactory.Cleanup"); }
 
-std::wstring Below(const std::wstring& folder, const std::wstring& name) {
-    return folder.back() == L'\\' ? folder + name : folder + L'\\' + name;
-}
-
 void TellContentFailure(const std::wstring& folder, const std::wstring& name, DWORD error) {
     if (error == ERROR_SUCCESS || error == ERROR_FILE_NOT_FOUND) return;
     Logger().Debug("Unable to delete content of %ls\\%ls  -- %s", folder.c_str(), name.c_str(),
@@ -88,7 +84,7 @@ void CleanupLogFolder::RemoveCheckpoints() const {
                        checkpointFolder_.c_str(), LastError(error).c_str());
     for (const Folder& folder : folders) {
         if (stopping_) return;
-        const std::wstring path = Below(checkpointFolder_, folder.name);
+        const std::wstring path = Below(checkpointFolder_, folder.name.c_str());
         if (!folder.isLink)
             TellContentFailure(checkpointFolder_, folder.name, DeleteDirectoryContents(path, L"*"));
         if (::RemoveDirectoryW(SystemPath(path).c_str())) continue;

@@ -17,7 +17,8 @@ namespace CorvaneLogger {
 namespace {
 
 constexpr char kDefaultPattern[] = "%H:%M:%S";
-constexpr std::int64_t kUnixEpoch = 11'644'473'600;  // seconds since 1601
+constexpr std::int64_t kSecondsTo1970 =
+    WindowsAgentCommon::detail::kTicksTo1970 / WindowsAgentCommon::detail::kTicksPerSecond;
 
 bool SameName(const std::string& name, const char* other) { return ::_stricmp(name.c_str(), other) == 0; }
 
@@ -107,8 +108,9 @@ const char* LogDst::getPrefix() noexcept {
 
 void LogDst::formatStamp(std::int64_t milliseconds) noexcept {
     if (lastStampMs_ < 0 || milliseconds / 1000 != lastStampMs_ / 1000) {
-        const std::tm local = detail::LocalTime(milliseconds / 1000 - kUnixEpoch);
-        stampLen_ = static_cast<std::uint32_t>(std::strftime(prefix_, kStampSize, prefixPattern_, &local));
+        const std::tm local = detail::LocalTime(milliseconds / 1000 - kSecondsTo1970);
+        stampLen_ =
+            static_cast<std::uint32_t>(detail::FormatTime(prefix_, kStampSize, prefixPattern_, local));
     }
     const int fraction = static_cast<int>(milliseconds % 1000);
     char* at = prefix_ + stampLen_;

@@ -1,9 +1,9 @@
 #include "CorvaneLogger/LogDstFile.h"
 
 #include "CorvaneLogger/Levels.h"
-#include "WindowsAgentCommon/Encoding.h"
 #include "WindowsAgentCommon/Formatting.h"
 #include "foundation/Clock.h"
+#include "foundation/Files.h"
 #include "foundation/Path.h"
 #include "foundation/Win32Handle.h"
 #include "logging/FileWrite.h"
@@ -22,6 +22,7 @@ namespace CorvaneLogger {
 namespace {
 
 using WindowsAgentCommon::detail::FileHandle;
+using WindowsAgentCommon::detail::SystemPath;
 
 constexpr char kDefaultPattern[] = "%m-%d %H:%M:%S";
 constexpr std::uint32_t kMaxFileSize = 20'000'000;
@@ -34,10 +35,6 @@ std::int64_t SteadySeconds() {
 std::uint32_t Clamped(std::uint64_t value) {
     return static_cast<std::uint32_t>(
         std::min<std::uint64_t>(value, std::numeric_limits<std::uint32_t>::max()));
-}
-
-std::wstring SystemName(const std::string& path) {
-    return WindowsAgentCommon::detail::SystemPath(WindowsAgentCommon::FromUTF8(path));
 }
 
 bool IsDiskFull(unsigned long error) { return error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL; }
@@ -250,7 +247,7 @@ bool LogDstFile::_open() {
 }
 
 bool LogDstFile::openWith(unsigned long access) {
-    FileHandle file(::CreateFileW(SystemName(path_).c_str(), access, kShareAll, nullptr, OPEN_ALWAYS,
+    FileHandle file(::CreateFileW(SystemPath(path_).c_str(), access, kShareAll, nullptr, OPEN_ALWAYS,
                                   FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file) return false;
     closeHandle();
@@ -269,7 +266,7 @@ bool LogDstFile::takeSize() {
 
 // Ends the line in whose middle a process was killed, so that ours does not continue it.
 void LogDstFile::endLastLine() {
-    const FileHandle file(::CreateFileW(SystemName(path_).c_str(), GENERIC_READ, kShareAll, nullptr,
+    const FileHandle file(::CreateFileW(SystemPath(path_).c_str(), GENERIC_READ, kShareAll, nullptr,
                                         OPEN_EXISTING, 0, nullptr));
     LARGE_INTEGER end;
     end.QuadPart = -1;
@@ -292,13 +289,7 @@ void LogDstFile::closeHandle() noexcept { FileHandle(std::exchange(handle_, INVA
 // Whether the path still means the file that is open, and not another or none since somebody renamed or
 // deleted ours.
 bool LogDstFile::namesOurFile() const {
-    const FileHandle named(
-        ::CreateFileW(SystemName(path_).c_str(), 0, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
-    BY_HANDLE_FILE_INFORMATION ours, theirs;
-    return named && ::GetFileInformationByHandle(handle_, &ours) &&
-           ::GetFileInformationByHandle(named.Get(), &theirs) &&
-           ours.dwVolumeSerialNumber == theirs.dwVolumeSerialNumber &&
-           ours.nFileIndexHigh == theirs.nFileIndexHigh && ours.nFileIndexLow == theirs.nFileIndexLow;
+    return WindowsAgentCommon::detail::IsSameFile(handle_, SystemPath(path_));
 }
 
 void LogDstFile::reset() {

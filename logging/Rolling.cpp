@@ -22,8 +22,6 @@ using WindowsAgentCommon::detail::SystemPath;
 constexpr int kRenameAttempts = 10;
 constexpr unsigned kRenamePause = 100;  // ms
 
-std::wstring SystemName(const std::string& path) { return SystemPath(FromUTF8(path)); }
-
 template <class... Arguments>
 void Report(const RollReport& report, const char* format, const Arguments&... arguments) {
     std::string text;
@@ -32,7 +30,7 @@ void Report(const RollReport& report, const char* format, const Arguments&... ar
 }
 
 DWORD Rename(const std::string& from, const std::string& to) {
-    return ::MoveFileW(SystemName(from).c_str(), SystemName(to).c_str()) ? ERROR_SUCCESS : ::GetLastError();
+    return ::MoveFileW(SystemPath(from).c_str(), SystemPath(to).c_str()) ? ERROR_SUCCESS : ::GetLastError();
 }
 
 void ReportRenameFailure(const RollReport& report, const std::string& from, const std::string& to,
@@ -62,7 +60,7 @@ std::vector<std::int32_t> Indexes(const RolledNames& names) {
     std::vector<std::int32_t> indexes;
     WIN32_FIND_DATAW entry;
     const FindHandle search(::FindFirstFileW(
-        SystemName(names.folder + names.baseName + "_*." + names.extension).c_str(), &entry));
+        SystemPath(names.folder + names.baseName + "_*." + names.extension).c_str(), &entry));
     if (!search) return indexes;
     do {
         const std::int32_t index = IndexOf(entry.cFileName, start, end);
@@ -80,7 +78,7 @@ bool ShiftUp(const RolledNames& names, std::int32_t maxIndex, const RollReport& 
         const std::string from = names.Rolled(index);
         if (index >= maxIndex) {
             Report(report, "Deleting %s", from.c_str());
-            if (::DeleteFileW(SystemName(from).c_str())) continue;
+            if (::DeleteFileW(SystemPath(from).c_str())) continue;
             const DWORD error = ::GetLastError();
             Report(report, "Unable to delete %s  Error: %d", from.c_str(), static_cast<int>(error));
             continue;
@@ -125,7 +123,7 @@ std::string RolledNames::Rolled(std::int32_t index) const {
 
 bool Roll(const RolledNames& names, std::int32_t maxIndex, const RollReport& report) {
     const std::string first = names.Rolled(0);
-    if (::GetFileAttributesW(SystemName(first).c_str()) != INVALID_FILE_ATTRIBUTES)
+    if (::GetFileAttributesW(SystemPath(first).c_str()) != INVALID_FILE_ATTRIBUTES)
         ShiftUp(names, maxIndex, report);
     return RenameLive(names.Live(), first, report) && ShiftUp(names, maxIndex, report);
 }

@@ -24,7 +24,6 @@ namespace {
 constexpr unsigned int kPriority = 13;  // facility user, severity notice
 constexpr int kDefaultPort = 514;
 constexpr unsigned int kShutdownMs = 1000;
-constexpr std::int64_t kTicksTo1970 = 116'444'736'000'000'000;
 
 using Guard = ACE_Guard<ACE_Thread_Mutex>;
 
@@ -38,7 +37,7 @@ std::string localHostName() {
 }
 
 ACE_Time_Value now() {
-    const std::int64_t ticks = detail::SystemTicks() - kTicksTo1970;
+    const std::int64_t ticks = detail::SystemTicks() - detail::kTicksTo1970;
     return ACE_Time_Value(static_cast<time_t>(ticks / detail::kTicksPerSecond),
                           static_cast<suseconds_t>(ticks % detail::kTicksPerSecond / 10));
 }
@@ -155,8 +154,11 @@ void TOLVLogMonitor::Initialize(const std::multimap<std::string, std::string>& s
     } else {
         state.sender = makeSender(senderSettings(helper, target));
     }
-    Guard guard(lock_);
-    std::swap(state_, state);
+    {
+        Guard guard(lock_);
+        std::swap(state_, state);
+    }
+    if (state.sender) state.sender->Close(kShutdownMs);  // that of an Initialize meanwhile
 }
 
 void TOLVLogMonitor::OnMessage(MessageLevel_t level, const std::string& category,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <string>
@@ -13,5 +14,10 @@ bool IsKnownPattern(const std::string& pattern);
 /// The local time of a moment; the first of January 1900 where the runtime has none (before 1970). seconds:
 /// since 1970 (UTC).
 std::tm LocalTime(std::int64_t seconds);
+
+/// Formats a time by a known pattern, in UTF-8 as the pattern's own text; the runtime has the zone's names,
+/// and those of days and months where the program has set a locale, in ANSI. Returns the text's length, text
+/// not terminated; 0 where it needs size bytes or more.
+std::size_t FormatTime(char* text, std::size_t size, const char* pattern, const std::tm& local) noexcept;
 
 }  // namespace CorvaneLogger::detail

@@ -3,7 +3,6 @@
 #include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/EnvironmentBlockHelper.h"
 #include "WindowsAgentCommon/KORException.h"
-#include "WindowsAgentCommon/PayloadMappings.h"
 #include "WindowsAgentCommon/PayloadProfile.h"
 #include "WindowsAgentCommon/ServiceFactories.h"
 #include "WindowsAgentCommon/SyslogPayloadBuilder.h"
@@ -22,10 +21,7 @@ InitializeResult PayloadFactory::Initialize(const EnvironmentBlock& settings) {
     std::string mapping;
     EnvironmentBlockHelper(settings.Entries())
         .GetStringValue("PayloadFactoryMapping", mapping, "PayloadMappingv2");
-    if (mapping == "PayloadMappingv1")
-        mapping_ = std::make_shared<PayloadMappingv1>();
-    else
-        mapping_ = std::make_shared<PayloadMappingv2>();
+    mapping_ = mapping == "PayloadMappingv1" ? static_cast<IPayloadMapping*>(&first_) : &second_;
     SetInitialized(true);
     logger().Info("Payload factory initialized.");
     return InitializeResult::kDone;
@@ -38,7 +34,7 @@ void PayloadFactory::Shutdown() {
 }
 
 IPayloadMapping& PayloadFactory::mapping() const {
-    if (mapping_) return *mapping_;
+    if (IPayloadMapping* const mapping = mapping_) return *mapping;
     throw InitializationException(__FILE__, __FUNCTION__, __LINE__, "The payload factory is not initialised");
 }
 
@@ -47,18 +43,21 @@ void PayloadFactory::RegisterField(const std::string& name, const std::int64_t& 
 }
 
 bool PayloadFactory::FindField(const std::string& name, const std::int64_t& qualifier, unsigned int& id) {
-    return mapping_ && mapping_->FindField(name, qualifier, id);
+    IPayloadMapping* const mapping = mapping_;
+    return mapping != nullptr && mapping->FindField(name, qualifier, id);
 }
 
 bool PayloadFactory::GetFieldName(unsigned int id, std::string& name) {
-    return mapping_ && mapping_->GetFieldName(id, name);
+    IPayloadMapping* const mapping = mapping_;
+    return mapping != nullptr && mapping->GetFieldName(id, name);
 }
 
 void PayloadFactory::CreatePayload(std::shared_ptr<IPayload>& out) { mapping().CreatePayload(out); }
 
 bool PayloadFactory::ReadPayload(const ACE_Message_Block* chain, std::shared_ptr<IPayload>& out) {
     out.reset();
-    return mapping_ && mapping_->ReadPayload(chain, out);
+    IPayloadMapping* const mapping = mapping_;
+    return mapping != nullptr && mapping->ReadPayload(chain, out);
 }
 
 void PayloadFactory::CreatePayloadProfile(std::shared_ptr<IPayloadProfile>& out) {

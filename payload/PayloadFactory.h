@@ -1,16 +1,19 @@
 #pragma once
 
 #include "WindowsAgentCommon/IPayloadFactory.h"
-#include "WindowsAgentCommon/IPayloadMapping.h"
+#include "WindowsAgentCommon/PayloadMappings.h"
 #include "WindowsAgentCommon/ServiceComponentBase.h"
 
 #include <ace/Service_Object.h>
+
+#include <atomic>
 
 namespace WindowsAgentCommon {
 
 /// The payload factory. The setting "PayloadFactoryMapping" says which scheme Initialize takes:
 /// "PayloadMappingv1", or PayloadMappingv2 for anything else, deliberately without a word. The scheme stays
-/// after Shutdown, so that a late caller finds it.
+/// after Shutdown, so that a late caller finds it; both live as long
+/// as the factory, so that one that is initialised again takes none away from its callers.
 class PayloadFactory : public ServiceComponentBase<IPayloadFactory, ACE_Service_Object> {
 public:
     InitializeResult Initialize(const EnvironmentBlock& settings) override;
@@ -28,7 +31,9 @@ public:
 private:
     IPayloadMapping& mapping() const;
 
-    std::shared_ptr<IPayloadMapping> mapping_;  // empty before Initialize
+    PayloadMappingv1 first_;
+    PayloadMappingv2 second_;
+    std::atomic<IPayloadMapping*> mapping_{nullptr};  // one of them; null before Initialize
 };
 
 }  // namespace WindowsAgentCommon

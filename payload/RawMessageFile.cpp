@@ -68,17 +68,11 @@ private:
 std::unique_ptr<char[]> ReadBytes(HANDLE file, std::uint64_t size) {
     if (size > static_cast<std::size_t>(PTRDIFF_MAX)) throw std::bad_alloc();
     std::unique_ptr<char[]> bytes(new char[static_cast<std::size_t>(size)]);
-    for (std::size_t done = 0; done != size;) {
-        DWORD got = 0;
-        const auto piece = static_cast<DWORD>(std::min<std::uint64_t>(size - done, detail::kFilePiece));
-        if (!::ReadFile(file, &bytes[done], piece, &got, nullptr)) {
-            throw KORException(__FILE__, __FUNCTION__, __LINE__, TextOf(::GetLastError()));
-        }
-        if (got == 0) {
-            throw UnmarshalMemoryException(__FILE__, __FUNCTION__, __LINE__, "The file was cut short");
-        }
-        done += got;
-    }
+    std::size_t read = 0;
+    const DWORD error = detail::ReadUpTo(file, bytes.get(), static_cast<std::size_t>(size), read);
+    if (error != ERROR_SUCCESS) throw KORException(__FILE__, __FUNCTION__, __LINE__, TextOf(error));
+    if (read != size)
+        throw UnmarshalMemoryException(__FILE__, __FUNCTION__, __LINE__, "The file was cut short");
     return bytes;
 }
 

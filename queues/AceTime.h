@@ -12,9 +12,6 @@ namespace WindowsAgentCommon::detail {
 
 constexpr std::int64_t kTicksPerMicrosecond = kTicksPerSecond / 1'000'000;
 
-/// The ticks (foundation/Clock.h) between 1601 and 1970, where ACE's times of day begin.
-constexpr std::int64_t kTicksTo1970 = 11'644'473'600 * kTicksPerSecond;
-
 /// A span of time in ticks.
 inline std::int64_t Ticks(const ACE_Time_Value& span) {
     return std::int64_t{span.sec()} * kTicksPerSecond + std::int64_t{span.usec()} * kTicksPerMicrosecond;

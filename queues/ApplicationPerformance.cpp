@@ -104,33 +104,48 @@ bool ApplicationPerformance::LookUp(const std::wstring& name, std::wstring& out)
 
 unsigned long ApplicationPerformance::Initialize(unsigned long process) {
     Close();
+    isIdentified_ = false;
     if (process == 0) process = system_.CurrentProcess();
     log_.Debug("PID set: %u", static_cast<unsigned int>(process));
     std::wstring program;
-    unsigned long status = system_.GetProgram(process, program);
+    const unsigned long status = system_.GetProgram(process, program);
     if (status != ERROR_SUCCESS) {
         log_.Error("Could not get the process name corresponding to the given process id. Reason: %s",
                    ErrorText(status).c_str());
         return status;
     }
     GetFilenameOnly(program, program);
-    processName_ = program.substr(0, program.rfind(L'.'));
+    programName_ = program.substr(0, program.rfind(L'.'));
+    process_ = process;
+    const unsigned long opened = Open();
+    isIdentified_ = idCounter_ != nullptr;
+    return opened;
+}
+
+// An instance that was once known by its id is never replaced by one that is not.
+unsigned long ApplicationPerformance::Open() {
+    Close();
     std::wstring idPath;
-    const bool isFound = FindInstance(process, idPath);
-    status = system_.OpenQuery(query_);
+    const bool isFound = FindInstance(idPath);
+    if (isIdentified_ && !isFound) return PDH_CSTATUS_NO_INSTANCE;
+    unsigned long status = system_.OpenQuery(query_);
     if (status != ERROR_SUCCESS) {
         query_ = nullptr;
         log_.Debug("Failed to open the query for the counter values. Reason: %s", ErrorText(status).c_str());
         return status;
     }
-    process_ = process;
-    if (isFound && system_.AddCounter(query_, idPath, idCounter_) != ERROR_SUCCESS) idCounter_ = nullptr;
-    return AddCounters();
+    if (isFound) status = system_.AddCounter(query_, idPath, idCounter_);
+    if (status == ERROR_SUCCESS) return AddCounters();
+    idCounter_ = nullptr;
+    if (!isIdentified_) return AddCounters();
+    Close();
+    return status;
 }
 
 // The processes of one program are the instances "name", "name#1", "name#2" and so on. Leaves the plain name
 // where none of them has the process's id.
-bool ApplicationPerformance::FindInstance(unsigned long process, std::wstring& idPath) {
+bool ApplicationPerformance::FindInstance(std::wstring& idPath) {
+    processName_ = programName_;
     struct Query {
         PerformanceSystem& system;
         void* handle;
@@ -142,8 +157,8 @@ bool ApplicationPerformance::FindInstance(unsigned long process, std::wstring& i
     const std::wstring counterName = Translate(L"ID Process");
     std::vector<std::pair<std::wstring, void*>> instances;
     for (int number = 0; number < kMaxInstances; ++number) {
-        std::wstring instance = processName_;
-        if (number != 0) Format(instance, L"%s#%d", processName_.c_str(), number);
+        std::wstring instance = programName_;
+        if (number != 0) Format(instance, L"%s#%d", programName_.c_str(), number);
         Format(idPath, L"\\%s(%s)\\%s", objectName_.c_str(), instance.c_str(), counterName.c_str());
         void* counter = nullptr;
         if (system_.AddCounter(query.handle, idPath, counter) != ERROR_SUCCESS) return false;
@@ -153,7 +168,7 @@ bool ApplicationPerformance::FindInstance(unsigned long process, std::wstring& i
         for (const auto& [name, idCounter] : instances) {
             double id = 0;
             if (system_.GetValue(idCounter, id) != ERROR_SUCCESS) return false;  // so no later one either
-            if (id != static_cast<double>(process)) continue;
+            if (id != static_cast<double>(process_)) continue;
             Format(idPath, L"\\%s(%s)\\%s", objectName_.c_str(), name.c_str(), counterName.c_str());
             processName_ = name;
             return true;
@@ -189,7 +204,10 @@ unsigned long ApplicationPerformance::AddCounters() {
 }
 
 bool ApplicationPerformance::Collect() {
-    if (query_ == nullptr) return false;
+    if (query_ == nullptr) {
+        if (isIdentified_) Open();
+        return false;
+    }
     const unsigned long status = system_.Collect(query_);
     if (status != ERROR_SUCCESS) {
         log_.Debug("Failed to query counter values; will try again later. Reason: %s",
@@ -202,7 +220,7 @@ bool ApplicationPerformance::Collect() {
         return true;
     log_.Debug("%ls is no longer the instance of process %u; looking for it again", processName_.c_str(),
                static_cast<unsigned int>(process_));
-    Initialize(process_);  // its rates begin anew, so there is nothing to give now
+    Open();  // its rates begin anew, so there is nothing to give now
     return false;
 }
 

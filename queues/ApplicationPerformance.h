@@ -25,9 +25,9 @@ public:
 
     /// Begins to watch a process, in place of one before; 0 is the calling one. Rates count from here.
     /// Processes of one program are told apart by their ids. When another one of them ends, the system may
-    /// number them anew: the sample that finds this gives nothing, later ones are the right process's again.
-    /// Returns 0 with at least one counter; otherwise the Windows or PDH status of what failed last, and the
-    /// monitor is closed.
+    /// number them anew: the sample that finds this gives nothing, later ones are the right process's again,
+    /// or give nothing and look for it while it is not found. Returns 0 with at least one counter; otherwise
+    /// the Windows or PDH status of what failed last, and the monitor is closed.
     unsigned long Initialize(unsigned long process);
 
     /// Samples one counter by its English name. False, value unchanged, when the monitor is closed, the
@@ -47,7 +47,8 @@ private:
     void ReadTable();
     std::wstring Translate(const std::wstring& name) const;
     bool LookUp(const std::wstring& name, std::wstring& out) const;
-    bool FindInstance(unsigned long process, std::wstring& idPath);
+    unsigned long Open();
+    bool FindInstance(std::wstring& idPath);
     unsigned long AddCounters();
     bool Collect();
     void Close();
@@ -57,10 +58,12 @@ private:
     std::map<std::wstring, unsigned long> table_;  // English name to index
     std::wstring objectName_;
     std::vector<Counter> counters_;
-    std::wstring processName_;
+    std::wstring programName_;
+    std::wstring processName_;  // the instance's: the program's, perhaps with a number
     unsigned long process_ = 0;
     void* query_ = nullptr;      // null when closed
     void* idCounter_ = nullptr;  // of "ID Process"; null where that does not tell the instances apart
+    bool isIdentified_ = false;  // by its id, since Initialize: if the query is closed, it is looked for
 };
 
 }  // namespace WindowsAgentCommon::detail

@@ -12,6 +12,7 @@
 
 #include "CorvaneLogger/ALogger.h"
 #include "CorvaneLogger/LogNoiseReducer.h"
+#include "logging/ModuleReference.h"
 
 namespace WindowsAgentCommon::detail {
 
@@ -78,7 +79,8 @@ private:
     void Guarded(Call call) noexcept;
     void Report(const char* failure) noexcept;
 
-    ACE_Timer_Node_T<ACE_Event_Handler*>* zero_;  // has the id 0, outside the heap
+    const CorvaneLogger::detail::ModuleReference module_;  // for the dispatching thread; given back last
+    ACE_Timer_Node_T<ACE_Event_Handler*>* zero_;           // has the id 0, outside the heap
     const std::uint32_t serial_;
     std::vector<std::uint64_t> stamps_;  // by id, 0 for a free one; under mutex()
     std::uint64_t lastStamp_;            // under mutex()

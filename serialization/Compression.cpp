@@ -87,26 +87,13 @@ DWORD Compress(HANDLE source, gzFile target) {
     }
 }
 
-bool Identify(HANDLE file, BY_HANDLE_FILE_INFORMATION& identity) {
-    return file != INVALID_HANDLE_VALUE && ::GetFileInformationByHandle(file, &identity) != 0;
-}
-
-bool IsSameFile(HANDLE file, const std::wstring& path) {
-    constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    const detail::FileHandle other(
-        ::CreateFileW(detail::SystemPath(path).c_str(), 0, kShareAll, nullptr, OPEN_EXISTING, 0, nullptr));
-    BY_HANDLE_FILE_INFORMATION a = {}, b = {};
-    return Identify(file, a) && Identify(other.Get(), b) &&
-           a.dwVolumeSerialNumber == b.dwVolumeSerialNumber && a.nFileIndexHigh == b.nFileIndexHigh &&
-           a.nFileIndexLow == b.nFileIndexLow;
-}
-
 }  // namespace
 
 unsigned long GZip(const std::wstring& source, const std::wstring& gzFile) {
     const detail::FileHandle file = detail::OpenToRead(source);
     if (!file) return ::GetLastError();
-    if (IsSameFile(file.Get(), gzFile)) return ERROR_SHARING_VIOLATION;  // instead of emptying it
+    if (detail::IsSameFile(file.Get(), detail::SystemPath(gzFile)))
+        return ERROR_SHARING_VIOLATION;  // instead of emptying it
     GzipHandle target = OpenGzip(gzFile, "wb");
     if (!target) return LastErrorOr(ERROR_OPEN_FAILED);
     const DWORD error = Compress(file.Get(), target.Get());

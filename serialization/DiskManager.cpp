@@ -10,12 +10,14 @@
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/PathText.h"
 #include "WindowsAgentCommon/ServiceFactories.h"
+#include "foundation/Path.h"
 #include "services/MakeService.h"
 
 #include <ace/Guard_T.h>
 
 #include <cwchar>
 #include <limits>
+#include <utility>
 
 #include "foundation/Win32.h"
 
@@ -37,17 +39,6 @@ std::wstring DefaultBasePath() { return BinFile(L"DiskManager"); }
     throw InitializationException("DiskManager", "WindowsAgentCommon::DiskManager::Initialize", 68, text);
 }
 
-// Whether the system takes name, whatever its extension, for a device instead of a file.
-bool IsDeviceName(const std::wstring& name) {
-    std::wstring stem = name.substr(0, name.find(L'.'));
-    stem.erase(stem.find_last_not_of(L' ') + 1);
-    for (const wchar_t* device : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$"})
-        if (::_wcsicmp(stem.c_str(), device) == 0) return true;
-    if (stem.size() != 4 || std::wcschr(L"0123456789\u00B9\u00B2\u00B3", stem[3]) == nullptr) return false;
-    stem.pop_back();
-    return ::_wcsicmp(stem.c_str(), L"COM") == 0 || ::_wcsicmp(stem.c_str(), L"LPT") == 0;
-}
-
 // A folder name of its own for every caller: what a name must not hold becomes "%" and four hexadecimal
 // digits, and a long name the digest of its bytes.
 std::wstring SafeFolderName(const std::wstring& caller) {
@@ -58,7 +49,7 @@ std::wstring SafeFolderName(const std::wstring& caller) {
         const wchar_t unit = caller[i];
         const bool isReserved = unit < L' ' || std::wcschr(L"<>:\"/\\|?*%", unit) != nullptr;
         const bool isDropped = i + 1 == caller.size() && (unit == L'.' || unit == L' ');
-        if (isReserved || isDropped || (i == 0 && IsDeviceName(caller)))
+        if (isReserved || isDropped || (i == 0 && detail::NamesDevice(caller)))
             safe += Format(code, L"%%%04X", static_cast<unsigned int>(unit));
         else
             safe += unit;
@@ -78,42 +69,43 @@ InitializeResult DiskManager::Initialize(const EnvironmentBlock& settings) {
     bool enabled = true;
     enabled_ = false;
     SetAccount(0, 0);
-    basePath_.clear();
+    std::wstring basePath;
     helper.GetBooleanValue("Enabled", enabled, true);
     if (enabled) {
         std::uint64_t capacity = kDefaultCapacity;
         helper.GetIntegerValue("Capacity", capacity, kDefaultCapacity);
         constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
         capacity = capacity > kMost >> kBytesPerMiBShift ? kMost : capacity << kBytesPerMiBShift;
-        helper.GetStringValue("BasePath", basePath_, DefaultBasePath());
-        PrepareBasePath();
-        SetAccount(capacity, MeasureContent(capacity));
+        helper.GetStringValue("BasePath", basePath, DefaultBasePath());
+        PrepareBasePath(basePath);
+        SetAccount(capacity, MeasureContent(basePath, capacity));
         enabled_ = capacity != 0;
     }
+    if (basePath != basePath_) basePath_ = std::move(basePath);  // else whoever holds the reference keeps it
     SetInitialized(true);
     return InitializeResult::kDone;
 }
 
-void DiskManager::PrepareBasePath() {
-    unsigned long error = CreateDirectoryRecursive(basePath_);
+void DiskManager::PrepareBasePath(std::wstring& basePath) const {
+    unsigned long error = CreateDirectoryRecursive(basePath);
     if (error != ERROR_SUCCESS) {
-        Refuse(log_, "Directory specified by BasePath (%s) does not exist and cannot be created.", basePath_,
+        Refuse(log_, "Directory specified by BasePath (%s) does not exist and cannot be created.", basePath,
                error);
     }
     wchar_t full[MAX_PATH];
-    const DWORD length = ::GetFullPathNameW(basePath_.c_str(), MAX_PATH, full, nullptr);
+    const DWORD length = ::GetFullPathNameW(basePath.c_str(), MAX_PATH, full, nullptr);
     error = length == 0 ? ::GetLastError() : ERROR_FILENAME_EXCED_RANGE;
     if (length == 0 || length >= MAX_PATH) {
         Refuse(log_, "Directory specified by BasePath (%s) has no absolute path of less than 260 characters.",
-               basePath_, error);
+               basePath, error);
     }
-    basePath_.assign(full, length);
+    basePath.assign(full, length);
 }
 
-std::uint64_t DiskManager::MeasureContent(std::uint64_t capacity) const {
-    const std::string path = ToUTF8(basePath_);
+std::uint64_t DiskManager::MeasureContent(const std::wstring& basePath, std::uint64_t capacity) const {
+    const std::string path = ToUTF8(basePath);
     LARGE_INTEGER size = {};
-    const unsigned long error = GetDirectoryContentSize(basePath_, size);
+    const unsigned long error = GetDirectoryContentSize(basePath, size);
     if (error != ERROR_SUCCESS) {
         log_->Warn("BasePath (%s) cannot be measured as a whole -- %s", path.c_str(),
                    LastError(error).c_str());

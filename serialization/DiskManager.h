@@ -29,7 +29,7 @@ public:
 
     /// Counts what lies in the folder already; more than the capacity is a warning only. Always kDone. Throws
     /// InitializationException when the folder cannot be made or its absolute path needs 260 characters or
-    /// more.
+    /// more; the base path is then the one before.
     InitializeResult Initialize(const EnvironmentBlock& settings) override;
 
     void GetStatus(EnvironmentBlock& status) const override;  ///< Enabled, CapacityBytes, UsedBytes.
@@ -40,8 +40,8 @@ public:
     const std::wstring& GetBasePath() const override;
 
 private:
-    void PrepareBasePath();
-    std::uint64_t MeasureContent(std::uint64_t capacity) const;
+    void PrepareBasePath(std::wstring& basePath) const;
+    std::uint64_t MeasureContent(const std::wstring& basePath, std::uint64_t capacity) const;
     void SetAccount(std::uint64_t capacity, std::uint64_t used);
 
     std::atomic<bool> enabled_{false};

@@ -1,5 +1,7 @@
 #include "serialization/EntryPath.h"
 
+#include "foundation/Path.h"
+
 #include <algorithm>
 #include <cwchar>
 
@@ -7,20 +9,6 @@
 
 namespace WindowsAgentCommon::detail {
 namespace {
-
-bool Equal(const std::wstring& text, const wchar_t* name) { return ::_wcsicmp(text.c_str(), name) == 0; }
-
-// The system takes "con.tar.gz" and "CON .x" for the console, too, and superscript digits for plain ones.
-bool NamesDevice(const std::wstring& component) {
-    std::wstring base = component.substr(0, component.find(L'.'));
-    base.erase(base.find_last_not_of(L' ') + 1);
-    for (const wchar_t* name : {L"CON", L"PRN", L"AUX", L"NUL", L"CONIN$", L"CONOUT$"}) {
-        if (Equal(base, name)) return true;
-    }
-    if (base.size() != 4 || std::wcschr(L"123456789\x00b9\x00b2\x00b3", base[3]) == nullptr) return false;
-    base.pop_back();
-    return Equal(base, L"COM") || Equal(base, L"LPT");
-}
 
 bool IsForbidden(wchar_t character) {
     return character < L' ' || std::wcschr(L"<>:\"|?*", character) != nullptr;

@@ -45,14 +45,9 @@ DWORD ReadWholeFile(const std::wstring& path, std::string& text) {
         return ERROR_NOT_ENOUGH_MEMORY;
     }
     std::size_t read = 0;
-    while (read != bytes.size()) {
-        DWORD got = 0;
-        const DWORD piece = static_cast<DWORD>(std::min<std::size_t>(bytes.size() - read, kFilePiece));
-        if (!::ReadFile(file.Get(), &bytes[read], piece, &got, nullptr)) return ::GetLastError();
-        if (got == 0) break;  // somebody cut it meanwhile
-        read += got;
-    }
-    bytes.resize(read);
+    const DWORD error = ReadUpTo(file.Get(), bytes.data(), bytes.size(), read);
+    if (error != ERROR_SUCCESS) return error;
+    bytes.resize(read);  // somebody may have cut the file meanwhile
     text.swap(bytes);
     return ERROR_SUCCESS;
 }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <string>
 
+#include "foundation/Files.h"
 #include "foundation/Win32Handle.h"
 
 #include "foundation/Win32.h"
@@ -11,10 +11,7 @@
 namespace WindowsAgentCommon::detail {
 
 /// \file
-/// Whole files and their times, as the file functions share them. Errors are Windows error codes.
-
-/// Files are read and written in pieces of at most this many bytes.
-constexpr DWORD kFilePiece = 64 * 1024;
+/// Whole files, as the file functions share them. Errors are Windows error codes.
 
 /// Opens an existing file for reading. sharing: what others may do meanwhile; by default all. The handle is
 /// invalid on failure, GetLastError() tells why.
@@ -30,15 +27,5 @@ DWORD WriteAll(HANDLE file, const char* data, std::size_t size, std::size_t piec
 /// Replaces text by the bytes that the file has when it is opened; text is unchanged on failure.
 /// ERROR_NOT_ENOUGH_MEMORY where they do not fit; throws std::bad_alloc for nothing but the path.
 DWORD ReadWholeFile(const std::wstring& path, std::string& text);
-
-inline std::int64_t TicksOf(const FILETIME& time) noexcept {
-    return static_cast<std::int64_t>((static_cast<std::uint64_t>(time.dwHighDateTime) << 32U) |
-                                     time.dwLowDateTime);
-}
-
-inline FILETIME FileTimeOf(std::int64_t ticks) noexcept {
-    const auto bits = static_cast<std::uint64_t>(ticks);
-    return {static_cast<DWORD>(bits), static_cast<DWORD>(bits >> 32U)};
-}
 
 }  // namespace WindowsAgentCommon::detail

@@ -2,6 +2,7 @@
 
 #include "WindowsAgentCommon/SystemInfo.h"
 #include "foundation/Clock.h"
+#include "foundation/FileTime.h"
 #include "foundation/Path.h"
 #include "serialization/FileAccess.h"
 

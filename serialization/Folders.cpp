@@ -26,11 +26,6 @@ std::size_t RootEnd(const std::wstring& path) {
     return server == std::wstring::npos ? server : path.find(L'\\', server + 1);
 }
 
-std::wstring Below(const std::wstring& folder, const wchar_t* name) {
-    const bool hasSeparator = !folder.empty() && folder.back() == L'\\';
-    return hasSeparator ? folder + name : folder + L'\\' + name;
-}
-
 // The entries of a folder that match a pattern, without "." and "..".
 class Listing {
 public:
@@ -80,7 +75,7 @@ DWORD Walk(const std::wstring& folder, const wchar_t* pattern, Visit visit) {
         if (error != ERROR_SUCCESS) lastError = error;
     };
     std::vector<Level> levels;
-    levels.push_back({Listing(Below(path, pattern)), path, {}});
+    levels.push_back({Listing(detail::Below(path, pattern)), path, {}});
     while (!levels.empty()) {
         Level& level = levels.back();
         const WIN32_FIND_DATAW* const entry = level.listing.Next();
@@ -90,10 +85,10 @@ DWORD Walk(const std::wstring& folder, const wchar_t* pattern, Visit visit) {
             levels.pop_back();
             continue;
         }
-        path = Below(level.path, entry->cFileName);
+        path = detail::Below(level.path, entry->cFileName);
         constexpr DWORD kKind = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
         if ((entry->dwFileAttributes & kKind) == FILE_ATTRIBUTE_DIRECTORY) {
-            levels.push_back({Listing(Below(path, L"*")), path, *entry});
+            levels.push_back({Listing(detail::Below(path, L"*")), path, *entry});
         } else {
             note(visit(path, *entry));
         }
@@ -154,7 +149,7 @@ unsigned long IsDirectoryEmpty(const std::wstring& path, bool& result) {
     const DWORD error = IsDirectory(path, isFolder);
     if (error != ERROR_SUCCESS) return error;
     if (!isFolder) return ERROR_DIRECTORY;
-    Listing listing(Below(detail::VerbatimPath(path), L"*"));
+    Listing listing(detail::Below(detail::VerbatimPath(path), L"*"));
     const bool isEmpty = listing.Next() == nullptr;
     if (listing.Error() == ERROR_SUCCESS) result = isEmpty;
     return listing.Error();

@@ -4,6 +4,7 @@
 #include "WindowsAgentCommon/Encoding.h"
 #include "WindowsAgentCommon/SystemInfo.h"
 #include "WindowsAgentCommon/URIParser.h"
+#include "foundation/Files.h"
 #include "foundation/Path.h"
 #include "foundation/Win32Handle.h"
 #include "logging/ProcessEnd.h"
@@ -38,9 +39,8 @@ bool ReadWhole(HANDLE file, std::string& bytes) {
     if (!::GetFileSizeEx(file, &size) || static_cast<std::uint64_t>(size.QuadPart) > bytes.max_size())
         return false;
     bytes.resize(static_cast<std::size_t>(size.QuadPart));
-    DWORD got = 0;
-    return ::ReadFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &got, nullptr) &&
-           got == bytes.size();
+    std::size_t read = 0;
+    return detail::ReadUpTo(file, bytes.data(), bytes.size(), read) == ERROR_SUCCESS && read == bytes.size();
 }
 
 }  // namespace

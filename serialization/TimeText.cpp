@@ -2,7 +2,7 @@
 
 #include "WindowsAgentCommon/Formatting.h"
 #include "foundation/Clock.h"
-#include "serialization/FileAccess.h"
+#include "foundation/FileTime.h"
 
 #include <cfloat>
 #include <cstdio>
@@ -87,9 +87,9 @@ void Convert(const std::string& text, SYSTEMTIME& time) {
 }
 
 long long ConvertFiletimeToUnixEpoch(const FILETIME& time) {
-    constexpr long long kSecondsFrom1601To1970 = 11644473600;
     const auto ticks = static_cast<std::uint64_t>(detail::TicksOf(time));
-    return static_cast<long long>(ticks / detail::kTicksPerSecond) - kSecondsFrom1601To1970;
+    return static_cast<long long>(ticks / detail::kTicksPerSecond) -
+           detail::kTicksTo1970 / detail::kTicksPerSecond;
 }
 
 }  // namespace WindowsAgentCommon

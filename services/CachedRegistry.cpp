@@ -157,12 +157,15 @@ void CachedRegistry::StoreLocked(const Question& question, const Answer& answer,
                                  std::unique_ptr<RegistryKey> watch) {
     const std::size_t cost = kOverhead + answer.value.bytes.size() +
                              (question.foldedKey.size() + question.foldedName.size()) * sizeof(wchar_t);
+    const auto known = keys_.find(question.foldedKey);
+    if (known != keys_.end()) {  // what is replaced takes no part in the limit
+        const auto old = known->second.answers.find(question.foldedName);
+        if (old != known->second.answers.end()) state_->bytes -= std::exchange(old->second.cost, 0);
+    }
     if (state_->bytes + cost > state_->maxBytes) DropAllLocked();
     if (state_->bytes + cost > state_->maxBytes) return;
     Key& key = keys_[question.foldedKey];
     Answer& stored = key.answers[question.foldedName];
-    const std::size_t before = std::exchange(stored.cost, 0);
-    state_->bytes -= before;
     stored.error = answer.error;
     stored.value = answer.value;
     stored.readAt = answer.readAt;

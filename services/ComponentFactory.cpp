@@ -1,5 +1,6 @@
 #include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/IComponentFactory.h"
+#include "logging/LogCaught.h"
 
 #include <ace/Dynamic_Service.h>
 
@@ -7,7 +8,9 @@ namespace WindowsAgentCommon {
 
 namespace {
 
-CorvaneLogger::ALogger& logger() { return CorvaneLogger::CV_Logger::Logger("Code.ComponentFactory"); }
+constexpr char kCategory[] = "Code.ComponentFactory";
+
+CorvaneLogger::ALogger& logger() { return CorvaneLogger::CV_Logger::Logger(kCategory); }
 
 }  // namespace
 
@@ -29,7 +32,9 @@ IServiceComponent* _getService(std::string name) {  // NOLINT(performance-unnece
         if (!component) logger().Debug("Unable to get service %s", name.c_str());
         return component;
     } catch (...) {
-        return nullptr;  // whatever a factory or a lack of memory may throw: a look-up never throws
+        // Whatever a factory or a lack of memory may throw: a look-up never throws.
+        CorvaneLogger::detail::LogCaught(kCategory, "Unable to get service", name);
+        return nullptr;
     }
 }
 

@@ -51,10 +51,13 @@ LogReporterDst* AsReporter(LogDst& destination) {
 }
 
 std::string TimeText(std::int64_t seconds, const std::string& pattern) {
-    std::string text(pattern.size() * 32 + 1, '\0');  // no code gives more than 64 characters
+    std::string text(pattern.size() * 96 + 1, '\0');  // no code gives more than 64 characters
     const std::tm local = CorvaneLogger::detail::LocalTime(seconds);
-    text.resize(std::min(std::strftime(text.data(), text.size(), pattern.c_str(), &local), kTimeSize));
-    return text;
+    text.resize(CorvaneLogger::detail::FormatTime(text.data(), text.size(), pattern.c_str(), local));
+    if (text.size() <= kTimeSize) return text;
+    std::size_t end = kTimeSize;
+    while (end != 0 && (text[end] & 0xC0) == 0x80) --end;  // no half of a character
+    return text.substr(0, end);
 }
 
 std::string Header(LogDst& destination, std::int64_t from, const char* lineEnd) {

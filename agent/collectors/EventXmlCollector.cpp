@@ -14,53 +14,26 @@ constexpr int kBatch = 256;
 
 }  // namespace
 
-void EventXmlCollector::ReadSettings(const EnvironmentBlock& settings) {
-    files_ = ReadPaths(settings);
-    follow_ = ReadFlag(settings, "Follow", false);
-}
-
 void EventXmlCollector::Restore(const EnvironmentBlock& position) {
-    LoadPositions(position, files_);
+    FileCollector::Restore(position);
     inputs_.clear();
     inputs_.resize(files_.size());
 }
 
-void EventXmlCollector::SavePosition(EnvironmentBlock& position) const { SavePositions(files_, position); }
-
-Collector::Progress EventXmlCollector::Collect() {
-    bool more = false, finished = true;
-    for (std::size_t i = 0; i < files_.size() && !IsStopping(); ++i) {
-        if (inputs_[i].finished) continue;
-        Progress progress;
-        try {
-            progress = collect(files_[i], inputs_[i]);
-        } catch (...) {
-            inputs_[i].reader.reset();  // which may be behind an event that was not taken
-            throw;
-        }
-        more = more || progress == Progress::kMore;
-        finished = finished && progress == Progress::kFinished;
-    }
-    if (IsStopping()) return Progress::kNothing;
-    return finished ? Progress::kFinished : more ? Progress::kMore : Progress::kNothing;
-}
-
-Collector::Progress EventXmlCollector::collect(ListedFile& file, Input& input) {
-    if (!ready(file, input)) {
-        input.finished = !follow_;
-        return follow_ ? Progress::kNothing : Progress::kFinished;
-    }
+Collector::Progress EventXmlCollector::CollectFrom(std::size_t index) {
+    ListedFile& file = files_[index];
+    Input& input = inputs_[index];
+    if (!ready(file, input)) return Ended();
     EventXmlReader& reader = *input.reader;
     for (int i = 0; i < kBatch; ++i) {
         const EventXmlReader::Result result = reader.Next(record_, !follow_ || input.leaving);
         if (result == EventXmlReader::Result::kNothing) {
             input.idle = true;
-            input.finished = !follow_;
-            return follow_ ? Progress::kNothing : Progress::kFinished;
+            return Ended();
         }
         if (result == EventXmlReader::Result::kEvent) {
             if (!EmitEvent(record_)) {
-                input.reader.reset();  // which is behind an event that was not taken
+                CloseFile(index);
                 return Progress::kNothing;
             }
         } else {
@@ -101,7 +74,7 @@ bool EventXmlCollector::ready(ListedFile& file, Input& input) {
     }
     InputFile opened;
     const unsigned long error = opened.Open(file.path);
-    tellOpening(file, input, error);
+    TellOpening(GetLog(), file, error);
     if (error != 0) return false;
     if (file.begun && !opened.Matches(file.done)) {
         GetLog()->Warn("%s is another file now: reading it from its beginning", file.name.c_str());
@@ -109,21 +82,13 @@ bool EventXmlCollector::ready(ListedFile& file, Input& input) {
     }
     auto reader = std::make_unique<EventXmlReader>();
     const unsigned long failure = reader->Attach(std::move(opened), file.done);
-    tellOpening(file, input, failure);
+    TellOpening(GetLog(), file, failure);
     if (failure != 0) return false;
     if (!file.begun) file.done.prefixLength = 0;
     file.begun = reader->File().Describe(file.done);
     input.reader = std::move(reader);
     input.idle = input.leaving = false;
     return true;
-}
-
-void EventXmlCollector::tellOpening(const ListedFile& file, Input& input, unsigned long error) {
-    if (error != 0 && error != input.error)
-        GetLog()->Error("%s cannot be opened: error %lu", file.name.c_str(), error);
-    else if (error == 0 && input.error != 0)
-        GetLog()->Info("%s is open again", file.name.c_str());
-    input.error = error;
 }
 
 }  // namespace CorvaneAgent

@@ -5,38 +5,33 @@
 
 #include "agent/collectors/EventCollector.h"
 #include "agent/collectors/EventXmlReader.h"
-#include "agent/collectors/FileList.h"
+#include "agent/collectors/FileCollector.h"
 
 namespace CorvaneAgent {
 
-/// Collects the Windows events of XML files. Settings: "Path" (one or more), "Follow" ("F": read what there
-/// is and finish; "T": wait for more). A file that is not there is an error once and waited for; with "F" it
-/// is left out.
-class EventXmlCollector : public EventCollector {
+/// Collects the Windows events of XML files. Settings: those of FileCollector ("Follow": "F"). A file that is
+/// not there is an error once and waited for; without "Follow" it is left out.
+class EventXmlCollector : public FileCollector<EventCollector> {
+public:
+    EventXmlCollector() : FileCollector(false) {}
+
 protected:
-    void ReadSettings(const WindowsAgentCommon::EnvironmentBlock& settings) override;
     void Restore(const WindowsAgentCommon::EnvironmentBlock& position) override;
-    Progress Collect() override;
-    void SavePosition(WindowsAgentCommon::EnvironmentBlock& position) const override;
+    Progress CollectFrom(std::size_t index) override;
+    void CloseFile(std::size_t index) override { inputs_[index].reader.reset(); }
 
 private:
     /// A file's reader, while it is open.
     struct Input {
         std::unique_ptr<EventXmlReader> reader;
-        unsigned long error = 0;  // of the last attempt to open it
-        bool idle = true;         // nothing new the last time: it may have been replaced meanwhile
-        bool leaving = false;     // another file has the name: what is left of this one is final
-        bool finished = false;
+        bool idle = true;      // nothing new the last time: it may have been replaced meanwhile
+        bool leaving = false;  // another file has the name: what is left of this one is final
     };
 
-    Progress collect(ListedFile& file, Input& input);
     bool ready(ListedFile& file, Input& input);
-    void tellOpening(const ListedFile& file, Input& input, unsigned long error);
     void keep(ListedFile& file, const EventXmlReader& reader);
 
-    std::vector<ListedFile> files_;
     std::vector<Input> inputs_;  // one for each of files_
-    bool follow_ = false;
     EventRecord record_;
 };
 

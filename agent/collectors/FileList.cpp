@@ -36,7 +36,9 @@ std::vector<ListedFile> ReadPaths(const EnvironmentBlock& settings) {
         for (const ListedFile& other : files) {
             if (other.name == name) refuse("Path \"" + name + "\" is given twice");
         }
-        files.push_back({name, expand(FromUTF8(name)), {}, false});
+        files.emplace_back();
+        files.back().name = name;
+        files.back().path = expand(FromUTF8(name));
     }
     if (files.empty()) refuse("There is no Path");
     return files;
@@ -57,10 +59,20 @@ void SavePositions(const std::vector<ListedFile>& files, EnvironmentBlock& posit
 
 void LoadPositions(const EnvironmentBlock& position, std::vector<ListedFile>& files) {
     for (ListedFile& file : files) {
+        file.finished = false;
+        file.error = 0;
         std::string text;
         file.begun = position.GetStringValue("File." + file.name, text, "") && file.done.FromText(text);
         if (!file.begun) file.done = FilePosition();
     }
+}
+
+void TellOpening(Log log, ListedFile& file, unsigned long error) {
+    if (error != 0 && error != file.error)
+        log->Error("%s cannot be opened: error %lu", file.name.c_str(), error);
+    else if (error == 0 && file.error != 0)
+        log->Info("%s is open now", file.name.c_str());
+    file.error = error;
 }
 
 }  // namespace CorvaneAgent

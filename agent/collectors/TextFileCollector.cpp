@@ -16,13 +16,12 @@ constexpr unsigned int kInformational = 6;
 }  // namespace
 
 void TextFileCollector::ReadSettings(const EnvironmentBlock& settings) {
-    files_ = ReadPaths(settings);
-    follow_ = ReadFlag(settings, "Follow", true);
+    FileCollector::ReadSettings(settings);
     fromStart_ = ReadFlag(settings, "FromStart", true);
 }
 
 void TextFileCollector::Restore(const EnvironmentBlock& position) {
-    LoadPositions(position, files_);
+    FileCollector::Restore(position);
     inputs_.clear();
     for (const ListedFile& file : files_) {
         inputs_.emplace_back(file.path);
@@ -31,46 +30,21 @@ void TextFileCollector::Restore(const EnvironmentBlock& position) {
     }
 }
 
-void TextFileCollector::SavePosition(EnvironmentBlock& position) const { SavePositions(files_, position); }
-
 void TextFileCollector::GetStatus(EnvironmentBlock& status) const {
     Collector::GetStatus(status);
     status.SetIntegerValue("CutLines", static_cast<unsigned int>(cutLines_.load()));
 }
 
-Collector::Progress TextFileCollector::Collect() {
-    bool more = false, finished = true;
-    for (std::size_t i = 0; i < files_.size() && !IsStopping(); ++i) {
-        if (inputs_[i].finished) continue;
-        Progress progress;
-        try {
-            progress = collect(files_[i], inputs_[i]);
-        } catch (...) {
-            inputs_[i].follower.Close();  // which may be behind a line that was not taken
-            throw;
-        }
-        more = more || progress == Progress::kMore;
-        finished = finished && progress == Progress::kFinished;
-    }
-    if (IsStopping()) return Progress::kNothing;
-    return finished ? Progress::kFinished : more ? Progress::kMore : Progress::kNothing;
-}
-
-Collector::Progress TextFileCollector::collect(ListedFile& file, Input& input) {
-    const Progress ended = follow_ ? Progress::kNothing : Progress::kFinished;
-    if (!ready(file, input)) {
-        input.finished = !follow_;
-        return ended;
-    }
+Collector::Progress TextFileCollector::CollectFrom(std::size_t index) {
+    ListedFile& file = files_[index];
+    Input& input = inputs_[index];
+    if (!ready(file, input)) return Ended();
     for (int i = 0; i < kBatch; ++i) {
         const LineFollower::Result result = input.follower.Next(!follow_);
         tellChange(file, input.follower.TakeChange());
-        if (result == LineFollower::Result::kNothing) {
-            input.finished = !follow_;
-            return ended;
-        }
+        if (result == LineFollower::Result::kNothing) return Ended();
         if (!emit(input)) {
-            input.follower.Close();  // which is behind a line that was not taken
+            CloseFile(index);
             return Progress::kNothing;
         }
         file.done = input.follower.GetPosition();
@@ -82,11 +56,7 @@ Collector::Progress TextFileCollector::collect(ListedFile& file, Input& input) {
 bool TextFileCollector::ready(ListedFile& file, Input& input) {
     if (input.follower.IsOpen()) return true;
     const unsigned long error = input.follower.Open(file.begun ? &file.done : nullptr, input.fromStart);
-    if (error != 0 && error != input.error)
-        GetLog()->Error("%s cannot be opened: error %lu", file.name.c_str(), error);
-    else if (error == 0 && input.error != 0)
-        GetLog()->Info("%s is open", file.name.c_str());
-    input.error = error;
+    TellOpening(GetLog(), file, error);
     if (error != 0) {
         // All that a file will hold which is not there yet is new.
         if (error == ERROR_FILE_NOT_FOUND || error == ERROR_PATH_NOT_FOUND) input.fromStart = true;

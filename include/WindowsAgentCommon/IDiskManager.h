@@ -23,7 +23,8 @@ public:
     /// Gives back bytes of files that were removed; more than are accounted for leave 0.
     virtual void ReleaseSpace(unsigned int caller, std::uint64_t bytes) = 0;
 
-    /// The folder, absolute; set by Initialize, empty where the settings turn the manager off.
+    /// The folder, absolute; set by Initialize, empty where the settings turn the manager off. The
+    /// reference is good until the next Initialize; copy what is needed for longer.
     virtual const std::wstring& GetBasePath() const = 0;
 
     /// The temporary folder of a caller: "Temp\" and the caller's name, made safe for a file name, below the

@@ -7,7 +7,8 @@
 namespace WindowsAgentCommon {
 
 /// A stopwatch over the system's high-resolution counter, which setting the clock does not move. Durations
-/// are in seconds. A plain value; one thread at a time changes it. Nothing throws or blocks.
+/// are in seconds. Where the processors' counters differ, as on some machines of XP's time, a duration may be
+/// wrong, even negative. A plain value; one thread at a time changes it. Nothing throws or blocks.
 class CORVANE_API PerformanceTimer {
 public:
     PerformanceTimer();  ///< Not started: Final() is 0 and Current() of no meaning.

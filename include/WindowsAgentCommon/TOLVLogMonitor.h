@@ -37,11 +37,15 @@ public:
     TOLVLogMonitor();
     TOLVLogMonitor(const TOLVLogMonitor& other);             ///< The copy has the same sender.
     TOLVLogMonitor& operator=(const TOLVLogMonitor& other);  ///< The copy has the same sender.
+
+    /// Lets the sender go without closing it, as assignment does with the one before: a copy may use it
+    /// still. Without a copy, Shutdown comes first, or what is queued is left to the sender's destructor.
     ~TOLVLogMonitor() override;
 
     /// Makes the sender through the connection factory and opens it. Without a target server it stays
     /// inactive and says so in the log. Throws InitializationException when there is no connection factory,
-    /// or it makes no sender of these settings; the monitor is then inactive.
+    /// or it makes no sender of these settings; the monitor is then inactive. The sender before is closed as
+    /// by Shutdown, and of two calls at a time the one that ends last keeps its sender.
     virtual void Initialize(const std::multimap<std::string, std::string>& settings);
 
     using ILogMonitor::OnMessage;

@@ -2,6 +2,7 @@
 #include "CorvaneLogger/LogDstCons.h"
 #include "CorvaneLogger/LogMonitorDst.h"
 #include "CorvaneLogger/LogReporterDst.h"
+#include "WindowsAgentCommon/Encoding.h"
 #include "foundation/Win32Handle.h"
 #include "logging/Rolling.h"
 #include "tests/logging/LoggingTest.h"
@@ -11,10 +12,13 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
+#include <ctime>
 #include <vector>
 
 #include <fcntl.h>
 #include <io.h>
+#include <windows.h>
 
 namespace CorvaneLogger {
 namespace {
@@ -29,6 +33,12 @@ protected:
 
 TEST_F(LogDstTest, StampFollowsThePatternUnlessTheRuntimeCannotKnowIt) {
     const std::string usual = "12:00:00.000 ";
+    ::_putenv("TZ=\xE4\xF6\xFC\x30");  // the zone's name, in ANSI
+    ::_tzset();
+    std::wstring zone(8, L'\0');
+    zone.resize(static_cast<std::size_t>(::MultiByteToWideChar(
+        CP_ACP, 0, _tzname[0], static_cast<int>(std::strlen(_tzname[0])), zone.data(), 8)));
+    ASSERT_GT(WindowsAgentCommon::ToUTF8(zone).size(), zone.size());
     const std::pair<std::string, std::string> rows[] = {
         {"", ""},
         {"%Y-%m-%dT%H:%M:%S", "2026-03-01T12:00:00.000 "},
@@ -36,6 +46,7 @@ TEST_F(LogDstTest, StampFollowsThePatternUnlessTheRuntimeCannotKnowIt) {
         {"no code at all 12345", "no code at all 12345.000 "},
         {"%A%A%A%A%Aabcde", "SundaySundaySundaySundaySundayabcde.000 "},
         {"%A%A%A%A%Aabcdef", ".000 "},  // more than 35 bytes: deliberately no text at all
+        {"%Z\xC3\xA4%#z", WindowsAgentCommon::ToUTF8(zone + L'\xE4' + zone) + ".000 "},
         {"%", usual},
         {"%H%#", usual},
         {"%Q", usual},

@@ -152,7 +152,8 @@ TEST(LoggingProcess, EndsByItselfWithAllLinesWritten) {
     for (const wchar_t* mode :
          {L"never-opened", L"open", L"closed", L"closes-static", L"rolling", L"rolling"})
         ExpectEndWithAllLines(L"logging-host.exe", mode);
-    for (const wchar_t* mode : {L"closes-in-a-dll", L"unloads-open", L"unloads-after-close"})
+    for (const wchar_t* mode :
+         {L"closes-in-a-dll", L"unloads-open", L"unloads-after-close", L"unloads-beside-a-scheduler"})
         ExpectEndWithAllLines(L"logging-loader.exe", mode);
 }
 

@@ -9,6 +9,9 @@
 #include <ace/OS_NS_sys_time.h>
 #include <gmock/gmock.h>
 
+#include <functional>
+#include <utility>
+
 #include <windows.h>
 
 using namespace WindowsAgentCommon;
@@ -140,6 +143,30 @@ TEST_F(TOLVLogMonitorTest, ThrowsWhenItGetsNoSender) {
     EXPECT_THAT(Failure(), ::testing::StartsWith("The sender cannot be opened: Error code 5: "));
     monitor.OnMessage(kMonitorFatal, "Code", "m");
     EXPECT_TRUE(sender->sent.empty());
+}
+
+TEST_F(TOLVLogMonitorTest, ClosesTheSenderOfAnInitializeMeanwhile) {
+    struct Meanwhile : FakeSender {
+        explicit Meanwhile(std::function<void()> run) : run_(std::move(run)) {}
+        unsigned long Open() override {
+            run_();
+            return 0;
+        }
+        std::function<void()> run_;
+    };
+    FakeConnections connections;
+    const Settings settings = {{"ConfigurationServer", "h"}};
+    const auto first = connections.sender;
+    connections.sender = std::make_shared<Meanwhile>([&] {
+        const auto last = std::exchange(connections.sender, first);
+        monitor.Initialize(settings);  // as another thread might
+        connections.sender = last;
+    });
+    monitor.Initialize(settings);
+    monitor.OnMessage(kMonitorFatal, "Code", "m");
+    EXPECT_EQ(1, first->closed);
+    EXPECT_EQ(0U, first->sent.size());
+    EXPECT_EQ(1U, connections.sender->sent.size() - static_cast<unsigned>(connections.sender->closed));
 }
 
 TEST_F(TOLVLogMonitorTest, DropsLinesAfterShutdown) {

@@ -32,6 +32,9 @@ TEST(PayloadFactory, TakesTheMappingThatIsConfigured) {
         EXPECT_EQ(isFirst, dynamic_cast<Payloadv1*>(payload.get()) != nullptr) << setting;
         services.factory.Shutdown();
         EXPECT_EQ("300 Payload factory initialized.\n300 Payload factory shut down.\n", lines.text);
+        services.factory.Initialize(other);
+        services.factory.CreatePayload(payload);
+        EXPECT_EQ(!isFirst, dynamic_cast<Payloadv1*>(payload.get()) != nullptr) << setting;
     }
 }
 

@@ -34,7 +34,8 @@ struct ClientConfigurationHelperTest : testing::Test {
             call();
         } catch (const InitializationException& failure) {
             EXPECT_EQ("ClientConfigurationHelper", failure.GetFile());
-            EXPECT_EQ("100 "s + failure.what() + "\n", lines.text.substr(lines.text.find("100 ")));
+            const std::string last = "100 "s + failure.what() + "\n";
+            EXPECT_EQ(last, lines.text.substr(lines.text.rfind("100 ")));
             EXPECT_NE(std::string::npos, lines.text.find(says));
             return failure.GetFunction() + " " + std::to_string(failure.GetLine());
         }
@@ -79,7 +80,10 @@ TEST_F(ClientConfigurationHelperTest, SaysWhereAndWhyItFailed) {
           "Nul\0l"s, injected, std::string(201, 'x'), std::string(3000, 'x')}) {
         SCOPED_TRACE(module.substr(0, 60));
         const bool isLoaded = module == "TestOtherService";  // which is no manager
-        const std::string says = isLoaded ? sure : "there were 1 errors",
+        const std::string says = isLoaded ? sure
+                                 : module == "TestThrowingModule"
+                                     ? "100 Unable to make service TestThrowingModule: meant\n"
+                                     : "there were 1 errors",
                           load = "LoadConfigurationManagerService 113";
         ClientConfigurationHelper helper(false);
         EXPECT_EQ(scope + (isLoaded ? "Initialize 47" : load),

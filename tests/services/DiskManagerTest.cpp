@@ -131,6 +131,7 @@ TEST_F(DiskManagerTest, AFolderThatCannotBeUsedIsRefusedInTheLogAndByException) 
             EXPECT_EQ(failure.GetLastError(), error);
         }
         EXPECT_FALSE(manager->IsInitialized());
+        EXPECT_EQ(manager->GetBasePath(), L"");
     }
 }
 

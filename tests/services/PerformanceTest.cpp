@@ -162,6 +162,26 @@ TEST_F(Performance, FollowsItsProcessWhenTheInstancesAreNumberedAnew) {
     system.values = {{kFirst + L"ID Process", 42}, {kFirst + L"Thread Count", 3}};
     EXPECT_FALSE(monitor.GetValue(L"Thread Count", value));
     EXPECT_TRUE(monitor.GetValue(L"Thread Count", value) && value == 3);
+    // Lost for a while: another process's values are never taken for its own.
+    const auto found =
+        std::exchange(system.values, {{kFirst + L"ID Process", 43}, {kFirst + L"Thread Count", 9}});
+    const std::tuple<const char*, bool, unsigned long, std::set<std::wstring>> rows[] = {
+        {"not found", false, 0, {}},
+        {"no query", true, 0xE0001234, {}},
+        {"no counter", true, 0, {L"*"}},
+    };
+    for (const auto& [name, isThere, openStatus, missing] : rows) {
+        SCOPED_TRACE(name);
+        if (isThere) system.values = found;
+        system.openStatus = openStatus;
+        system.missing = missing;
+        for (int i = 0; i < 2; ++i) EXPECT_FALSE(monitor.GetValue(L"Thread Count", value));
+        EXPECT_EQ(system.open, 0);
+    }
+    system.missing.clear();
+    EXPECT_FALSE(monitor.GetValue(L"Thread Count", value));
+    EXPECT_TRUE(monitor.GetValue(L"Thread Count", value));
+    EXPECT_EQ(value, 3);
     EXPECT_EQ(system.open, 1);
 }
 

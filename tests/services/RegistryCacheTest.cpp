@@ -267,6 +267,15 @@ TEST_F(RegistryCacheTest, TakesNoMoreMemoryThanItMay) {
         EXPECT_LE(Status("CachedBytes"), 2048);
     }
     EXPECT_EQ(remote.opens, 40);
+    reader->Invalidate();
+    remote.keys[L"K"][L"v"] = Value(REG_SZ, std::wstring(500, L'x'));
+    for (const int opens : {42, 43}) {  // refreshing the larger one leaves the other one, which is as good
+        Text(reader);
+        clock.AdvanceSeconds(opens == 42 ? 30 : 0);
+        Text(reader, L"1");
+        EXPECT_EQ(remote.opens, opens);
+        clock.AdvanceSeconds(30);
+    }
     Machine& idle = registry.machines[L"near"];
     idle.keys[L"K"][L"v"] = Value(REG_SZ, std::wstring(600, L'x'));
     for (const int opens : {2, 3}) {  // finds no room until the other machine's values are too old

@@ -42,7 +42,7 @@ TEST(ServiceLookup, FindsWhatTheRegisteredFactoryKnowsAndLogsEachFailureOnce) {
     }
     {
         const ThrowingFactory factory;
-        expect(&factory, false, "");
+        expect(&factory, false, "100 Unable to get service Known: unknown exception\n");
     }
     expect(nullptr, false, noFactory);
 }
