@@ -94,7 +94,7 @@ void EventLogCollector::SavePosition(EnvironmentBlock& position) const {
 
 void EventLogCollector::GetStatus(EnvironmentBlock& status) const {
     Collector::GetStatus(status);
-    status.SetIntegerValue("Missed", static_cast<unsigned int>(missed_.load()));
+    status.SetIntegerValue("Missed", missed_.load());
 }
 
 Collector::Progress EventLogCollector::Collect() {

@@ -57,7 +57,7 @@ private:
     std::unique_ptr<EventMessageSource> messages_;
     std::vector<EventLog> logs_;
     bool fromStart_ = true;
-    std::atomic<std::uint32_t> missed_{0};
+    std::atomic<std::uint64_t> missed_{0};
     std::vector<unsigned char> bytes_;
     EventRecord record_;
 };

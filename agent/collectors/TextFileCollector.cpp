@@ -32,7 +32,7 @@ void TextFileCollector::Restore(const EnvironmentBlock& position) {
 
 void TextFileCollector::GetStatus(EnvironmentBlock& status) const {
     Collector::GetStatus(status);
-    status.SetIntegerValue("CutLines", static_cast<unsigned int>(cutLines_.load()));
+    status.SetIntegerValue("CutLines", cutLines_.load());
 }
 
 Collector::Progress TextFileCollector::CollectFrom(std::size_t index) {

@@ -39,7 +39,7 @@ private:
 
     std::deque<Input> inputs_;  // one for each of files_
     bool fromStart_ = true;
-    std::atomic<std::uint32_t> cutLines_{0};
+    std::atomic<std::uint64_t> cutLines_{0};
 };
 
 }  // namespace CorvaneAgent

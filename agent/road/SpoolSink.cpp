@@ -313,7 +313,18 @@ void SpoolSink::save(std::int64_t now, bool always) {
     block.SetIntegerValue("Segment", confirmed_.segment);
     block.SetIntegerValue("Offset", confirmed_.offset);
     savedAt_ = now;
-    if (record_->Save(block) == 0) saved_ = confirmed_;  // otherwise it is tried again
+    const unsigned long error = record_->Save(block);
+    if (error == 0) {
+        saved_ = confirmed_;
+        if (saveError_ != 0)
+            log_->Info("The position in the spool of destination %s is kept again", options_.name.c_str());
+    } else if (saveError_ == 0) {
+        log_->Error("The position in the spool of destination %s cannot be kept, error %lu: trying again",
+                    options_.name.c_str(), error);
+    }
+    saveError_ = error;
+    const Guard guard(lock_);
+    positionErrors_ += error != 0 ? 1 : 0;
 }
 
 /// False when the sender takes no more for the moment.
@@ -376,6 +387,7 @@ void SpoolSink::AddStatus(const std::string& prefix, EnvironmentBlock& status) c
     status.SetIntegerValue(prefix + "Resent", resent_);
     status.SetIntegerValue(prefix + "Dropped.SpoolFull", droppedFull_);
     status.SetIntegerValue(prefix + "Dropped.Oversize", droppedOversize_);
+    status.SetIntegerValue(prefix + "PositionErrors", positionErrors_);
     status.SetIntegerValue(prefix + "LastSent", lastSent_);
     status.SetStringValue(prefix + "SpoolAlarm", alarm_.GetStateText());
 }

@@ -31,6 +31,9 @@ constexpr unsigned int kSafeStepMs = 250;
 constexpr unsigned int kFailurePauseMs = 5000;
 constexpr char kCut[] = "[cut]";
 
+// By cmpxchg8b, without which no Windows XP starts.
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "the counters take a lock");
+
 std::string computerName() {
     wchar_t name[MAX_COMPUTERNAME_LENGTH + 1];
     DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
@@ -146,9 +149,9 @@ void Collector::Shutdown() {
 void Collector::GetStatus(EnvironmentBlock& status) const {
     static const char* const kStates[] = {"stopped", "running", "waiting", "failing", "finished"};
     status.SetStringValue("State", kStates[static_cast<int>(state_.load())]);
-    status.SetIntegerValue("Events", static_cast<unsigned int>(events_.load()));
-    status.SetIntegerValue("Damaged", static_cast<unsigned int>(damaged_.load()));
-    status.SetIntegerValue("Cut", static_cast<unsigned int>(cut_.load()));
+    status.SetIntegerValue("Events", events_.load());
+    status.SetIntegerValue("Damaged", damaged_.load());
+    status.SetIntegerValue("Cut", cut_.load());
     const ACE_Guard<ACE_Thread_Mutex> guard(positionLock_);
     status.SetStringValue("Position", position_);
 }
@@ -164,7 +167,7 @@ int Collector::svc() {
             nextCheckpoint_ = SteadyMilliseconds() + checkpointMs_;
         }
         if (finished && !changed_) {
-            log_->Info("Finished: %u events, %u damaged", events_.load(), damaged_.load());
+            log_->Info("Finished: %I64u events, %I64u damaged", events_.load(), damaged_.load());
             state_ = State::kFinished;
             return 0;
         }
@@ -372,9 +375,9 @@ bool Collector::Emit(const std::shared_ptr<IPayload>& payload) {
 
 void Collector::CountDamaged(const std::string& where, const std::string& why) {
     changed_ = true;
-    const std::uint32_t count = damaged_.fetch_add(1, std::memory_order_relaxed) + 1;
+    const std::uint64_t count = damaged_.fetch_add(1, std::memory_order_relaxed) + 1;
     if (count <= 10 || count % 100 == 0)
-        log_->Warn("Damaged at %s: %s (%u so far)", where.c_str(), why.c_str(), count);
+        log_->Warn("Damaged at %s: %s (%I64u so far)", where.c_str(), why.c_str(), count);
 }
 
 }  // namespace CorvaneAgent

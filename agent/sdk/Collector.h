@@ -154,7 +154,7 @@ private:
     Handle stop_;
     std::atomic<bool> stopping_{false};
     std::atomic<State> state_{State::kStopped};
-    std::atomic<std::uint32_t> events_{0}, damaged_{0}, cut_{0};  // modulo 2^32
+    std::atomic<std::uint64_t> events_{0}, damaged_{0}, cut_{0};
     mutable ACE_Thread_Mutex positionLock_;
     std::string position_;  // the last one kept, as text; under positionLock_
 

@@ -5,6 +5,7 @@
 #include <ace/Thread_Mutex.h>
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <string>
 #include <utility>
@@ -153,8 +154,8 @@ struct FakeRecord : IPersistentRecord {
     }
     unsigned long Save(const EnvironmentBlock& in) override {
         const Guard guard(lock);
-        block = in;
-        return 0;
+        if (error == 0) block = in;
+        return error;
     }
     unsigned long Remove() override { return 0; }
     EnvironmentBlock Saved() {
@@ -163,6 +164,7 @@ struct FakeRecord : IPersistentRecord {
     }
     ACE_Thread_Mutex lock;
     EnvironmentBlock block;
+    std::atomic<unsigned long> error{0};  // of Save
 };
 
 /// A sender whose queue the test empties, and whose connection it makes and breaks.

@@ -9,6 +9,7 @@
 
 #include "agent/sdk/Clock.h"
 #include "tests/agent/RoadFakes.h"
+#include "tests/support/LogLines.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Thread.h"
 
@@ -27,6 +28,7 @@ std::int64_t FakeTime() noexcept { return seconds * 1000LL; }
 class SpoolSinkTest : public testing::Test {
 protected:
     SpoolSinkTest() {
+        WindowsAgentCommon::GetLoggerFactory().GetLog("SpoolSinkTest")->Reset(&log_.base);
         options_.name = "test";
         options_.spool = {folder_.Path(L"spool\\"), 1U << 20, 4096};
         options_.resendWindow = 100;
@@ -38,7 +40,7 @@ protected:
         record_ = std::make_shared<test::FakeRecord>();
         record_->block = kept_;
         sink_ = std::make_unique<SpoolSink>(options_, disk_, sender_, record_,
-                                            WindowsAgentCommon::GetLoggerFactory().GetLog("Test"));
+                                            WindowsAgentCommon::GetLoggerFactory().GetLog("SpoolSinkTest"));
         sink_->Start();
     }
     /// Ends it as a kill at this moment would: what it keeps while it ends is forgotten.
@@ -57,6 +59,7 @@ protected:
         return test::Value(status, name);
     }
 
+    WindowsAgentCommon::test::LogLines log_;
     test::FakeDisk disk_;
     WindowsAgentCommon::test::TempFolder folder_;
     SpoolSink::Options options_;
@@ -169,6 +172,27 @@ TEST_F(SpoolSinkTest, ARestartContinuesAtTheConfirmedPosition) {
     EXPECT_EQ(sender_->Received(), Numbered(10, 10));
     sink_.reset();
     ReplaceSteadyClock(nullptr);
+}
+
+TEST_F(SpoolSinkTest, APositionThatCannotBeKeptIsToldOnceAndTriedAgain) {
+    ReplaceSteadyClock(FakeTime);
+    Start();
+    sender_->Connect(true);
+    record_->error = ERROR_DISK_FULL;
+    ASSERT_TRUE(sink_->Write(BatchOf(Numbered(0, 10))));
+    ASSERT_TRUE(sender_->WaitFor(10));
+    ASSERT_TRUE(test::Until([&] { return ++seconds, Status("PositionErrors") >= 3; }));
+    record_->error = 0;
+    ASSERT_TRUE(test::Until([&] { return ++seconds, record_->Saved().ValueAvailable("Offset"); }));
+    sink_.reset();
+    ReplaceSteadyClock(nullptr);
+    const auto level = [](int number) { return std::to_string(number) + " "; };
+    EXPECT_EQ(log_.text,
+              level(CorvaneLogger::kLevelError) +
+                  "The position in the spool of destination test cannot be kept, error 112: trying "
+                  "again\n" +
+                  level(CorvaneLogger::kLevelInfo) +
+                  "The position in the spool of destination test is kept again\n");
 }
 
 TEST_F(SpoolSinkTest, DropOldestNeverBlocksAndCountsWhatItDrops) {
