@@ -27,7 +27,7 @@ public:
     void GetStatus(WindowsAgentCommon::EnvironmentBlock& status) const override;
 
 protected:
-    void ReadSettings(const WindowsAgentCommon::EnvironmentBlock& settings) override;
+    void ReadSettings(SettingsReader& settings) override;
     void Restore(const WindowsAgentCommon::EnvironmentBlock& position) override;
     Progress Collect() override;
     void SavePosition(WindowsAgentCommon::EnvironmentBlock& position) const override;

@@ -15,9 +15,9 @@ constexpr unsigned int kInformational = 6;
 
 }  // namespace
 
-void TextFileCollector::ReadSettings(const EnvironmentBlock& settings) {
+void TextFileCollector::ReadSettings(SettingsReader& settings) {
     FileCollector::ReadSettings(settings);
-    fromStart_ = ReadFlag(settings, "FromStart", true);
+    fromStart_ = settings.Flag("FromStart", true);
 }
 
 void TextFileCollector::Restore(const EnvironmentBlock& position) {

@@ -19,7 +19,7 @@ public:
     void GetStatus(WindowsAgentCommon::EnvironmentBlock& status) const override;
 
 protected:
-    void ReadSettings(const WindowsAgentCommon::EnvironmentBlock& settings) override;
+    void ReadSettings(SettingsReader& settings) override;
     void Restore(const WindowsAgentCommon::EnvironmentBlock& position) override;
     Progress CollectFrom(std::size_t index) override;
     void CloseFile(std::size_t index) override { inputs_[index].follower.Close(); }

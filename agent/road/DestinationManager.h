@@ -22,10 +22,11 @@ class IPersistenceManager;
 namespace CorvaneAgent {
 
 class Destination;
+class SettingsReader;
 class Sink;
 
 /// The agent's destinations: one for each instance of its service configuration, whose text1 is the name and
-/// whose settings docs/agent-road.md lists. Its own settings are not looked at. The status of each
+/// whose settings docs/agent-road.md lists. It takes no settings of its own. The status of each
 /// destination stands under "<name>.", its states as that page says.
 ///
 /// Shutdown writes what is queued and sends what it can, for about three seconds, and takes no new events
@@ -58,9 +59,10 @@ private:
     Destinations all() const;
     void stop(const Destinations& destinations);
     void add(const WindowsAgentCommon::InstanceConfig& config, Destinations& destinations);
-    std::unique_ptr<Sink> makeFileSink(const WindowsAgentCommon::InstanceConfig& config);
+    std::unique_ptr<Sink> makeFileSink(const WindowsAgentCommon::InstanceConfig& config,
+                                       SettingsReader& settings);
     std::unique_ptr<Sink> makeSpoolSink(const WindowsAgentCommon::InstanceConfig& config,
-                                        const std::string& type);
+                                        const std::string& type, SettingsReader& settings);
 
     WindowsAgentCommon::Log log_;
     mutable ACE_Thread_Mutex lock_;  // guards what follows

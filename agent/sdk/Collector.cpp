@@ -44,25 +44,6 @@ std::string computerName() {
     throw InitializationException(__FILE__, __FUNCTION__, __LINE__, message);
 }
 
-/// Gives a setting that is there. Returns what is wrong with it, or an empty text.
-std::string readNumber(const EnvironmentBlock& settings, const std::string& name, unsigned int least,
-                       unsigned int most, unsigned int& out) {
-    std::string text, trouble;
-    if (!settings.GetStringValue(name, text, "")) return trouble;
-    unsigned int number = 0;
-    bool good = !text.empty() && text.size() <= 9;
-    for (const char c : text) {
-        good = good && c >= '0' && c <= '9';
-        number = number * 10 + static_cast<unsigned int>(c - '0');
-    }
-    if (good && number >= least && number <= most)
-        out = number;
-    else
-        Format(trouble, "%s is \"%s\", not a whole number from %u to %u", name.c_str(), text.c_str(), least,
-               most);
-    return trouble;
-}
-
 std::string safeName(std::string_view name) {
     std::string safe(name);
     for (char& c : safe) {
@@ -94,22 +75,17 @@ void Collector::GetDependencies(std::vector<std::string>& services) const {
     services.push_back(IPersistenceManager::GetServiceName());
 }
 
-unsigned int Collector::ReadNumber(const EnvironmentBlock& settings, const std::string& name,
-                                   unsigned int value, unsigned int least, unsigned int most) {
-    const std::string trouble = readNumber(settings, name, least, most, value);
-    if (!trouble.empty()) refuse(trouble);
-    return value;
-}
-
 InitializeResult Collector::Initialize(const EnvironmentBlock& settings) {
     if (IsInitialized()) return InitializeResult::kDone;
     log_ = GetLoggerFactory().GetLog("Agent.Collector." + GetInstanceName());
-    pollMs_ = ReadNumber(settings, "PollInterval", 500, 10, 60'000);
-    checkpointMs_ = ReadNumber(settings, "CheckpointInterval", 1000, 100, 60'000);
-    facility_ = ReadNumber(settings, "Facility", 16, 0, 23);
-    settings.GetStringValue("Host", host_, "");
+    SettingsReader reader(GetInstanceName(), settings.Entries());
+    pollMs_ = reader.Number("PollInterval", 500, 10, 60'000);
+    checkpointMs_ = reader.Number("CheckpointInterval", 1000, 100, 60'000);
+    facility_ = reader.Number("Facility", 16, 0, 23);
+    host_ = reader.Text("Host");
     if (host_.empty()) host_ = computerName();
-    ReadSettings(settings);
+    ReadSettings(reader);
+    reader.RefuseUnknown();
 
     factory_ = findService<IPayloadFactory>();
     router_ = findService<IPayloadRouter>();

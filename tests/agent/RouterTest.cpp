@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "agent/road/DestinationManager.h"
-#include "agent/road/DestinationSettings.h"
+#include "agent/road/FolderName.h"
 #include "tests/agent/RoadFakes.h"
 #include "tests/support/FakeComponentFactory.h"
 #include "tests/support/TempFolder.h"
@@ -127,7 +127,6 @@ TEST_F(RouterTest, ASettingThatCannotBeUsedIsNamedWithItsValue) {
         {{{"QueueCapacity", "99999999999999999999"}}, "QueueCapacity \"99999999999999999999\""},
         {{{"Workers", ""}}, "Workers \"\""},
         {{{"Workers", "-1"}}, "Workers \"-1\""},
-        {{{"Type", "UDP"}, {"ResendWindow", "1"}}, "ResendWindow \"1\""},
         {{{"Type", "TCP"}, {"SpoolCapacity", "8"}, {"ResendWindow", "2097153"}}, "ResendWindow \"2097153\""},
         {{{"Type", "TCP"}, {"FullPolicy", "Drop"}}, "FullPolicy \"Drop\""},
         {{{"Type", "TCP"}, {"QueueLowWaterMark", "1048576"}}, "QueueLowWaterMark \"1048576\""}};
@@ -138,6 +137,16 @@ TEST_F(RouterTest, ASettingThatCannotBeUsedIsNamedWithItsValue) {
         EXPECT_NE(InitializationError().find(std::string("Destination dest: ") + row.named),
                   std::string::npos)
             << InitializationError();
+    }
+    const std::pair<Settings, std::string> unknown[] = {
+        {{{"FulPolicy", "Block"}}, "FulPolicy; the closest is FullPolicy"},
+        {{{"Tpye", "TCP"}, {"TargetAddress", "x"}}, "Tpye; the closest is Type"},
+        {{{"Type", "TCP"}, {"Targetport", "1"}}, "Targetport; the closest is TargetPort"},
+        {{{"Type", "UDP"}, {"ResendWindow", "1"}}, "ResendWindow; the closest is SendTimeout"}};
+    for (const auto& [settings, message] : unknown) {
+        config_.instances.clear();
+        Add("dest", settings);
+        EXPECT_EQ(InitializationError(), "Destination dest has no setting " + message);
     }
     config_.instances.clear();
     AddFile("same");
