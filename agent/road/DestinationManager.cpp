@@ -27,6 +27,9 @@ namespace {
 using namespace WindowsAgentCommon;
 
 constexpr std::uint64_t kMegabyte = 1U << 20;
+constexpr std::uint64_t kLeastSpool = 8;          // MiB
+constexpr std::uint64_t kUnlimitedSpool = 512;    // MiB, where the disk manager sets no limit
+constexpr std::uint64_t kWindow = 8 * kMegabyte;  // what receivers commonly hold unread
 constexpr std::int64_t kDrainMs = 1500;
 constexpr std::int64_t kStopMs = 2500;  // then the senders have half a second to close
 constexpr int kTickMs = 1000;
@@ -77,6 +80,41 @@ void requireUniqueNames(const std::vector<InstanceConfig>& instances) {
     }
 }
 
+/// The setting in bytes; 0 without it.
+std::uint64_t spoolCapacity(SettingsReader& settings) {
+    return settings.Number<std::uint64_t>("SpoolCapacity", 0, kLeastSpool, 1U << 20) * kMegabyte;
+}
+
+/// The bytes for each spool without a SpoolCapacity: an equal part of what the others leave. Throws when the
+/// spools together would exceed the disk manager's capacity, since one of them could then take another's
+/// room.
+std::uint64_t shareOf(const std::vector<InstanceConfig>& instances) {
+    std::uint64_t given = 0, others = 0, capacity = 0;
+    for (const InstanceConfig& instance : instances) {
+        SettingsReader settings = settingsOf(instance);
+        if (settings.Text("Type", "File") == "File") continue;
+        const std::uint64_t own = spoolCapacity(settings);
+        given += own;
+        others += own == 0 ? 1 : 0;
+    }
+    if (given + others == 0) return 0;
+    EnvironmentBlock status;
+    require<IDiskManager>().GetStatus(status);
+    status.GetIntegerValue("CapacityBytes", capacity, 0);
+    if (capacity == 0) return kUnlimitedSpool * kMegabyte;
+    const std::uint64_t needed = given + others * kLeastSpool * kMegabyte;
+    std::string text;
+    if (needed > capacity)
+        throw InitializationException(
+            __FILE__, __FUNCTION__, __LINE__,
+            Format(
+                text,
+                "The destinations' spools need %I64u MiB (SpoolCapacity, or at least %I64u for each without "
+                "it), but the disk manager's Capacity is %I64u MiB",
+                needed / kMegabyte, kLeastSpool, capacity / kMegabyte));
+    return others == 0 ? 0 : (capacity - given) / others;
+}
+
 }  // namespace
 
 DestinationManager::DestinationManager()
@@ -102,6 +140,7 @@ InitializeResult DestinationManager::Initialize(const EnvironmentBlock& settings
     if (instances.empty())
         throw InitializationException(__FILE__, __FUNCTION__, __LINE__, "There is no destination");
     requireUniqueNames(instances);
+    share_ = shareOf(instances);
     Destinations made;
     for (const InstanceConfig& instance : instances) add(instance, made);
     {
@@ -146,12 +185,14 @@ std::unique_ptr<Sink> DestinationManager::makeSpoolSink(const InstanceConfig& co
     options.spool.folder = disk.GetBasePath();
     if (!options.spool.folder.empty() && options.spool.folder.back() != L'\\') options.spool.folder += L'\\';
     options.spool.folder += L"spool\\" + FolderName(config.text1) + L"\\";
-    options.spool.capacity = settings.Number<std::uint64_t>("SpoolCapacity", 512, 8, 1U << 20) * kMegabyte;
+    options.spool.capacity = spoolCapacity(settings);
+    if (options.spool.capacity == 0) options.spool.capacity = share_;
     options.spool.segmentBytes = std::min<std::uint64_t>(options.spool.capacity / 16, 4 * kMegabyte);
     // What is handed over and not confirmed yet stays in the spool: there must be room beside it.
     const std::uint64_t most = options.spool.capacity / 4;
     if (type == "TCP")
-        options.resendWindow = settings.Number<std::uint64_t>("ResendWindow", kMegabyte, 0, most);
+        options.resendWindow =
+            settings.Number<std::uint64_t>("ResendWindow", std::min(kWindow, most), 0, most);
     options.highWaterMark =
         settings.Number("QueueHighWaterMark", kMegabyte, 1024, std::min<std::uint64_t>(most, 256U << 20));
     options.lowWaterMark =

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -68,6 +69,7 @@ private:
     mutable ACE_Thread_Mutex lock_;  // guards what follows
     ACE_Condition_Thread_Mutex changed_;
     Destinations destinations_;
+    std::uint64_t share_ = 0;                     // Initialize's own: bytes of a spool without SpoolCapacity
     WindowsAgentCommon::EnvironmentBlock final_;  // what the destinations counted before they were shut down
     bool stopping_ = false;
 };

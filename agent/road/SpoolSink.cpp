@@ -380,6 +380,7 @@ void SpoolSink::AddStatus(const std::string& prefix, EnvironmentBlock& status) c
     status.SetStringValue(prefix + "Target", sender_->GetTarget());
     status.SetIntegerValue(prefix + "Dropped.DamagedSegments", spool_.GetDamagedCount());
     status.SetIntegerValue(prefix + "SpoolTotalBytes", spool_.GetBytes());
+    status.SetIntegerValue(prefix + "SpoolCapacity", options_.spool.capacity);
     const Guard guard(lock_);
     status.SetIntegerValue(prefix + "SpoolBytes", spool_.GetBytesBehind(fetched_));
     status.SetIntegerValue(prefix + "Spooled", spooled_);

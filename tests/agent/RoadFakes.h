@@ -96,6 +96,9 @@ struct FakeDisk : FakeService<IDiskManager> {
         used -= bytes;
     }
     const std::wstring& GetBasePath() const override { return base; }
+    void GetStatus(EnvironmentBlock& status) const override {
+        status.SetIntegerValue("CapacityBytes", capacity);
+    }
 
     ACE_Thread_Mutex lock;
     std::uint64_t used = 0, capacity = 1U << 30;

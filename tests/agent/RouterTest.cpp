@@ -149,6 +149,16 @@ TEST_F(RouterTest, ASettingThatCannotBeUsedIsNamedWithItsValue) {
         EXPECT_EQ(InitializationError(), "Destination dest has no setting " + message);
     }
     config_.instances.clear();
+    disk_.capacity = 100U << 20;
+    Add("open", {{"Type", "TCP"}, {"ResendWindow", "x"}});
+    Add("other", {{"Type", "UDP"}});
+    Add("given", {{"Type", "TCP"}, {"SpoolCapacity", "40"}});
+    EXPECT_NE(InitializationError().find("from 0 to 7864320"), std::string::npos) << "a quarter of 30 MiB";
+    Add("more", {{"Type", "TCP"}, {"SpoolCapacity", "50"}});
+    const std::string text = InitializationError();
+    EXPECT_TRUE(text.find("106 MiB") != std::string::npos && text.find("100 MiB") != std::string::npos)
+        << text;
+    config_.instances.clear();
     AddFile("same");
     AddFile("SAME");
     EXPECT_NE(InitializationError(), "");
