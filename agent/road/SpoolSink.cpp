@@ -252,8 +252,8 @@ bool SpoolSink::feed() {
         chunkLine_ = chunkByte_ = 0;
         fetched_ = end;
         if (caughtUp_) return false;
-        std::uint64_t bytes = chunk_.text.size() + chunk_.lengths.size() * kRecordHeaderBytes;
-        chunkPosition_ = {end.segment, end.offset - bytes};
+        inHand_ = chunk_.text.size() + chunk_.lengths.size() * kRecordHeaderBytes;
+        chunkPosition_ = {end.segment, end.offset - inHand_};
     }
     return handOver();
 }
@@ -287,6 +287,8 @@ void SpoolSink::checkLoss() {
 /// there is.
 void SpoolSink::discardChunk(std::uint64_t first) {
     if (chunkPosition_.segment < first) droppedFull_ += chunk_.lengths.size() - chunkLine_;
+    if (inHand_ > 0) fetched_ = chunkPosition_;
+    inHand_ = 0;
     chunk_.Clear();
     chunkLine_ = chunkByte_ = 0;
 }
@@ -332,11 +334,12 @@ bool SpoolSink::handOver() {
     const ConnectionState state = sender_->GetState();
     if (state == ConnectionState::kClosed) sender_->Open();
     if (state != ConnectionState::kConnected) return false;
-    const std::size_t before = chunkLine_;
-    const std::size_t lines = handOverLines();
+    const std::size_t before = chunkLine_, byteBefore = chunkByte_;
+    const std::size_t lines = handOverLines() - before;
     const Guard guard(lock_);
-    sent_ += lines - before;
-    if (lines > before) lastSent_ = static_cast<std::uint64_t>(SystemMilliseconds());
+    sent_ += lines;
+    inHand_ -= chunkByte_ - byteBefore + lines * kRecordHeaderBytes;
+    if (lines > 0) lastSent_ = static_cast<std::uint64_t>(SystemMilliseconds());
     return chunkLine_ == chunk_.lengths.size();
 }
 
@@ -382,7 +385,7 @@ void SpoolSink::AddStatus(const std::string& prefix, EnvironmentBlock& status) c
     status.SetIntegerValue(prefix + "SpoolTotalBytes", spool_.GetBytes());
     status.SetIntegerValue(prefix + "SpoolCapacity", options_.spool.capacity);
     const Guard guard(lock_);
-    status.SetIntegerValue(prefix + "SpoolBytes", spool_.GetBytesBehind(fetched_));
+    status.SetIntegerValue(prefix + "SpoolBytes", spool_.GetBytesBehind(fetched_) + inHand_);
     status.SetIntegerValue(prefix + "Spooled", spooled_);
     status.SetIntegerValue(prefix + "Sent", sent_);
     status.SetIntegerValue(prefix + "Resent", resent_);

@@ -89,7 +89,8 @@ private:
     bool stopping_ = false;
     bool feederWaits_ = false;  // for something to be in the spool
     bool caughtUp_ = false;     // nothing in the spool that was not handed over
-    SpoolPosition fetched_;     // what lies before it is in the feeder's hands
+    SpoolPosition fetched_;     // what lies before it was handed over, or is
+    std::uint64_t inHand_ = 0;  // in the feeder's hands: bytes, record headers included
     std::uint64_t spooled_ = 0, sent_ = 0, resent_ = 0;
     std::uint64_t droppedFull_ = 0, droppedOversize_ = 0;
     std::uint64_t positionErrors_ = 0;  // attempts to keep the position that failed

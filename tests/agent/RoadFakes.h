@@ -181,6 +181,7 @@ public:
     }
     ConnectionState GetState() const override {
         const Guard guard(lock_);
+        ++asked_;
         return connected_ ? ConnectionState::kConnected : ConnectionState::kConnecting;
     }
     std::string GetTarget() const override { return "tcp://test:1"; }
@@ -227,6 +228,14 @@ public:
         const Guard guard(lock_);
         return received_;
     }
+    /// Until its state is asked for again, as the feeder does with lines in hand.
+    bool WaitUntilAsked() {
+        const auto asked = [this] {
+            const Guard guard(lock_);
+            return asked_;
+        };
+        return Until([&, before = asked()] { return asked() != before; });
+    }
     bool WaitForQueue() {
         return Until([this] { return GetQueuedBytes() > 0; });
     }
@@ -238,6 +247,7 @@ private:
     mutable ACE_Thread_Mutex lock_;
     bool connected_ = false, automatic_ = false;
     unsigned int losses_ = 0;
+    mutable unsigned int asked_ = 0;
     Lines queue_, received_;
 };
 

@@ -82,11 +82,14 @@ TEST_F(SpoolSinkTest, WhatWasWrittenWhileTheDestinationIsDownIsSentInOrder) {
     Start();
     for (int i = 0; i < 10; ++i) ASSERT_TRUE(sink_->Write(BatchOf(Numbered(i * 20, 20))));
     EXPECT_EQ(Status("Spooled"), 200U);
+    ASSERT_TRUE(sender_->WaitUntilAsked());
+    EXPECT_EQ(Status("SpoolBytes"), 200U * 18) << "some are in hand";
     EXPECT_TRUE(sender_->Received().empty());
     sender_->Connect(true);
     ASSERT_TRUE(sender_->WaitFor(200));
     ASSERT_TRUE(sink_->Write(BatchOf({"last"})));
     ASSERT_TRUE(sender_->WaitFor(201));
+    EXPECT_TRUE(test::Until([this] { return Status("SpoolBytes") == 0; }));
     Lines expected = Numbered(0, 200);
     expected.push_back("last");
     EXPECT_EQ(sender_->Received(), expected);
@@ -221,7 +224,7 @@ TEST_F(SpoolSinkTest, WhatIsInHandWhenItsSegmentIsDroppedCountsAsDroppedAfterALo
     ASSERT_TRUE(sink_->Write(BatchOf(Numbered(0, 20))));
     ASSERT_TRUE(test::Until([&] { return Status("Sent") >= 20; }));
     ASSERT_TRUE(sink_->Write(BatchOf(Numbered(20, 40))));  // some are in hand behind a full sender
-    ASSERT_TRUE(test::Until([&] { return Status("SpoolBytes") == 0; }));
+    ASSERT_TRUE(sender_->WaitUntilAsked());
     for (int i = 3; i < 20; ++i) ASSERT_TRUE(sink_->Write(BatchOf(Numbered(i * 20, 20))));
     const std::uint64_t before = Status("Dropped.SpoolFull");
     sender_->Lose(0);
