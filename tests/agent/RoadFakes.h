@@ -125,13 +125,15 @@ inline std::shared_ptr<IPayload> PayloadOf(const std::string& text) {
     return std::make_shared<FakePayload>(text);
 }
 
-/// Renders a payload's text; "damaged" throws.
+/// Renders a payload's text; "damaged" throws, and "large" as long as there is no memory.
 struct FakeBuilder : IPayloadBuilder {
     void BuildPayloadString(IPayload& payload, std::string& out) override {
         out = dynamic_cast<FakePayload&>(payload).text;
         if (out == "damaged") throw UnmarshalMemoryException(__FILE__, __FUNCTION__, __LINE__, out);
+        if (out == "large" && scarce-- > 0) throw std::bad_alloc();
         if (out.back() == '7') ::SwitchToThread();  // so that workers overtake each other
     }
+    static inline std::atomic<int> scarce{0};  // so many attempts find no memory
 };
 
 struct FakeFactory : FakeService<IPayloadFactory> {
