@@ -8,6 +8,7 @@
 #include "WindowsAgentCommon/KORException.h"
 #include "agent/sdk/Clock.h"
 #include "agent/sdk/IDeliveryBarrier.h"
+#include "agent/sdk/Text.h"
 
 #include <ace/Guard_T.h>
 
@@ -25,6 +26,7 @@ namespace {
 constexpr std::size_t kLineBytes = 63 * 1024;  // the payload builder's line holds 64 KiB, header and all
 constexpr std::size_t kMostNames = 4000;
 constexpr std::size_t kLongestName = 128;
+constexpr std::size_t kLongestHost = 255;
 constexpr unsigned int kCheckpointWaitMs = 10'000;
 constexpr unsigned int kLastCheckpointWaitMs = 1500;
 constexpr unsigned int kSafeStepMs = 250;
@@ -277,9 +279,7 @@ void Collector::addText(IPayload& payload, unsigned int id, std::string_view nam
     if (!whole) {
         cut_.fetch_add(1, std::memory_order_relaxed);
         if (frame + sizeof kCut > room_) return;  // not even the mark fits
-        std::size_t kept = room_ - frame - sizeof kCut;
-        while (kept > 0 && (static_cast<unsigned char>(value[kept]) & 0xC0) == 0x80) --kept;
-        value = value.substr(0, kept);
+        value = value.substr(0, CutAtCharacter(value.data(), value.size(), room_ - frame - sizeof kCut));
     }
     std::string& text = boost::get<std::string>(text_.second);
     text.assign(prefix).append(value);
@@ -327,9 +327,7 @@ void Collector::AddHeader(IPayload& payload, unsigned int priority, std::int64_t
     text += ' ';
     const std::size_t begin = text.size();
     if (host.empty()) host = host_;
-    std::size_t kept = std::min<std::size_t>(host.size(), 255);
-    while (kept > 0 && kept < host.size() && (static_cast<unsigned char>(host[kept]) & 0xC0) == 0x80) --kept;
-    text += host.substr(0, kept);
+    text += host.substr(0, CutAtCharacter(host.data(), host.size(), kLongestHost));
     for (std::size_t i = begin; i < text.size(); ++i) {
         if (static_cast<unsigned char>(text[i]) <= ' ' || text[i] == '\x7F') text[i] = '_';
     }
