@@ -1,5 +1,6 @@
 #include "agent/host/AgentHost.h"
 
+#include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/AgentPaths.h"
 #include "WindowsAgentCommon/CV_Statistics.h"
 #include "WindowsAgentCommon/Encoding.h"
@@ -44,7 +45,7 @@ std::uint64_t waitingBytes(const EnvironmentBlock& destinations) {
 const Options& enterRoot(const Options& options) {
     GetBinPath();
     SetRootPath(options.root);
-    CreateDirectoryRecursive(GetRootPath());
+    if (options.action != Options::Action::kCheck) CreateDirectoryRecursive(GetRootPath());
     ::SetCurrentDirectoryW(GetRootPath().c_str());
     return options;
 }
@@ -106,18 +107,51 @@ ExitCode AgentHost::readConfiguration() {
     return kExitSuccess;
 }
 
-ExitCode AgentHost::Start(bool checkOnly) {
-    const ExitCode code = start(checkOnly);
-    if (!started_) GetLoggerFactory().Shutdown();
+ExitCode AgentHost::Check(std::string& summary) {
+    // Told by the caller only: the log belongs to the agent that may be running.
+    CorvaneLogger::CV_Logger::TheLogger().findBaseLogger("root", false)->SetLevel(CorvaneLogger::kLevelFatal);
+    const ExitCode code = readConfiguration();
+    if (code != kExitSuccess) return code;
+    Format(
+        summary,
+        "%s, version \"%s\": its form, the agent's own settings and the names of %d services are in order; "
+        "the settings of a service are checked when it starts",
+        manager_->GetSource().c_str(), version_.c_str(), static_cast<int>(services_.size()));
+    return kExitSuccess;
+}
+
+ExitCode AgentHost::Start() {
+    const ExitCode code = start();
+    if (!started_) {
+        GetLoggerFactory().Shutdown();
+        lock_.reset();
+    }
     return code;
 }
 
-ExitCode AgentHost::start(bool checkOnly) {
+/// Not told in the log, which the other agent has open.
+ExitCode AgentHost::lockRoot() {
+    const std::wstring path = GetCachePath() + L"agent.lock";
+    lock_ = OwnFile(::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
+                                  FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    if (lock_) return kExitSuccess;
+    const DWORD error = ::GetLastError();
+    if (error == ERROR_SHARING_VIOLATION) {
+        error_ = "another agent runs on the folder " + ToUTF8(GetRootPath()) + " and holds cache\\agent.lock";
+        return kExitRunning;
+    }
+    error_ = "the file " + ToUTF8(path) + " cannot be made: " + LastError(error);
+    return kExitConfiguration;
+}
+
+ExitCode AgentHost::start() {
     try {
         prepareFolders();
     } catch (const std::exception& error) {
         return fail(kExitConfiguration, error.what());
     }
+    const ExitCode locked = lockRoot();
+    if (locked != kExitSuccess) return locked;
     initializeLogging();
     std::string version;
     std::string system;
@@ -125,7 +159,7 @@ ExitCode AgentHost::start(bool checkOnly) {
     GetWindowsVersionString(system);
     log_->Info("Agent %s starts on %s, root %ls", version.c_str(), system.c_str(), GetRootPath().c_str());
     const ExitCode read = readConfiguration();
-    if (read != kExitSuccess || checkOnly) return read;
+    if (read != kExitSuccess) return read;
 
     writeState("starting");
     factory_.AddHook(this);
@@ -311,6 +345,7 @@ ExitCode AgentHost::Stop(AgentState& final) {
     writeState("stopped");
     log_->Info("Stopped");
     GetLoggerFactory().Shutdown();
+    lock_.reset();
     return result == kComponentFactorySuccess ? kExitSuccess : kExitShutdown;
 }
 

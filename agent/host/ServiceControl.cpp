@@ -103,7 +103,7 @@ void WINAPI serviceMain(DWORD, wchar_t**) {
     if (!running.status) return;
     report(SERVICE_START_PENDING, kStopHintMs);
     AgentHost host(*running.options, running.stopRequested, &reportPending);
-    running.exitCode = host.Start(false);
+    running.exitCode = host.Start();
     if (running.exitCode == kExitSuccess) {
         running.stopping = true;
         report(SERVICE_RUNNING);

@@ -90,17 +90,24 @@ void printSummary(const AgentState& state) {
           WindowsAgentCommon::ToUTF8(WindowsAgentCommon::GetLogPath()).c_str());
 }
 
-int runOnConsole(const Options& options, bool checkOnly) {
+int checkConfiguration(const Options& options) {
+    AgentHost host(options, nullptr);
+    std::string summary;
+    const ExitCode code = host.Check(summary);
+    const bool good = code == kExitSuccess;
+    print(good ? stdout : stderr, "corvane-agent: %s\n", (good ? summary : host.GetError()).c_str());
+    return code;
+}
+
+int runOnConsole(const Options& options) {
     stopRequested = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
     stopped = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
     ::SetConsoleCtrlHandler(&onConsoleEvent, TRUE);
     started = SteadyMilliseconds();
     AgentHost host(options, stopRequested);
-    ExitCode code = host.Start(checkOnly);
+    ExitCode code = host.Start();
     if (code != kExitSuccess) {
         print(stderr, "corvane-agent: %s\n", host.GetError().c_str());
-    } else if (checkOnly) {
-        print(stdout, "corvane-agent: the configuration is in order\n");
     } else {
         host.Run(&printProgress);
         AgentState final;
@@ -149,8 +156,10 @@ int dispatch(const Options& options) {
                 return kExitService;
             }
             return exitCode;
+        case Action::kCheck:
+            return checkConfiguration(options);
         default:
-            return runOnConsole(options, options.action == Action::kCheck);
+            return runOnConsole(options);
     }
 }
 
