@@ -13,6 +13,8 @@ namespace {
 
 using namespace WindowsAgentCommon;
 
+bool faulting = false;
+
 class FaultingCollector : public CorvaneAgent::Collector {
 protected:
     void ReadSettings(const EnvironmentBlock& settings) override {
@@ -21,6 +23,7 @@ protected:
     void Restore(const EnvironmentBlock&) override {}
     Progress Collect() override {
         GetLog()->Info("The line before the end");
+        faulting = true;
         if (kind_ == "exception") throwThrough();
         auto* const nowhere = static_cast<volatile int*>(
             ::VirtualAlloc(nullptr, 4096, MEM_RESERVE, PAGE_NOACCESS));  // page 0 may be there under Wine
@@ -50,6 +53,12 @@ public:
 };
 
 }  // namespace
+
+/// A farewell that waits for what a thread that is no more has left taken.
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
+    while (reason == DLL_PROCESS_DETACH && faulting) ::Sleep(INFINITE);
+    return TRUE;
+}
 
 extern "C" __declspec(dllexport)
     ACE_Service_Object* _make_FaultingCollector(ACE_Service_Object_Exterminator* exterminator) {
