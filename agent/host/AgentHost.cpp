@@ -14,6 +14,7 @@
 #include "WindowsAgentCommon/SystemInfo.h"
 #include "agent/host/ConfigurationCheck.h"
 #include "agent/sdk/Clock.h"
+#include "agent/sdk/IStoppable.h"
 
 #include <cstdlib>
 
@@ -27,6 +28,7 @@ namespace {
 
 constexpr std::int64_t kProgressMs = 1000;
 constexpr std::int64_t kIdleSpoolMs = 5000;  // with --once, how long a destination may send nothing
+constexpr std::int64_t kStopMs = 1000;       // what collectors have together; the destinations have 3 seconds
 constexpr const char* kManager = "AgentConfigManager";
 
 /// What waits to be sent, over all destinations.
@@ -329,13 +331,27 @@ void AgentHost::OnAfterComponentShutdown(const std::string& name, ComponentFacto
     final_.components.emplace_back(name, statusOf(name));
 }
 
-ExitCode AgentHost::Stop(AgentState& final) {
-    started_ = false;
-    log_->Info("Stopping");
-    writeState("stopping");
+/// What may wait for others on the network begins its end side by side, so that the number of collectors and
+/// a status server that cannot be reached do not add up.
+void AgentHost::beginStop() {
+    const std::int64_t deadline = SteadyMilliseconds() + kStopMs;
+    std::vector<std::string> names;
+    factory_.GetComponentNames(names);
+    for (const std::string& name : names) {
+        if (auto* const component = dynamic_cast<IStoppable*>(factory_.GetComponent(name)))
+            component->BeginStop(deadline);
+    }
+    if (heartbeat_) heartbeat_->BeginStop();
     GetLoggerFactory().InstallLogMonitor(nullptr);
     monitor_.Shutdown();
     heartbeat_.reset();
+}
+
+ExitCode AgentHost::Stop(AgentState& final) {
+    started_ = false;
+    log_->Info("Stopping");
+    beginStop();
+    writeState("stopping");
     takeOver(final_, "stopped");
     const ComponentFactoryResultCode result = factory_.Shutdown();
     registration_.reset();

@@ -67,6 +67,7 @@ private:
     void initializeLogging();
     ExitCode readConfiguration();
     void startMonitor();
+    void beginStop();
     void lookForConfiguration();
     void takeOver(AgentState& state, const std::string& status) const;
     void addProcess(AgentState& state);
