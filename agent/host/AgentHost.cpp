@@ -277,13 +277,15 @@ void AgentHost::writeState(const std::string& status) {
     }
 }
 
-bool AgentHost::haveCollectorsFinished(const AgentState& state) const {
+bool AgentHost::haveCollectorsFinished() {
     bool any = false;
-    for (const auto& [name, status] : state.components) {
-        if (!dynamic_cast<IDeviceService*>(_getService(name))) continue;
+    std::vector<std::string> names;
+    factory_.GetComponentNames(names);
+    for (const std::string& name : names) {
+        if (!dynamic_cast<IDeviceService*>(factory_.GetComponent(name))) continue;
         any = true;
         std::string text;
-        status.GetStringValue("State", text, std::string());
+        statusOf(name).GetStringValue("State", text, std::string());
         if (text != "finished") return false;
     }
     return any;
@@ -292,6 +294,7 @@ bool AgentHost::haveCollectorsFinished(const AgentState& state) const {
 void AgentHost::Run(void (*progress)(const AgentState& state)) {
     const std::int64_t start = SteadyMilliseconds();
     std::int64_t nextState = start;
+    std::int64_t nextProgress = start;
     std::int64_t nextReload = start + intervals_.reload;
     while (::WaitForSingleObject(stopRequested_, options_.once ? 50 : kProgressMs) == WAIT_TIMEOUT) {
         const std::int64_t now = SteadyMilliseconds();
@@ -303,14 +306,16 @@ void AgentHost::Run(void (*progress)(const AgentState& state)) {
             lookForConfiguration();
             nextReload = now + intervals_.reload;
         }
-        const AgentState state = GetState("running");
-        if (progress) progress(state);
-        if (options_.once && haveCollectorsFinished(state) && isNothingSent(now)) return;
+        if (progress && now >= nextProgress) {
+            progress(GetState("running"));
+            nextProgress = now + kProgressMs;
+        }
+        if (options_.once && haveCollectorsFinished() && isDrainedOrStuck(now)) return;
     }
 }
 
 /// Whether the destinations have sent everything, or nothing for a while.
-bool AgentHost::isNothingSent(std::int64_t now) {
+bool AgentHost::isDrainedOrStuck(std::int64_t now) {
     const std::uint64_t waiting = waitingBytes(statusOf("DestinationManager"));
     if (waiting != waiting_) {
         waiting_ = waiting;

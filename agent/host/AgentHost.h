@@ -72,9 +72,9 @@ private:
     void takeOver(AgentState& state, const std::string& status) const;
     void addProcess(AgentState& state);
     WindowsAgentCommon::EnvironmentBlock statusOf(const std::string& name);
-    bool isNothingSent(std::int64_t now);
+    bool isDrainedOrStuck(std::int64_t now);
     void tellAlive() const;
-    bool haveCollectorsFinished(const AgentState& state) const;
+    bool haveCollectorsFinished();
     void writeState(const std::string& status);
     ExitCode fail(ExitCode code, const std::string& why);
 
