@@ -3,39 +3,19 @@
 #include "WindowsAgentCommon/Encoding.h"
 #include "WindowsAgentCommon/FileUtil.h"
 #include "WindowsAgentCommon/Formatting.h"
+#include "WindowsAgentCommon/KORException.h"
 #include "agent/host/ComponentFactory.h"
+#include "agent/sdk/SettingsReader.h"
 
 #include <ace/Time_Value.h>
 
 #include <algorithm>
-#include <set>
 
 namespace CorvaneAgent {
 
 using namespace WindowsAgentCommon;
 
 namespace {
-
-/// A setting of the agent itself: seconds in a range.
-struct IntervalSetting {
-    const char* name;
-    int defaultValue;
-    int minimum;
-    int maximum;
-};
-
-constexpr IntervalSetting kStateInterval = {"StateInterval", 5, 1, 3600};
-constexpr IntervalSetting kReloadInterval = {"ReloadInterval", 10, 1, 86400};
-constexpr IntervalSetting kHeartbeatInterval = {"HeartbeatInterval", 60, 0, 86400};
-
-/// What an agent setting may be called, besides those that begin with "LogMonitor.".
-const std::set<std::string>& knownSettings() {
-    static const std::set<std::string> names = {
-        "ApplicationIdentifier", "ConfigurationServer", "HeartbeatInterval", "MaxPayloadSize",
-        "PayloadBuilderType",    "QueueHighWaterMark",  "QueueLowWaterMark", "ReloadInterval",
-        "StateInterval",         "StatusServer",        "TargetAddress",     "TargetPort"};
-    return names;
-}
 
 bool sameModules(const std::vector<InstanceModuleConfig>& one,
                  const std::vector<InstanceModuleConfig>& other) {
@@ -56,22 +36,21 @@ bool sameService(const ServiceConfig& a, const ServiceConfig& b) {
            sameInstances(a.instances, b.instances);
 }
 
-bool readInterval(const EnvironmentBlock& settings, const IntervalSetting& setting,
-                  std::int64_t& milliseconds, std::string& error) {
-    std::string text;
-    int value = setting.defaultValue;
-    if (settings.GetStringValue(setting.name, text, std::string())) {
-        settings.GetIntegerValue(setting.name, value, setting.defaultValue);
-        const bool digits =
-            !text.empty() && text.size() < 9 && text.find_first_not_of("0123456789") == std::string::npos;
-        if (!digits || value < setting.minimum || value > setting.maximum) {
-            Format(error, "the setting %s is %s; it must be a number of %d to %d (seconds)", setting.name,
-                   text.c_str(), setting.minimum, setting.maximum);
-            return false;
-        }
-    }
-    milliseconds = std::int64_t{value} * 1000;
-    return true;
+/// Throws InitializationException for what cannot be used.
+void readSettings(const EnvironmentBlock& settings, Intervals& intervals) {
+    SettingsReader reader("The agent", settings.Entries());
+    const auto milliseconds = [&reader](const char* name, unsigned int seconds, unsigned int least,
+                                        unsigned int most) {
+        return std::int64_t{reader.Number(name, seconds, least, most)} * 1000;
+    };
+    intervals.state = milliseconds("StateInterval", 5, 1, 3600);
+    intervals.reload = milliseconds("ReloadInterval", 10, 1, 86'400);
+    intervals.heartbeat = milliseconds("HeartbeatInterval", 60, 0, 86'400);
+    reader.Know({"ApplicationIdentifier", "ConfigurationServer", "MaxPayloadSize", "PayloadBuilderType",
+                 "QueueHighWaterMark", "QueueLowWaterMark", "StatusServer", "TargetAddress", "TargetPort"});
+    for (const auto& [name, value] : settings.Entries())
+        if (name.rfind("LogMonitor.", 0) == 0) reader.Know({name.c_str()});
+    reader.RefuseUnknown();
 }
 
 /// What is wrong with a service's names, or empty.
@@ -117,20 +96,14 @@ std::string ChangedServices(const std::vector<ServiceConfig>& one, const std::ve
 
 std::string CheckConfiguration(const EnvironmentBlock& settings, const std::vector<ServiceConfig>& services,
                                Intervals& intervals) {
-    for (const auto& [name, value] : settings.Entries()) {
-        if (knownSettings().count(name) == 0 && name.rfind("LogMonitor.", 0) != 0) {
-            return "the setting " + name + " is not known";
-        }
-    }
-    std::string error;
-    if (!readInterval(settings, kStateInterval, intervals.state, error) ||
-        !readInterval(settings, kReloadInterval, intervals.reload, error) ||
-        !readInterval(settings, kHeartbeatInterval, intervals.heartbeat, error)) {
-        return error;
+    try {
+        readSettings(settings, intervals);
+    } catch (const InitializationException& error) {
+        return error.what();
     }
     if (services.empty()) return "it names no services";
     for (const ServiceConfig& service : services) {
-        error = checkNames(service);
+        const std::string error = checkNames(service);
         if (!error.empty()) return error;
     }
     return "";

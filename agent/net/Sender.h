@@ -70,6 +70,9 @@ private:
     void account(std::size_t sent);
     unsigned long discardInput();
     void lose(unsigned long code);
+    std::size_t eventBegin() const;
+    bool resetIfTorn();
+    void countLoss();
     std::size_t dropAll();
     void endStream();
     void wait(unsigned long milliseconds);

@@ -31,6 +31,9 @@ constexpr std::int64_t kSafeStepMs = 250;
 constexpr unsigned int kFailurePauseMs = 5000;
 constexpr char kCut[] = "[cut]";
 
+// By cmpxchg8b, without which no Windows XP starts.
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "the counters take a lock");
+
 std::string computerName() {
     wchar_t name[MAX_COMPUTERNAME_LENGTH + 1];
     DWORD size = MAX_COMPUTERNAME_LENGTH + 1;
@@ -39,25 +42,6 @@ std::string computerName() {
 
 [[noreturn]] void refuse(const std::string& message) {
     throw InitializationException(__FILE__, __FUNCTION__, __LINE__, message);
-}
-
-/// Gives a setting that is there. Returns what is wrong with it, or an empty text.
-std::string readNumber(const EnvironmentBlock& settings, const std::string& name, unsigned int least,
-                       unsigned int most, unsigned int& out) {
-    std::string text, trouble;
-    if (!settings.GetStringValue(name, text, "")) return trouble;
-    unsigned int number = 0;
-    bool good = !text.empty() && text.size() <= 9;
-    for (const char c : text) {
-        good = good && c >= '0' && c <= '9';
-        number = number * 10 + static_cast<unsigned int>(c - '0');
-    }
-    if (good && number >= least && number <= most)
-        out = number;
-    else
-        Format(trouble, "%s is \"%s\", not a whole number from %u to %u", name.c_str(), text.c_str(), least,
-               most);
-    return trouble;
 }
 
 std::string safeName(std::string_view name) {
@@ -91,22 +75,17 @@ void Collector::GetDependencies(std::vector<std::string>& services) const {
     services.push_back(IPersistenceManager::GetServiceName());
 }
 
-unsigned int Collector::ReadNumber(const EnvironmentBlock& settings, const std::string& name,
-                                   unsigned int value, unsigned int least, unsigned int most) {
-    const std::string trouble = readNumber(settings, name, least, most, value);
-    if (!trouble.empty()) refuse(trouble);
-    return value;
-}
-
 InitializeResult Collector::Initialize(const EnvironmentBlock& settings) {
     if (IsInitialized()) return InitializeResult::kDone;
     log_ = GetLoggerFactory().GetLog("Agent.Collector." + GetInstanceName());
-    pollMs_ = ReadNumber(settings, "PollInterval", 500, 10, 60'000);
-    checkpointMs_ = ReadNumber(settings, "CheckpointInterval", 1000, 100, 60'000);
-    facility_ = ReadNumber(settings, "Facility", 16, 0, 23);
-    settings.GetStringValue("Host", host_, "");
+    SettingsReader reader(GetInstanceName(), settings.Entries());
+    pollMs_ = reader.Number("PollInterval", 500, 10, 60'000);
+    checkpointMs_ = reader.Number("CheckpointInterval", 1000, 100, 60'000);
+    facility_ = reader.Number("Facility", 16, 0, 23);
+    host_ = reader.Text("Host");
     if (host_.empty()) host_ = computerName();
-    ReadSettings(settings);
+    ReadSettings(reader);
+    reader.RefuseUnknown();
 
     factory_ = findService<IPayloadFactory>();
     router_ = findService<IPayloadRouter>();
@@ -152,9 +131,9 @@ void Collector::Shutdown() {
 void Collector::GetStatus(EnvironmentBlock& status) const {
     static const char* const kStates[] = {"stopped", "running", "waiting", "failing", "finished"};
     status.SetStringValue("State", kStates[static_cast<int>(state_.load())]);
-    status.SetIntegerValue("Events", static_cast<unsigned int>(events_.load()));
-    status.SetIntegerValue("Damaged", static_cast<unsigned int>(damaged_.load()));
-    status.SetIntegerValue("Cut", static_cast<unsigned int>(cut_.load()));
+    status.SetIntegerValue("Events", events_.load());
+    status.SetIntegerValue("Damaged", damaged_.load());
+    status.SetIntegerValue("Cut", cut_.load());
     const ACE_Guard<ACE_Thread_Mutex> guard(positionLock_);
     status.SetStringValue("Position", position_);
 }
@@ -170,7 +149,7 @@ int Collector::svc() {
             nextCheckpoint_ = SteadyMilliseconds() + checkpointMs_;
         }
         if (finished && !changed_) {
-            log_->Info("Finished: %u events, %u damaged", events_.load(), damaged_.load());
+            log_->Info("Finished: %I64u events, %I64u damaged", events_.load(), damaged_.load());
             state_ = State::kFinished;
             return 0;
         }
@@ -380,9 +359,9 @@ bool Collector::Emit(const std::shared_ptr<IPayload>& payload) {
 
 void Collector::CountDamaged(const std::string& where, const std::string& why) {
     changed_ = true;
-    const std::uint32_t count = damaged_.fetch_add(1, std::memory_order_relaxed) + 1;
+    const std::uint64_t count = damaged_.fetch_add(1, std::memory_order_relaxed) + 1;
     if (count <= 10 || count % 100 == 0)
-        log_->Warn("Damaged at %s: %s (%u so far)", where.c_str(), why.c_str(), count);
+        log_->Warn("Damaged at %s: %s (%I64u so far)", where.c_str(), why.c_str(), count);
 }
 
 }  // namespace CorvaneAgent

@@ -21,6 +21,7 @@
 #include "agent/sdk/Handle.h"
 #include "agent/sdk/IStoppable.h"
 #include "agent/sdk/LocalTime.h"
+#include "agent/sdk/SettingsReader.h"
 
 namespace WindowsAgentCommon {
 class IPayloadFactory;
@@ -56,8 +57,8 @@ public:
     /// Payload factory, payload router and persistence manager.
     void GetDependencies(std::vector<std::string>& services) const override;
 
-    /// Throws InitializationException for a setting that cannot be used, a service that is missing, or a
-    /// router that offers no IDeliveryBarrier.
+    /// Throws InitializationException for a setting that is unknown or cannot be used, a service that is
+    /// missing, or a router that offers no IDeliveryBarrier.
     WindowsAgentCommon::InitializeResult Initialize(
         const WindowsAgentCommon::EnvironmentBlock& settings) override;
     void Start() override;
@@ -82,9 +83,9 @@ protected:
         kFinished,  ///< There will never be more (a file that is read once).
     };
 
-    /// Reads the settings, all of which are UTF-8 text by name. Throws InitializationException for a value
-    /// that cannot be used; the message names it.
-    virtual void ReadSettings(const WindowsAgentCommon::EnvironmentBlock& settings) = 0;
+    /// Reads the collector's own settings, UTF-8. Throws InitializationException for a value that cannot be
+    /// used; the message names it. What it does not read, and Collector does not know, is refused afterwards.
+    virtual void ReadSettings(SettingsReader& settings) = 0;
 
     /// Continues behind position, which is empty at the first start ever. Called once, on the collector's
     /// thread.
@@ -126,11 +127,6 @@ protected:
     bool IsStopping() const { return stopping_.load(std::memory_order_acquire); }  ///< Collect should return.
     WindowsAgentCommon::Log GetLog() const { return log_; }
 
-    /// A setting that is a whole number from least to most; throws InitializationException for anything else.
-    static unsigned int ReadNumber(const WindowsAgentCommon::EnvironmentBlock& settings,
-                                   const std::string& name, unsigned int value, unsigned int least,
-                                   unsigned int most);
-
 private:
     enum class State { kStopped, kRunning, kWaiting, kFailing, kFinished };
 
@@ -161,7 +157,7 @@ private:
     std::atomic<bool> stopping_{false};
     std::int64_t stopBy_ = 0;  // written before stopping_
     std::atomic<State> state_{State::kStopped};
-    std::atomic<std::uint32_t> events_{0}, damaged_{0}, cut_{0};  // modulo 2^32
+    std::atomic<std::uint64_t> events_{0}, damaged_{0}, cut_{0};
     mutable ACE_Thread_Mutex positionLock_;
     std::string position_;  // the last one kept, as text; under positionLock_
 

@@ -17,9 +17,7 @@ bool faulting = false;
 
 class FaultingCollector : public CorvaneAgent::Collector {
 protected:
-    void ReadSettings(const EnvironmentBlock& settings) override {
-        settings.GetStringValue("Kind", kind_, std::string());
-    }
+    void ReadSettings(CorvaneAgent::SettingsReader& settings) override { kind_ = settings.Text("Kind"); }
     void Restore(const EnvironmentBlock&) override {}
     Progress Collect() override {
         GetLog()->Info("The line before the end");

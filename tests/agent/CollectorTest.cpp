@@ -275,7 +275,7 @@ TEST(CollectorTest, RefusesSettingsThatCannotBeUsed) {
     const std::pair<const char*, const char*> rows[] = {
         {"PollInterval", "0"}, {"PollInterval", "1e3"}, {"CheckpointInterval", "99999999999"},
         {"Facility", "24"},    {"Facility", ""},        {"Follow", "yes"},
-        {"Path", ""}};
+        {"Path", ""},          {"FolowUp", "T"}};
     for (const auto& [name, value] : rows) {
         SCOPED_TRACE(name);
         EnvironmentBlock settings = Settings("C:\\x");

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <memory>
 
 #include "agent/road/FileSink.h"
@@ -181,6 +182,21 @@ TEST_F(DestinationTest, AnEventThatCannotBeRenderedIsCountedAndSkipped) {
     EXPECT_TRUE(destination_->WaitUntilSafe(30'000));
     EXPECT_EQ(sink_->Written(), (Lines{"one", "two"}));
     EXPECT_EQ(Status("Dropped.Damaged"), 2U);
+}
+
+TEST_F(DestinationTest, LackOfMemoryDropsNothingAndConfirmsNothing) {
+    Make(1000, 2);
+    test::FakeBuilder::scarce = 3;
+    for (const char* const text : {"one", "large", "two"}) Send(text);
+    EXPECT_TRUE(destination_->WaitUntilSafe(30'000));
+    EXPECT_EQ(sink_->Written(), (Lines{"one", "large", "two"}));
+    EXPECT_EQ(Status("Dropped.Damaged"), 0U);
+    test::FakeBuilder::scarce = INT_MAX;
+    Send("large");
+    EXPECT_TRUE(test::Until([] { return test::FakeBuilder::scarce < INT_MAX; }));
+    destination_->Stop(0, 0);
+    EXPECT_FALSE(destination_->WaitUntilSafe(0));
+    test::FakeBuilder::scarce = 0;
 }
 
 TEST_F(DestinationTest, LargePayloadsFillTheQueueByTheirBytes) {

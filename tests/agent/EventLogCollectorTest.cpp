@@ -1,10 +1,13 @@
 #include "agent/collectors/EventLogCollector.h"
 #include "tests/agent/FakeRoad.h"
 #include "tests/support/GuardedBuffer.h"
+#include "tests/support/ImportPatch.h"
+#include "tests/support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <cwchar>
 #include <map>
 
 #include <windows.h>
@@ -160,6 +163,18 @@ TEST_F(EventLogCollectorTest, ContinuesAndSeesWhatHappenedMeanwhile) {
     }
 }
 
+TEST_F(EventLogCollectorTest, CountsMoreThanThirtyTwoBitsHold) {
+    const std::uint32_t numbers[] = {0x80000000, 0xFFFFFFF0, 0x7FFFFFE0};
+    Fill(1, 1);
+    FakeLog::onIdle = [&] {
+        const std::size_t come = road_.router.lines.size();
+        if (come == 4) ::SetEvent(idle_);
+        if (come > 0 && come < 4) Fill(numbers[come - 1], numbers[come - 1]);
+    };
+    Run();
+    EXPECT_EQ("6442450908", Value(status_, "Missed"));
+}
+
 TEST_F(EventLogCollectorTest, BeginsBehindWhatThereIs) {
     Fill(1, 3);
     EXPECT_EQ(Numbers{}, Run("F"));
@@ -175,6 +190,80 @@ TEST_F(EventLogCollectorTest, SkipsDamagedRecords) {
     FakeLog::records[4][4] = 'x';    // no signature
     EXPECT_EQ((Numbers{1, 3, 5}), Run());
     EXPECT_EQ("2", Value(status_, "Damaged"));
+}
+
+/// A 32-bit process of a 64-bit Windows whose folders are the test's own.
+struct SixtyFourBitWindows {
+    static FARPROC WINAPI Find(HMODULE module, const char* name) {
+        return std::strcmp(name, "IsWow64Process") == 0
+                   ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&IsIt))
+                   : real(module, name);
+    }
+    static BOOL WINAPI IsIt(HANDLE, BOOL* out) { return *out = TRUE; }
+    static UINT WINAPI Windows(wchar_t* out, UINT size) {
+        ::lstrcpynW(out, folder->Path(L"Windows").c_str(), static_cast<int>(size));
+        return static_cast<UINT>(std::wcslen(out));
+    }
+    static UINT WINAPI System(wchar_t* out, UINT size) {
+        ::lstrcpynW(out, folder->Path(L"Windows\\System32").c_str(), static_cast<int>(size));
+        return static_cast<UINT>(std::wcslen(out));
+    }
+    explicit SixtyFourBitWindows(const WindowsAgentCommon::test::TempFolder& own) { folder = &own; }
+
+    static inline const WindowsAgentCommon::test::TempFolder* folder = nullptr;
+    static inline FARPROC(WINAPI* const real)(HMODULE, const char*) = &::GetProcAddress;
+    const WindowsAgentCommon::test::ImportPatch<decltype(Find)> find{nullptr, "GetProcAddress", &Find};
+    const WindowsAgentCommon::test::ImportPatch<decltype(Windows)> windows{
+        nullptr, "GetSystemWindowsDirectoryW", &Windows};
+    const WindowsAgentCommon::test::ImportPatch<decltype(System)> system{nullptr, "GetSystemDirectoryW",
+                                                                         &System};
+};
+
+/// An event source with message files, as long as the object lives.
+struct RegisteredSource {
+    explicit RegisteredSource(const std::wstring& files) {
+        HKEY opened = nullptr;
+        EXPECT_EQ(0, ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, (kLog + name).c_str(), 0, nullptr, 0,
+                                       KEY_SET_VALUE, nullptr, &opened, nullptr));
+        EXPECT_EQ(0, ::RegSetValueExW(opened, L"EventMessageFile", 0, REG_EXPAND_SZ,
+                                      reinterpret_cast<const BYTE*>(files.c_str()),
+                                      static_cast<DWORD>((files.size() + 1) * sizeof(wchar_t))));
+        ::RegCloseKey(opened);
+    }
+    ~RegisteredSource() { ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, (kLog + name).c_str()); }
+    bool HasText() const {
+        std::wstring text;
+        return MakeEventMessageSource()->GetText(L"Application", name, ERROR_ACCESS_DENIED, false, text) &&
+               !text.empty();
+    }
+
+    const std::wstring kLog = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\";
+    const std::wstring name = L"Test" + std::to_wstring(::GetCurrentProcessId());
+};
+
+TEST(EventMessageSourceTest, FindsFilesAlsoThoseThatOnlySixtyFourBitProgramsAreShown) {
+    const WindowsAgentCommon::test::TempFolder folder;
+    for (const wchar_t* const name : {L"Windows", L"Windows\\Sysnative"})
+        ASSERT_TRUE(::CreateDirectoryW(folder.Path(name).c_str(), nullptr));
+    wchar_t messages[MAX_PATH];  // a file with the system's messages
+    ASSERT_TRUE(::ExpandEnvironmentStringsW(L"%SystemRoot%\\system32\\kernelbase.dll", messages, MAX_PATH));
+    for (const wchar_t* const name : {L"plain.dll", L"Windows\\Sysnative\\native.dll"})
+        ASSERT_TRUE(::CopyFileW(messages, folder.Path(name).c_str(), TRUE));
+    ::SetEnvironmentVariableW(L"MESSAGES", folder.Path().c_str());
+    const struct {
+        const wchar_t* files;
+        bool under32, under64;
+    } rows[] = {{L"none.dll;%MESSAGES%plain.dll;", true, true},
+                {L"%MESSAGES%windows\\SYSTEM32\\native.dll", false, true},
+                {L"%MESSAGES%Windows\\System32\\none.dll", false, false},
+                {L"%MESSAGES%Windows\\System32native.dll", false, false}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.files));
+        const RegisteredSource source(row.files);
+        EXPECT_EQ(row.under32, source.HasText());
+        const SixtyFourBitWindows windows(folder);
+        EXPECT_EQ(row.under64, source.HasText());
+    }
 }
 
 TEST(EventLogRecordTest, ReadsNothingBeyondTheRecord) {

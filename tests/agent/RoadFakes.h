@@ -5,6 +5,7 @@
 #include <ace/Thread_Mutex.h>
 
 #include <algorithm>
+#include <atomic>
 #include <memory>
 #include <string>
 #include <utility>
@@ -95,6 +96,9 @@ struct FakeDisk : FakeService<IDiskManager> {
         used -= bytes;
     }
     const std::wstring& GetBasePath() const override { return base; }
+    void GetStatus(EnvironmentBlock& status) const override {
+        status.SetIntegerValue("CapacityBytes", capacity);
+    }
 
     ACE_Thread_Mutex lock;
     std::uint64_t used = 0, capacity = 1U << 30;
@@ -121,13 +125,15 @@ inline std::shared_ptr<IPayload> PayloadOf(const std::string& text) {
     return std::make_shared<FakePayload>(text);
 }
 
-/// Renders a payload's text; "damaged" throws.
+/// Renders a payload's text; "damaged" throws, and "large" as long as there is no memory.
 struct FakeBuilder : IPayloadBuilder {
     void BuildPayloadString(IPayload& payload, std::string& out) override {
         out = dynamic_cast<FakePayload&>(payload).text;
         if (out == "damaged") throw UnmarshalMemoryException(__FILE__, __FUNCTION__, __LINE__, out);
+        if (out == "large" && scarce-- > 0) throw std::bad_alloc();
         if (out.back() == '7') ::SwitchToThread();  // so that workers overtake each other
     }
+    static inline std::atomic<int> scarce{0};  // so many attempts find no memory
 };
 
 struct FakeFactory : FakeService<IPayloadFactory> {
@@ -153,8 +159,8 @@ struct FakeRecord : IPersistentRecord {
     }
     unsigned long Save(const EnvironmentBlock& in) override {
         const Guard guard(lock);
-        block = in;
-        return 0;
+        if (error == 0) block = in;
+        return error;
     }
     unsigned long Remove() override { return 0; }
     EnvironmentBlock Saved() {
@@ -163,6 +169,7 @@ struct FakeRecord : IPersistentRecord {
     }
     ACE_Thread_Mutex lock;
     EnvironmentBlock block;
+    std::atomic<unsigned long> error{0};  // of Save
 };
 
 /// A sender whose queue the test empties, and whose connection it makes and breaks.
@@ -176,6 +183,7 @@ public:
     }
     ConnectionState GetState() const override {
         const Guard guard(lock_);
+        ++asked_;
         return connected_ ? ConnectionState::kConnected : ConnectionState::kConnecting;
     }
     std::string GetTarget() const override { return "tcp://test:1"; }
@@ -222,6 +230,14 @@ public:
         const Guard guard(lock_);
         return received_;
     }
+    /// Until its state is asked for again, as the feeder does with lines in hand.
+    bool WaitUntilAsked() {
+        const auto asked = [this] {
+            const Guard guard(lock_);
+            return asked_;
+        };
+        return Until([&, before = asked()] { return asked() != before; });
+    }
     bool WaitForQueue() {
         return Until([this] { return GetQueuedBytes() > 0; });
     }
@@ -233,6 +249,7 @@ private:
     mutable ACE_Thread_Mutex lock_;
     bool connected_ = false, automatic_ = false;
     unsigned int losses_ = 0;
+    mutable unsigned int asked_ = 0;
     Lines queue_, received_;
 };
 

@@ -99,6 +99,12 @@ struct Server {
             text.append(part, got);
         return text;
     }
+    /// Whether what is left ends in a reset: it looks the same, but then nothing can be sent back.
+    bool EndsInReset() {
+        std::size_t sent = 0;
+        Read(SIZE_MAX);
+        return peer->Send("x", 1, sent) != 0;
+    }
     void Reset() {
         const linger hard = {1, 0};
         ::setsockopt(peer->GetHandle(), SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&hard),
@@ -280,6 +286,24 @@ TEST_F(SenderTest, ALineCutShortByALossIsSentAgainFromItsBeginning) {
     EXPECT_EQ(1U, sender->GetLossCount());
 }
 
+TEST_F(SenderTest, AStreamEndsInOrderBehindWholeEventsOnly) {
+    const std::string big(8 << 20, 'b');  // more than the system buffers
+    const struct {
+        std::string event;
+        bool reset;
+    } rows[] = {{"whole", false}, {big, true}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.event.size());
+        Server server;
+        Make("TCP", server.port);
+        EXPECT_TRUE(Send(row.event));
+        server.Accept();
+        EXPECT_TRUE(Eventually([this] { return Status("SentBytes") != "0"; }));
+        sender->Close(0);
+        EXPECT_EQ(row.reset, server.EndsInReset());
+    }
+}
+
 TEST_F(SenderTest, NothingOvertakesWhatIsSentAgainAfterALoss) {
     Server server;
     Make("TCP", server.port, {{"DiscardOnLoss", "T"}});
@@ -317,6 +341,7 @@ TEST_F(SenderTest, APeerThatNeverReadsIsGivenUpAndMemoryStaysBounded) {
     EXPECT_TRUE(untilIs("Alarm", "warning"));
     EXPECT_TRUE(untilIs("Alarm", "flooded"));
     EXPECT_TRUE(untilIs("Losses", "1"));
+    EXPECT_TRUE(server.EndsInReset());  // in the middle of a line
     EXPECT_LT(0, std::stoi(Status("Dropped.QueueFull")));
     server.listener.Close();
     sender->Close(0);

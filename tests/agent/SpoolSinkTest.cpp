@@ -9,6 +9,7 @@
 
 #include "agent/sdk/Clock.h"
 #include "tests/agent/RoadFakes.h"
+#include "tests/support/LogLines.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Thread.h"
 
@@ -27,6 +28,7 @@ std::int64_t FakeTime() noexcept { return seconds * 1000LL; }
 class SpoolSinkTest : public testing::Test {
 protected:
     SpoolSinkTest() {
+        WindowsAgentCommon::GetLoggerFactory().GetLog("SpoolSinkTest")->Reset(&log_.base);
         options_.name = "test";
         options_.spool = {folder_.Path(L"spool\\"), 1U << 20, 4096};
         options_.resendWindow = 100;
@@ -38,7 +40,7 @@ protected:
         record_ = std::make_shared<test::FakeRecord>();
         record_->block = kept_;
         sink_ = std::make_unique<SpoolSink>(options_, disk_, sender_, record_,
-                                            WindowsAgentCommon::GetLoggerFactory().GetLog("Test"));
+                                            WindowsAgentCommon::GetLoggerFactory().GetLog("SpoolSinkTest"));
         sink_->Start();
     }
     /// Ends it as a kill at this moment would: what it keeps while it ends is forgotten.
@@ -57,6 +59,7 @@ protected:
         return test::Value(status, name);
     }
 
+    WindowsAgentCommon::test::LogLines log_;
     test::FakeDisk disk_;
     WindowsAgentCommon::test::TempFolder folder_;
     SpoolSink::Options options_;
@@ -79,11 +82,14 @@ TEST_F(SpoolSinkTest, WhatWasWrittenWhileTheDestinationIsDownIsSentInOrder) {
     Start();
     for (int i = 0; i < 10; ++i) ASSERT_TRUE(sink_->Write(BatchOf(Numbered(i * 20, 20))));
     EXPECT_EQ(Status("Spooled"), 200U);
+    ASSERT_TRUE(sender_->WaitUntilAsked());
+    EXPECT_EQ(Status("SpoolBytes"), 200U * 18) << "some are in hand";
     EXPECT_TRUE(sender_->Received().empty());
     sender_->Connect(true);
     ASSERT_TRUE(sender_->WaitFor(200));
     ASSERT_TRUE(sink_->Write(BatchOf({"last"})));
     ASSERT_TRUE(sender_->WaitFor(201));
+    EXPECT_TRUE(test::Until([this] { return Status("SpoolBytes") == 0; }));
     Lines expected = Numbered(0, 200);
     expected.push_back("last");
     EXPECT_EQ(sender_->Received(), expected);
@@ -171,6 +177,27 @@ TEST_F(SpoolSinkTest, ARestartContinuesAtTheConfirmedPosition) {
     ReplaceSteadyClock(nullptr);
 }
 
+TEST_F(SpoolSinkTest, APositionThatCannotBeKeptIsToldOnceAndTriedAgain) {
+    ReplaceSteadyClock(FakeTime);
+    Start();
+    sender_->Connect(true);
+    record_->error = ERROR_DISK_FULL;
+    ASSERT_TRUE(sink_->Write(BatchOf(Numbered(0, 10))));
+    ASSERT_TRUE(sender_->WaitFor(10));
+    ASSERT_TRUE(test::Until([&] { return ++seconds, Status("PositionErrors") >= 3; }));
+    record_->error = 0;
+    ASSERT_TRUE(test::Until([&] { return ++seconds, record_->Saved().ValueAvailable("Offset"); }));
+    sink_.reset();
+    ReplaceSteadyClock(nullptr);
+    const auto level = [](int number) { return std::to_string(number) + " "; };
+    EXPECT_EQ(log_.text,
+              level(CorvaneLogger::kLevelError) +
+                  "The position in the spool of destination test cannot be kept, error 112: trying "
+                  "again\n" +
+                  level(CorvaneLogger::kLevelInfo) +
+                  "The position in the spool of destination test is kept again\n");
+}
+
 TEST_F(SpoolSinkTest, DropOldestNeverBlocksAndCountsWhatItDrops) {
     options_.dropOldest = true;
     options_.spool = {folder_.Path(L"spool\\"), 4096, 512};
@@ -197,7 +224,7 @@ TEST_F(SpoolSinkTest, WhatIsInHandWhenItsSegmentIsDroppedCountsAsDroppedAfterALo
     ASSERT_TRUE(sink_->Write(BatchOf(Numbered(0, 20))));
     ASSERT_TRUE(test::Until([&] { return Status("Sent") >= 20; }));
     ASSERT_TRUE(sink_->Write(BatchOf(Numbered(20, 40))));  // some are in hand behind a full sender
-    ASSERT_TRUE(test::Until([&] { return Status("SpoolBytes") == 0; }));
+    ASSERT_TRUE(sender_->WaitUntilAsked());
     for (int i = 3; i < 20; ++i) ASSERT_TRUE(sink_->Write(BatchOf(Numbered(i * 20, 20))));
     const std::uint64_t before = Status("Dropped.SpoolFull");
     sender_->Lose(0);
