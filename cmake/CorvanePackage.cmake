@@ -27,7 +27,11 @@ add_dependencies(CorvaneCommon corvane_runtime)
 
 # Each dependency's folder holds the licence texts that came with it.
 set(_notices "CorvaneCommon is built with and shipped beside the software named below.\n")
-foreach(name IN ITEMS ACE Boost OpenSSL zlib GCC MinGW-w64)
+set(_noticed ACE Boost OpenSSL zlib GCC MinGW-w64)
+if(CORVANE_BUILD_AGENT)
+  list(APPEND _noticed pugixml)
+endif()
+foreach(name IN LISTS _noticed)
   find_file(_licence "share/licenses/${name}" PATHS / NO_CACHE)
   if(_licence AND NOT IS_DIRECTORY "${_licence}")
     file(READ "${_licence}" _text)
@@ -73,7 +77,7 @@ install(FILES "${PROJECT_BINARY_DIR}/CorvaneCommonConfig.cmake"
 # --- zip ---
 
 set(CPACK_GENERATOR ZIP)
-set(CPACK_PACKAGE_FILE_NAME "CorvaneCommon-${PROJECT_VERSION}-win32-sdk")
+set(CPACK_PACKAGE_FILE_NAME "CorvaneCommon-${PROJECT_VERSION}-win32")
 set(CPACK_PACKAGE_VERSION "${PROJECT_VERSION}")
 set(CPACK_VERBATIM_VARIABLES ON)
 include(CPack)

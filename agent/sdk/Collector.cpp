@@ -27,9 +27,9 @@ constexpr std::size_t kLineBytes = 63 * 1024;  // the payload builder's line hol
 constexpr std::size_t kMostNames = 4000;
 constexpr std::size_t kLongestName = 128;
 constexpr std::size_t kLongestHost = 255;
-constexpr unsigned int kCheckpointWaitMs = 10'000;
-constexpr unsigned int kLastCheckpointWaitMs = 1500;
-constexpr unsigned int kSafeStepMs = 250;
+constexpr std::int64_t kCheckpointWaitMs = 10'000;
+constexpr std::int64_t kStopMs = 1000;
+constexpr std::int64_t kSafeStepMs = 250;
 constexpr unsigned int kFailurePauseMs = 5000;
 constexpr char kCut[] = "[cut]";
 
@@ -115,10 +115,16 @@ void Collector::Start() {
     }
 }
 
-void Collector::Shutdown() {
-    if (!IsInitialized()) return;
+void Collector::BeginStop(std::int64_t deadline) {
+    if (!IsInitialized() || stopping_) return;
+    stopBy_ = deadline;
     stopping_ = true;
     ::SetEvent(stop_.get());
+}
+
+void Collector::Shutdown() {
+    if (!IsInitialized()) return;
+    BeginStop(SteadyMilliseconds() + kStopMs);
     wait();
     record_.reset();
     SetInitialized(false);
@@ -141,7 +147,7 @@ int Collector::svc() {
         const Progress progress = finished ? Progress::kFinished : collectSafely();
         finished = progress == Progress::kFinished;
         if (SteadyMilliseconds() >= nextCheckpoint_ || (finished && changed_)) {
-            checkpoint(kCheckpointWaitMs);
+            checkpoint();
             nextCheckpoint_ = SteadyMilliseconds() + checkpointMs_;
         }
         if (finished && !changed_) {
@@ -151,7 +157,7 @@ int Collector::svc() {
         }
         if (progress != Progress::kMore && !pause(pollMs_)) break;
     }
-    checkpoint(kLastCheckpointWaitMs);
+    checkpoint();
     state_ = State::kStopped;
     return 0;
 }
@@ -192,12 +198,12 @@ void Collector::restore() {
 }
 
 /// Keeps the position when all before it is safe; false when that cannot be said.
-bool Collector::checkpoint(unsigned int timeoutMs) {
+bool Collector::checkpoint() {
     if (!changed_ || !restored_) return true;
     try {
         EnvironmentBlock position;
         SavePosition(position);
-        if (!waitUntilSafe(timeoutMs)) {
+        if (!waitUntilSafe()) {
             tellCheckpoint("the events are not written yet");
             return false;
         }
@@ -220,14 +226,16 @@ bool Collector::checkpoint(unsigned int timeoutMs) {
     }
 }
 
-/// Asks in short steps, so that a collector that is to stop does not wait for a road that is stuck.
-bool Collector::waitUntilSafe(unsigned int timeoutMs) const {
-    if (IsStopping()) return barrier_->WaitUntilSafe(timeoutMs);
-    for (unsigned int waited = 0; waited < timeoutMs; waited += kSafeStepMs) {
-        if (barrier_->WaitUntilSafe(kSafeStepMs)) return true;
-        if (!pause(1)) return false;
+/// Asks in short steps, so that a stop that comes meanwhile ends it at the stop's deadline.
+bool Collector::waitUntilSafe() const {
+    const std::int64_t end = SteadyMilliseconds() + kCheckpointWaitMs;
+    for (;;) {
+        const std::int64_t left = (IsStopping() ? std::min(end, stopBy_) : end) - SteadyMilliseconds();
+        const std::int64_t step = std::clamp<std::int64_t>(left, 0, kSafeStepMs);
+        if (barrier_->WaitUntilSafe(static_cast<unsigned int>(step))) return true;
+        if (left <= 0) return false;
+        ::Sleep(1);  // it may have answered at once
     }
-    return false;
 }
 
 void Collector::tellCheckpoint(const std::string& trouble) {

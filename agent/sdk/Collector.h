@@ -19,6 +19,7 @@
 #include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "WindowsAgentCommon/SimpleEPS.h"
 #include "agent/sdk/Handle.h"
+#include "agent/sdk/IStoppable.h"
 #include "agent/sdk/LocalTime.h"
 #include "agent/sdk/SettingsReader.h"
 
@@ -47,7 +48,8 @@ class IDeliveryBarrier;
 /// Initialize. What they throw is logged, once for each change of state, and tried again after a pause (ten
 /// poll intervals, 5 s at most): Collect then begins with the event that was not taken.
 class Collector : public WindowsAgentCommon::ServiceComponentBase<WindowsAgentCommon::IDeviceService,
-                                                                  WindowsAgentCommon::KORTask> {
+                                                                  WindowsAgentCommon::KORTask>,
+                  public IStoppable {
 public:
     Collector();
     ~Collector() override;
@@ -61,7 +63,11 @@ public:
         const WindowsAgentCommon::EnvironmentBlock& settings) override;
     void Start() override;
 
-    /// Ends the thread, which keeps its position a last time when the events are safe within 1.5 seconds.
+    /// The thread reads nothing more, and keeps its position a last time when the events are safe by the
+    /// deadline.
+    void BeginStop(std::int64_t deadline) override;
+
+    /// BeginStop, with a deadline in one second unless it was told one, and the end of the thread.
     void Shutdown() override;
 
     /// "State" ("stopped", "running", "waiting" for a road that is full, "failing", "finished"), "Events",
@@ -126,8 +132,8 @@ private:
 
     void restore();
     Progress collectSafely();
-    bool checkpoint(unsigned int timeoutMs);
-    bool waitUntilSafe(unsigned int timeoutMs) const;
+    bool checkpoint();
+    bool waitUntilSafe() const;
     void tellCheckpoint(const std::string& trouble);
     bool pause(unsigned int milliseconds) const;
     unsigned int fieldId(std::string_view name, std::int64_t type);
@@ -149,6 +155,7 @@ private:
 
     Handle stop_;
     std::atomic<bool> stopping_{false};
+    std::int64_t stopBy_ = 0;  // written before stopping_
     std::atomic<State> state_{State::kStopped};
     std::atomic<std::uint64_t> events_{0}, damaged_{0}, cut_{0};
     mutable ACE_Thread_Mutex positionLock_;

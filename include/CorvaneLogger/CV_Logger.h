@@ -89,7 +89,8 @@ public:
     LogDst* findLogDst(const std::string& name);  ///< Null when there is none.
 
     /// Lets every handle be served by the base logger of its longest dotted prefix, deliberately also by one
-    /// without destinations: a category that is configured to go nowhere goes nowhere.
+    /// without destinations: a category that is configured to go nowhere goes nowhere. A handle made later is
+    /// served by getLogger's rule until the next call.
     void FixBaseLoggers();
 
     /// Takes a configuration file over: remembers it, the folder and the prefix, unless it is the file that

@@ -187,21 +187,16 @@ TEST(CollectorTest, FinishesAnXmlFileThatWasRenamedBeforeTheNew) {
     EXPECT_EQ(3u, road.router.lines.size());
 }
 
-TEST(CollectorTest, StopsWhileTheRoadIsStuck) {
+TEST(CollectorTest, StopsByTheCommonDeadlineWhileTheRoadIsStuck) {
     const TempFolder folder;
     folder.Write(L"t.log", "a\n");
     FakeRoad road;
     road.router.unsafe = INT_MAX;
-    const HANDLE asked = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    road.router.onQuestion = [&] { ::SetEvent(asked); };
     TextFileCollector collector;
-    collector.Configure(ServiceConfig("test", "", "", ""));
-    collector.Initialize(Settings(folder.Narrow("t.log")));
-    collector.Start();
-    EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(asked, 60'000));
-    collector.Shutdown();
-    ::CloseHandle(asked);
-    EXPECT_LE(road.router.longest, 1500u);  // no question holds the stop up for longer
+    road.router.onLine = [&] { collector.BeginStop(0); };
+    EXPECT_EQ("stopped", Value(road.Run(collector, Settings(folder.Narrow("t.log"))), "State"));
+    EXPECT_EQ(0u,
+              road.router.longest);  // that time has passed: the events are safe already, or it ends without
 }
 
 TEST(CollectorTest, KeepsNoPositionUntilTheEventsAreSafe) {
