@@ -2,6 +2,7 @@
 #include "agent/host/Options.h"
 #include "agent/host/ServiceControl.h"
 #include "agent/host/StateFile.h"
+#include "agent/host/Takeover.h"
 
 #include <gtest/gtest.h>
 
@@ -50,10 +51,18 @@ public:
         failAt("initialize");
         return InitializeResult::kDone;
     }
-    void Start() override { failAt("start"); }
-    void Shutdown() override { failAt("shutdown"); }
+    void Start() override {
+        failAt("start");
+        for (const std::string& value : values) failAt(value);
+        runs = true;
+    }
+    void Shutdown() override {
+        runs = false;
+        failAt("shutdown");
+    }
 
     std::vector<std::string> values;
+    bool runs = false;
 
 private:
     void failAt(const std::string& point) const {
@@ -191,6 +200,91 @@ TEST(AgentComponentFactory, LoadsModulesAndRefusesNamesThatAreNoNames) {
         EXPECT_EQ(_getService(row.name), nullptr);
     }
     EXPECT_EQ(GetComponentFactory(), nullptr);
+}
+
+TEST(AgentTakeover, StartsStopsAndRestartsCollectorsOnly) {
+    using Services = std::map<std::string, std::string>;  // the value of each one's setting
+    const Services before = {{"AA", "1"}, {"BB", "1"}, {"PayloadFactory", "1"}};
+    const struct {
+        const char* what;
+        Services wanted;
+        const char *done, *restart, *refused;
+        Services inForce;
+    } rows[] = {
+        {"same", before, "", "", "", before},
+        {"changed",
+         {{"AA", "2"}, {"BB", "1"}, {"PayloadFactory", "1"}},
+         " AA",
+         "",
+         "",
+         {{"AA", "2"}, {"BB", "1"}, {"PayloadFactory", "1"}}},
+        {"gone and new",
+         {{"CC", "1"}, {"BB", "1"}, {"PayloadFactory", "1"}},
+         " AA CC",
+         "",
+         "",
+         {{"CC", "1"}, {"BB", "1"}, {"PayloadFactory", "1"}}},
+        {"changed for the worse",
+         {{"AA", "fails"}, {"BB", "1"}, {"PayloadFactory", "1"}},
+         "",
+         "",
+         " AA: told to;",
+         before},
+        {"new and bad",
+         {{"AA", "1"}, {"BB", "1"}, {"CC", "fails"}, {"PayloadFactory", "1"}},
+         "",
+         "",
+         " CC: told to;",
+         before},
+        {"no collector",
+         {{"AA", "1"}, {"BB", "1"}, {"PayloadFactory", "2"}},
+         "",
+         " PayloadFactory",
+         "",
+         before},
+        {"a new one that is none",
+         {{"AA", "1"}, {"BB", "1"}, {"DiskManager", ""}, {"PayloadFactory", "1"}},
+         "",
+         " DiskManager",
+         "",
+         before},
+    };
+    const auto configure = [](const Services& services) {
+        std::vector<ServiceConfig> configs;
+        for (const auto& [name, value] : services) {
+            configs.push_back(service(name));
+            configs.back().settings["Value"] = value;
+        }
+        return configs;
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        Parts parts;
+        for (const char* const name : {"AA", "BB", "CC"})
+            parts.parts[name] = std::make_unique<Part>(std::vector<std::string>(), 0, "fails");
+        ComponentFactory factory;
+        factory.SetOverrideHook(&parts);
+        std::vector<ServiceConfig> inForce = configure(before);
+        ASSERT_EQ(factory.Initialize(inForce), kComponentFactorySuccess);
+        const Takeover takeover = TakeOverCollectors(factory, inForce, configure(row.wanted));
+        EXPECT_EQ(takeover.done, row.done);
+        EXPECT_EQ(takeover.restart, row.restart);
+        EXPECT_EQ(takeover.refused, row.refused);
+        Services now;
+        for (const ServiceConfig& config : inForce) now[config.text1] = config.settings.at("Value");
+        EXPECT_EQ(now, row.inForce);
+        std::vector<std::string> names;
+        factory.GetComponentNames(names);
+        EXPECT_EQ(names.size(), row.inForce.size());
+        for (const auto& [name, part] : parts.parts) {
+            const auto found = row.inForce.find(name);
+            EXPECT_EQ(part->runs, found != row.inForce.end());
+            EXPECT_EQ(factory.GetComponent(name) != nullptr, part->runs);
+            if (!part->runs) continue;
+            EXPECT_EQ(part->values, std::vector<std::string>{found->second});
+        }
+        EXPECT_EQ(factory.Shutdown(), kComponentFactorySuccess);
+    }
 }
 
 TEST(AgentOptions, ReadTheSwitches) {
