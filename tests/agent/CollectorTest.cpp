@@ -48,10 +48,20 @@ std::vector<std::string> Bodies(const std::vector<std::string>& lines) {
     return bodies;
 }
 
+class CollectorTest : public testing::Test {
+protected:
+    template <class Collector>
+    void ExpectToContinueFromEveryPosition(const EnvironmentBlock& settings);
+
+    const TempFolder folder;
+    FakeRoad road;
+};
+
 /// Runs a collector over a file of 2,000 events, then once more from each position that was kept.
 template <class Collector>
-void ExpectToContinueFromEveryPosition(const EnvironmentBlock& settings) {
-    FakeRoad road;
+void CollectorTest::ExpectToContinueFromEveryPosition(const EnvironmentBlock& settings) {
+    road.persistence.state = EnvironmentBlock();
+    road.router.lines.clear();
     std::vector<std::pair<EnvironmentBlock, std::size_t>> kept;
     road.persistence.onSave = [&] { kept.emplace_back(road.persistence.state, road.router.lines.size()); };
     road.Run(Collector(), settings);
@@ -59,8 +69,8 @@ void ExpectToContinueFromEveryPosition(const EnvironmentBlock& settings) {
     ASSERT_EQ(2000u, all.size());
     ASSERT_GE(kept.size(), 3u);
     ASSERT_EQ(2000u, kept.back().second);
-    const auto positions = kept;
-    for (const auto& [position, before] : positions) {
+    road.persistence.onSave = nullptr;
+    for (const auto& [position, before] : kept) {
         SCOPED_TRACE(before);
         road.router.lines.clear();
         road.persistence.state = position;
@@ -71,8 +81,7 @@ void ExpectToContinueFromEveryPosition(const EnvironmentBlock& settings) {
     }
 }
 
-TEST(CollectorTest, ContinuesBehindEveryPositionThatItKept) {
-    const TempFolder folder;
+TEST_F(CollectorTest, ContinuesBehindEveryPositionThatItKept) {
     std::string xml = "<Events>", text;
     for (int i = 0; i < 2000; ++i) {
         xml += Event(i);
@@ -84,15 +93,13 @@ TEST(CollectorTest, ContinuesBehindEveryPositionThatItKept) {
     ExpectToContinueFromEveryPosition<TextFileCollector>(Settings(folder.Narrow("t.log")));
 }
 
-TEST(CollectorTest, RendersAnEventsFields) {
-    const TempFolder folder;
+TEST_F(CollectorTest, RendersAnEventsFields) {
     const std::string failure =
         "<Event><System><Provider Name='A B'/><EventID>4625</EventID><Level>0</Level>"
         "<Keywords>0x8010000000000000</Keywords><TimeCreated SystemTime='2024-02-29T12:34:56Z'/>"
         "<EventRecordID>9</EventRecordID><Computer>w s&#10;1</Computer></System><EventData>"
         "<Data Name='User Name'>u\tEventID=1\t</Data><Data Name='EventID'>1</Data></EventData></Event>";
     folder.Write(L"e.xml", failure);
-    FakeRoad road;
     const EnvironmentBlock status = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
     std::string header;
     IPayloadBuilder::FormatSyslogHeaderString(header, 16 * 8 + 4, ACE_Time_Value(1'709'210'096), "w_s_1");
@@ -102,44 +109,31 @@ TEST(CollectorTest, RendersAnEventsFields) {
                   "EventID=1",
               road.router.lines.at(0));
     EXPECT_EQ("finished 1 0",
-              Value(status, "State") + " " + Value(status, "Events") + " " + Value(status, "Damaged"));
+              Text(status, "State") + " " + Text(status, "Events") + " " + Text(status, "Damaged"));
 }
 
-TEST(CollectorTest, SkipsDamagedEventsOnceAndCountsThem) {
-    const TempFolder folder;
+TEST_F(CollectorTest, SkipsDamagedEventsOnceAndCountsThem) {
     folder.Write(L"e.xml", Event(1) + "<Event><System>" + Event(2));
-    FakeRoad road;
     const EnvironmentBlock first = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
-    EXPECT_EQ("2 1", Value(first, "Events") + " " + Value(first, "Damaged"));
+    EXPECT_EQ("2 1", Text(first, "Events") + " " + Text(first, "Damaged"));
     const EnvironmentBlock second = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
-    EXPECT_EQ("0 0", Value(second, "Events") + " " + Value(second, "Damaged"));
+    EXPECT_EQ("0 0", Text(second, "Events") + " " + Text(second, "Damaged"));
 }
 
-TEST(CollectorTest, WaitsForAFullRoadAndLosesNothingWhenStopped) {
-    const TempFolder folder;
+TEST_F(CollectorTest, WaitsForAFullRoadAndLosesNothingWhenStopped) {
     std::string text;
     for (int i = 0; i < 100; ++i) text += std::to_string(i) + "\n";
     folder.Write(L"t.log", text);
-    FakeRoad road;
     road.router.refuse = 3;
     road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")));
     EXPECT_EQ(100u, road.router.lines.size());
 
     road.persistence.state = EnvironmentBlock();
     road.router.lines.clear();
-    TextFileCollector collector;
-    collector.Configure(ServiceConfig("test", "", "", ""));
-    collector.Initialize(Settings(folder.Narrow("t.log")));
-    const HANDLE full = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    const Signal full;
     road.router.onLine = [&] { road.router.refuse = road.router.lines.size() == 40 ? 1'000'000 : 0; };
-    road.router.onRefuse = [&] { ::SetEvent(full); };
-    collector.Start();
-    EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(full, 60'000));
-    EnvironmentBlock status;
-    collector.GetStatus(status);
-    EXPECT_EQ("40", Value(status, "Events"));
-    collector.Shutdown();
-    ::CloseHandle(full);
+    road.router.onRefuse = [&] { full.Set(); };
+    EXPECT_EQ("40", Text(road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")), &full), "Events"));
     EXPECT_EQ(40u, road.router.lines.size());
     road.router.refuse = 0;
     road.router.onLine = nullptr;
@@ -147,11 +141,9 @@ TEST(CollectorTest, WaitsForAFullRoadAndLosesNothingWhenStopped) {
     EXPECT_EQ(100u, road.router.lines.size());  // the 41st, which was refused, is not left out
 }
 
-TEST(CollectorTest, TakesAnEventAgainAfterAnException) {
-    const TempFolder folder;
+TEST_F(CollectorTest, TakesAnEventAgainAfterAnException) {
     folder.Write(L"e.xml", Event(1) + Event(2));
     folder.Write(L"t.log", "1\n2\n");
-    FakeRoad road;
     road.router.onRefuse = [] { throw std::runtime_error("no"); };
     road.router.refuse = 1;
     road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
@@ -162,10 +154,8 @@ TEST(CollectorTest, TakesAnEventAgainAfterAnException) {
     EXPECT_EQ(4u, road.router.lines.size());
 }
 
-TEST(CollectorTest, FinishesAnXmlFileThatWasRenamedBeforeTheNew) {
-    const TempFolder folder;
+TEST_F(CollectorTest, FinishesAnXmlFileThatWasRenamedBeforeTheNew) {
     folder.Write(L"e.xml", Event(1));
-    FakeRoad road;
     bool rotated = false;
     road.persistence.onSave = [&] {
         if (std::exchange(rotated, true)) return;
@@ -173,41 +163,25 @@ TEST(CollectorTest, FinishesAnXmlFileThatWasRenamedBeforeTheNew) {
         ::MoveFileW(folder.Path(L"e.xml").c_str(), folder.Path(L"e.old").c_str());
         folder.Write(L"e.xml", Event(3));
     };
-    const HANDLE last = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    const Signal last;
     road.router.onLine = [&] {
-        if (road.router.lines.back().find("EventID=3") != std::string::npos) ::SetEvent(last);
+        if (road.router.lines.back().find("EventID=3") != std::string::npos) last.Set();
     };
-    EventXmlCollector collector;
-    collector.Configure(ServiceConfig("test", "", "", ""));
-    collector.Initialize(Settings(folder.Narrow("e.xml"), true));
-    collector.Start();
-    EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(last, 60'000));
-    collector.Shutdown();
-    ::CloseHandle(last);
+    road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml"), true), &last);
     EXPECT_EQ(3u, road.router.lines.size());
 }
 
-TEST(CollectorTest, StopsWhileTheRoadIsStuck) {
-    const TempFolder folder;
+TEST_F(CollectorTest, StopsWhileTheRoadIsStuck) {
     folder.Write(L"t.log", "a\n");
-    FakeRoad road;
     road.router.unsafe = INT_MAX;
-    const HANDLE asked = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    road.router.onQuestion = [&] { ::SetEvent(asked); };
-    TextFileCollector collector;
-    collector.Configure(ServiceConfig("test", "", "", ""));
-    collector.Initialize(Settings(folder.Narrow("t.log")));
-    collector.Start();
-    EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(asked, 60'000));
-    collector.Shutdown();
-    ::CloseHandle(asked);
+    const Signal asked;
+    road.router.onQuestion = [&] { asked.Set(); };
+    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")), &asked);
     EXPECT_LE(road.router.longest, 1500u);  // no question holds the stop up for longer
 }
 
-TEST(CollectorTest, KeepsNoPositionUntilTheEventsAreSafe) {
-    const TempFolder folder;
+TEST_F(CollectorTest, KeepsNoPositionUntilTheEventsAreSafe) {
     folder.Write(L"t.log", "a\n");
-    FakeRoad road;
     int saves = 0, unsafe = -1;
     road.router.unsafe = 4;
     road.persistence.onSave = [&] {
@@ -219,37 +193,32 @@ TEST(CollectorTest, KeepsNoPositionUntilTheEventsAreSafe) {
     EXPECT_EQ(-1, unsafe);  // asked until the answer was yes
 }
 
-TEST(CollectorTest, ReadsAFileThatWasReplacedFromItsBeginning) {
-    const TempFolder folder;
-    FakeRoad road;
+TEST_F(CollectorTest, ReadsAFileThatWasReplacedFromItsBeginning) {
     const EnvironmentBlock settings = Settings(folder.Narrow("e.xml"));
     for (const int id : {1, 2}) {
         SCOPED_TRACE(id);
         folder.Write(L"e.xml", Event(id) + Event(3));
-        EXPECT_EQ("2", Value(road.Run(EventXmlCollector(), settings), "Events"));
+        EXPECT_EQ("2", Text(road.Run(EventXmlCollector(), settings), "Events"));
     }
     road.persistence.loadError = ERROR_INVALID_DATA;
     road.persistence.state = EnvironmentBlock();
-    EXPECT_EQ("2", Value(road.Run(EventXmlCollector(), settings), "Events"));
+    EXPECT_EQ("2", Text(road.Run(EventXmlCollector(), settings), "Events"));
 }
 
-TEST(CollectorTest, CutsWhatALineHasNoRoomForVisibly) {
-    const TempFolder folder;
+TEST_F(CollectorTest, CutsWhatALineHasNoRoomForVisibly) {
     std::string large;
     for (int i = 0; i < 30'000; ++i) large += "\xC3\xA4";
     folder.Write(L"e.xml", Event(1, "<EventData><Data Name='a'>" + large + "</Data><Data Name='b'>" + large +
                                         "</Data><Data Name='c'>c</Data></EventData>"));
-    FakeRoad road;
     const EnvironmentBlock status = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
     const std::string& line = road.router.lines.at(0);
     EXPECT_NE(std::string::npos, line.find("\ta=" + large + "\tb=\xC3\xA4"));
     EXPECT_EQ("\xA4[cut]", line.substr(line.size() - 6));
     EXPECT_LT(line.size(), 65'000u);
-    EXPECT_EQ("2", Value(status, "Cut"));  // b's end and the whole of c
+    EXPECT_EQ("2", Text(status, "Cut"));  // b's end and the whole of c
 }
 
-TEST(CollectorTest, NamesNumbersBeyondTheMostNames) {
-    const TempFolder folder;
+TEST_F(CollectorTest, NamesNumbersBeyondTheMostNames) {
     std::string events;
     for (int i = 0; i < 4; ++i) {
         std::string data;
@@ -258,25 +227,21 @@ TEST(CollectorTest, NamesNumbersBeyondTheMostNames) {
     }
     const std::string late = "<Event><System><EventID>9</EventID><Level>2</Level></System></Event>";
     folder.Write(L"e.xml", events + late);
-    FakeRoad road;
     road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
     EXPECT_EQ("EventID=9\tProvider=\tOther=Level=2", Body(road.router.lines.at(4)));
 }
 
-TEST(CollectorTest, CutsAHostAtACharacter) {
-    const TempFolder folder;
+TEST_F(CollectorTest, CutsAHostAtACharacter) {
     std::string host = "h";
     for (int i = 0; i < 200; ++i) host += "\xC3\xA4";
     folder.Write(L"t.log", "a\n");
-    FakeRoad road;
     EnvironmentBlock settings = Settings(folder.Narrow("t.log"));
     settings.SetStringValue("Host", host);
     road.Run(TextFileCollector(), settings);
     EXPECT_NE(std::string::npos, road.router.lines.at(0).find(" " + host.substr(0, 255) + " File="));
 }
 
-TEST(CollectorTest, RefusesSettingsThatCannotBeUsed) {
-    FakeRoad road;
+TEST_F(CollectorTest, RefusesSettingsThatCannotBeUsed) {
     const std::pair<const char*, const char*> rows[] = {
         {"PollInterval", "0"}, {"PollInterval", "1e3"}, {"CheckpointInterval", "99999999999"},
         {"Facility", "24"},    {"Facility", ""},        {"Follow", "yes"},

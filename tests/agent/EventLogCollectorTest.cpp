@@ -50,7 +50,7 @@ std::vector<unsigned char> Record(DWORD number, DWORD time = 1'709'210'096) {
 }
 
 struct FakeLog : EventLogSource {
-    unsigned long Open(const std::wstring&) override { return openError; }
+    unsigned long Open(const std::wstring&) override { return 0; }
     unsigned long GetRange(std::uint32_t& oldest, std::uint32_t& count) override {
         oldest = records.empty() ? 0 : records.begin()->first;
         count = static_cast<std::uint32_t>(records.size());
@@ -65,7 +65,6 @@ struct FakeLog : EventLogSource {
         return 0;
     }
     static inline std::map<std::uint32_t, std::vector<unsigned char>> records;
-    static inline unsigned long openError = 0;
     static inline int asked = 0;
     static inline std::function<void()> onIdle;
 };
@@ -80,15 +79,7 @@ struct FakeMessages : EventMessageSource {
 
 class EventLogCollectorTest : public testing::Test {
 protected:
-    void SetUp() override {
-        FakeLog::records.clear();
-        idle_ = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-        FakeLog::onIdle = [this] { ::SetEvent(idle_); };
-    }
-    void TearDown() override {
-        FakeLog::onIdle = nullptr;
-        ::CloseHandle(idle_);
-    }
+    ~EventLogCollectorTest() override { FakeLog::onIdle = nullptr; }
 
     static void Fill(std::uint32_t from, std::uint32_t to, DWORD time = 1'709'210'096) {
         FakeLog::records.clear();
@@ -104,16 +95,13 @@ protected:
         EventLogCollector collector(
             []() -> std::unique_ptr<EventLogSource> { return std::make_unique<FakeLog>(); },
             std::make_unique<FakeMessages>());
-        collector.Configure(ServiceConfig("log", "", "", ""));
-        collector.Initialize(settings);
-        road_.router.lines.clear();
+        const Signal idle;
         FakeLog::asked = 0;
-        ::ResetEvent(idle_);
-        collector.Start();
-        EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(idle_, 60'000));
-        collector.Shutdown();
-        status_ = EnvironmentBlock();
-        collector.GetStatus(status_);
+        FakeLog::onIdle = [&] {
+            if (!onIdle_ || onIdle_()) idle.Set();
+        };
+        road_.router.lines.clear();
+        status_ = road_.Run(collector, settings, &idle);
         std::vector<std::uint32_t> numbers;
         for (const std::string& line : road_.router.lines)
             numbers.push_back(std::strtoul(line.c_str() + line.find("RecordID=") + 9, nullptr, 10));
@@ -123,7 +111,7 @@ protected:
     using Numbers = std::vector<std::uint32_t>;
     FakeRoad road_;
     EnvironmentBlock status_;
-    HANDLE idle_ = nullptr;
+    std::function<bool()> onIdle_;  // whether that was all
 };
 
 TEST_F(EventLogCollectorTest, RendersARecordWithItsMessage) {
@@ -159,20 +147,20 @@ TEST_F(EventLogCollectorTest, ContinuesAndSeesWhatHappenedMeanwhile) {
         EXPECT_EQ(10u, Run().size());
         Fill(row.from, row.to, row.time);
         EXPECT_EQ(row.expected, Run());
-        EXPECT_EQ(row.missed, Value(status_, "Missed"));
+        EXPECT_EQ(row.missed, Text(status_, "Missed"));
     }
 }
 
 TEST_F(EventLogCollectorTest, CountsMoreThanThirtyTwoBitsHold) {
     const std::uint32_t numbers[] = {0x80000000, 0xFFFFFFF0, 0x7FFFFFE0};
     Fill(1, 1);
-    FakeLog::onIdle = [&] {
+    onIdle_ = [&] {
         const std::size_t come = road_.router.lines.size();
-        if (come == 4) ::SetEvent(idle_);
         if (come > 0 && come < 4) Fill(numbers[come - 1], numbers[come - 1]);
+        return come == 4;
     };
     Run();
-    EXPECT_EQ("6442450908", Value(status_, "Missed"));
+    EXPECT_EQ("6442450908", Text(status_, "Missed"));
 }
 
 TEST_F(EventLogCollectorTest, BeginsBehindWhatThereIs) {
@@ -189,7 +177,7 @@ TEST_F(EventLogCollectorTest, SkipsDamagedRecords) {
     FakeLog::records[2].resize(40);  // cut off
     FakeLog::records[4][4] = 'x';    // no signature
     EXPECT_EQ((Numbers{1, 3, 5}), Run());
-    EXPECT_EQ("2", Value(status_, "Damaged"));
+    EXPECT_EQ("2", Text(status_, "Damaged"));
 }
 
 /// A 32-bit process of a 64-bit Windows whose folders are the test's own.

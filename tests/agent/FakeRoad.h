@@ -2,13 +2,14 @@
 
 #include "WindowsAgentCommon/IPayloadRouter.h"
 #include "WindowsAgentCommon/IPersistenceManager.h"
-#include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "WindowsAgentCommon/SyslogPayloadBuilder.h"
 #include "agent/sdk/Clock.h"
 #include "agent/sdk/IDeliveryBarrier.h"
+#include "agent/sdk/Handle.h"
+#include "tests/agent/Fakes.h"
 #include "tests/payload/PayloadServices.h"
 
-#include <ace/Service_Object.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <functional>
@@ -17,12 +18,14 @@
 
 namespace CorvaneAgent::test {
 
-using namespace WindowsAgentCommon;
+/// What the collector's thread tells the test.
+struct Signal {
+    void Set() const { ::SetEvent(event.get()); }
+    const Handle event{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+};
 
 /// Renders what it is given; refuses the next `refuse` events, and says false to the next `unsafe` questions.
-struct FakeRouter : ServiceComponentBase<IPayloadRouter, ACE_Service_Object>, IDeliveryBarrier {
-    InitializeResult Initialize(const EnvironmentBlock&) override { return InitializeResult::kDone; }
-    void Shutdown() override {}
+struct FakeRouter : FakeService<IPayloadRouter>, IDeliveryBarrier {
     void AddRoute(const std::shared_ptr<IEventFilter>&, const std::string&) override {}
     StreamRoutingResult Route(const std::shared_ptr<IPayload>& payload) override {
         if (refuse > 0) {
@@ -49,7 +52,7 @@ struct FakeRouter : ServiceComponentBase<IPayloadRouter, ACE_Service_Object>, ID
 };
 
 /// Keeps one record and remembers every state of it.
-struct FakePersistence : ServiceComponentBase<IPersistenceManager, ACE_Service_Object> {
+struct FakePersistence : FakeService<IPersistenceManager> {
     struct Record : IPersistentRecord {
         explicit Record(FakePersistence& owner) : owner_(owner) {}
         std::string GetName() const override { return "record"; }
@@ -65,8 +68,6 @@ struct FakePersistence : ServiceComponentBase<IPersistenceManager, ACE_Service_O
         unsigned long Remove() override { return 0; }
         FakePersistence& owner_;
     };
-    InitializeResult Initialize(const EnvironmentBlock&) override { return InitializeResult::kDone; }
-    void Shutdown() override {}
     unsigned long OpenRecord(const std::string&, std::shared_ptr<IPersistentRecord>& out) override {
         out = std::make_shared<Record>(*this);
         return 0;
@@ -88,13 +89,17 @@ struct FakeRoad {
     }
     ~FakeRoad() { ReplaceSteadyClock(nullptr); }
 
-    /// Runs a collector until it has finished by itself.
+    /// Runs a collector until it has finished by itself, or until end. Its status then.
     template <class Collector>
-    EnvironmentBlock Run(Collector&& collector, const EnvironmentBlock& settings) {
+    EnvironmentBlock Run(Collector&& collector, const EnvironmentBlock& settings,
+                         const Signal* end = nullptr) {
         collector.Configure(ServiceConfig("test", "", "", ""));
         collector.Initialize(settings);
         collector.Start();
-        collector.wait();
+        if (end)
+            EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(end->event.get(), 60'000));
+        else
+            collector.wait();
         EnvironmentBlock status;
         collector.GetStatus(status);
         collector.Shutdown();
@@ -106,12 +111,5 @@ struct FakeRoad {
     FakeRouter router;
     FakePersistence persistence;
 };
-
-/// A status value.
-inline std::string Value(const EnvironmentBlock& block, const std::string& name) {
-    std::string value;
-    block.GetStringValue(name, value, "<none>");
-    return value;
-}
 
 }  // namespace CorvaneAgent::test

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <ace/Guard_T.h>
-#include <ace/Service_Object.h>
 #include <ace/Thread_Mutex.h>
 
 #include <algorithm>
@@ -18,26 +17,16 @@
 #include "WindowsAgentCommon/IPersistenceManager.h"
 #include "WindowsAgentCommon/ISender.h"
 #include "WindowsAgentCommon/KORException.h"
-#include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "agent/road/Sink.h"
+#include "tests/agent/Fakes.h"
 #include "tests/support/ImportPatch.h"
 
 #include <windows.h>
 
 namespace CorvaneAgent::test {
 
-using namespace WindowsAgentCommon;
-
 using Lines = std::vector<std::string>;
 using Guard = ACE_Guard<ACE_Thread_Mutex>;
-
-/// Lets other threads work until condition holds; false after half a minute.
-template <class Condition>
-bool Until(Condition condition) {
-    for (const DWORD start = ::GetTickCount(); !condition(); ::SwitchToThread())
-        if (::GetTickCount() - start > 30'000) return false;
-    return true;
-}
 
 inline LineBatch BatchOf(const Lines& lines) {
     LineBatch batch;
@@ -76,12 +65,6 @@ private:
     }
     static inline int before_ = 0;
     WindowsAgentCommon::test::ImportPatch<decltype(Write)> patch_;
-};
-
-template <class Interface>
-struct FakeService : ServiceComponentBase<Interface, ACE_Service_Object> {
-    InitializeResult Initialize(const EnvironmentBlock&) override { return InitializeResult::kDone; }
-    void Shutdown() override {}
 };
 
 struct FakeDisk : FakeService<IDiskManager> {

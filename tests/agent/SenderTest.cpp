@@ -6,6 +6,7 @@
 #include "agent/net/Sockets.h"
 #include "agent/sdk/Clock.h"
 #include "agent/sdk/Handle.h"
+#include "tests/agent/Fakes.h"
 #include "tests/support/ImportPatch.h"
 #include "tests/support/LogLines.h"
 
@@ -23,6 +24,8 @@
 
 using namespace CorvaneAgent;
 using namespace WindowsAgentCommon;
+using CorvaneAgent::test::Text;
+using CorvaneAgent::test::Until;
 
 namespace {
 
@@ -39,17 +42,6 @@ struct SteadyClock {
     static inline std::atomic<std::int64_t> now{1'000'000};
     static inline std::atomic<bool> wasRead{false};
 };
-
-/// Polls for at most 20 seconds.
-template <class Condition>
-bool Eventually(Condition condition) {
-    const DWORD start = ::GetTickCount();
-    while (!condition()) {
-        if (::GetTickCount() - start > 20'000) return false;
-        ::SwitchToThread();
-    }
-    return true;
-}
 
 /// A name service that answers no question while it lives; then there is no such name.
 struct SilentNameService {
@@ -71,7 +63,7 @@ struct SilentNameService {
     static inline std::atomic<int> asked{0};
     static inline Handle thread;  // that asks
     static inline const Handle over{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    const test::ImportPatch<decltype(LookUp)> patch{nullptr, "getaddrinfo", &LookUp};
+    const WindowsAgentCommon::test::ImportPatch<decltype(LookUp)> patch{nullptr, "getaddrinfo", &LookUp};
 };
 
 int WSAAPI NoWinsock(WORD, WSADATA*) { return WSASYSNOTREADY; }
@@ -141,7 +133,7 @@ struct SenderTest : testing::Test {
         block.SetStringValue("BackoffMin", "1");
         block.SetStringValue("BackoffMax", "2");
         for (const auto& [name, value] : more) block.SetStringValue(name, value);
-        const std::string host = EntryOf(block, "TargetAddress");
+        const std::string host = Text(block, "TargetAddress");
         const std::string target = MakeTarget(type == "UDP" ? "udp" : "tcp", host, port);
         GetLoggerFactory().GetLog("Agent.Sender." + target)->Reset(&log.base);
         ASSERT_TRUE(factory.CreateSender(block, sender));
@@ -149,21 +141,16 @@ struct SenderTest : testing::Test {
         ASSERT_EQ(0U, sender->Open());
     }
     bool Send(const std::string& text) { return sender->Send(text.data(), text.size()); }
-    static std::string EntryOf(const EnvironmentBlock& block, const std::string& name) {
-        std::string value;
-        block.GetStringValue(name, value, "<none>");
-        return value;
-    }
     std::string Status(const std::string& name) {
         EnvironmentBlock status;
         sender->GetStatus(status);
-        return EntryOf(status, name);
+        return Text(status, name);
     }
     bool Connected() {
-        return Eventually([this] { return sender->GetState() == ConnectionState::kConnected; });
+        return Until([this] { return sender->GetState() == ConnectionState::kConnected; });
     }
 
-    test::LogLines log;
+    WindowsAgentCommon::test::LogLines log;
     ConnectionFactory factory;
     std::shared_ptr<ISender> sender;
 };
@@ -200,7 +187,7 @@ TEST_F(SenderTest, StreamsAreFramed) {
         for (const std::string& event : row.events) EXPECT_TRUE(Send(event));
         server.Accept();
         EXPECT_EQ(row.expected, server.Read(row.expected.size()));
-        EXPECT_TRUE(Eventually([&] { return sender->GetQueuedBytes() == 0; }));
+        EXPECT_TRUE(Until([&] { return sender->GetQueuedBytes() == 0; }));
         EXPECT_EQ(std::to_string(row.expected.size()), Status("SentBytes"));
         EXPECT_EQ("0", Status("Cut"));
     }
@@ -255,9 +242,9 @@ TEST_F(SenderTest, AServerThatComesBackGetsEverythingInOrder) {
     EXPECT_EQ(0U, flags & HANDLE_FLAG_INHERIT);
     server.listener.Close();
     server.peer->Close();
-    EXPECT_TRUE(Eventually([this] { return sender->GetLossCount() == 1; }));  // noticed though idle
+    EXPECT_TRUE(Until([this] { return sender->GetLossCount() == 1; }));  // noticed though idle
     for (int i = 500; i < 1000; ++i) EXPECT_TRUE(Send("line " + std::to_string(i)));
-    EXPECT_TRUE(Eventually([this] { return std::stoi(Status("ConnectFailures")) >= 3; }));
+    EXPECT_TRUE(Until([this] { return std::stoi(Status("ConnectFailures")) >= 3; }));
     server.Start();
     server.Accept();
     EXPECT_EQ(Lines(500, 1000), server.Read(Lines(500, 1000).size()));
@@ -299,10 +286,9 @@ TEST_F(SenderTest, AStreamEndsInOrderBehindWholeEventsOnly) {
         Make("TCP", server.port);
         EXPECT_TRUE(Send(row.event));
         server.Accept();
-        EXPECT_TRUE(Eventually([this] { return Status("SentBytes") != "0"; }));
+        EXPECT_TRUE(Until([this] { return Status("SentBytes") != "0"; }));
         if (!row.waits) sender->Close(0);
-        EXPECT_TRUE(
-            Eventually([&] { return clock.Tick(), sender->GetState() != ConnectionState::kConnected; }));
+        EXPECT_TRUE(Until([&] { return clock.Tick(), sender->GetState() != ConnectionState::kConnected; }));
         EXPECT_EQ(row.reset, server.EndsInReset());
     }
 }
@@ -314,7 +300,7 @@ TEST_F(SenderTest, NothingOvertakesWhatIsSentAgainAfterALoss) {
     server.Accept();
     EXPECT_EQ(Lines(0, 1), server.Read(1));
     server.Reset();
-    EXPECT_TRUE(Eventually([this] { return Status("Losses") == "1"; }));
+    EXPECT_TRUE(Until([this] { return Status("Losses") == "1"; }));
     EXPECT_FALSE(Send("line 1"));
     EXPECT_EQ(1U, sender->GetLossCount());
     EXPECT_TRUE(Send("line 0") && Send("line 1"));
@@ -333,7 +319,7 @@ TEST_F(SenderTest, APeerThatNeverReadsIsGivenUpAndMemoryStaysBounded) {
     const std::string line(4000, 'n');
     // The system takes a little more now and then, so the queue is filled up again and again.
     const auto untilIs = [&](const char* name, const char* value) {
-        return Eventually([&] {
+        return Until([&] {
             while (Send(line)) continue;
             EXPECT_LE(sender->GetQueuedBytes(), 104'001U);  // and the line that a loss cuts short
             if (Status(name) == value) return true;
@@ -363,7 +349,7 @@ TEST_F(SenderTest, APeerThatHangsUpOverAndOverIsToldThreeTimes) {
         server.peer->SendAll(garbage.data(), garbage.size());
         server.Reset();
     }
-    EXPECT_TRUE(Eventually([this] { return sender->GetLossCount() == 8; }));
+    EXPECT_TRUE(Until([this] { return sender->GetLossCount() == 8; }));
     server.listener.Close();
     sender->Close(0);
     std::size_t told = 0;
@@ -379,7 +365,7 @@ TEST_F(SenderTest, ATargetThatCannotBeReachedIsToldOnce) {
         log.text.clear();
         Make("TCP", closed.port, {{"TargetAddress", host}});
         EXPECT_TRUE(Send("one") && Send("two") && Send("three"));
-        EXPECT_TRUE(Eventually([this] { return std::stoi(Status("ConnectFailures")) >= 5; }));
+        EXPECT_TRUE(Until([this] { return std::stoi(Status("ConnectFailures")) >= 5; }));
         EXPECT_EQ("connecting", Status("State"));
         sender->Close(1);
         EXPECT_EQ("3", Status("Dropped.Closed"));
@@ -393,9 +379,9 @@ TEST_F(SenderTest, ATargetThatCannotBeReachedIsToldOnce) {
 TEST_F(SenderTest, ANameServiceThatDoesNotAnswerCostsOneThreadAndHoldsUpNoClose) {
     const SilentNameService service;
     Make("TCP", 514, {{"TargetAddress", "silent.example"}, {"ConnectTimeout", "1"}});
-    EXPECT_TRUE(Eventually([] { return SilentNameService::IsAsking(); }));
+    EXPECT_TRUE(Until([] { return SilentNameService::IsAsking(); }));
     const int failures = std::stoi(Status("ConnectFailures"));
-    EXPECT_TRUE(Eventually([&] { return std::stoi(Status("ConnectFailures")) >= failures + 3; }));
+    EXPECT_TRUE(Until([&] { return std::stoi(Status("ConnectFailures")) >= failures + 3; }));
     sender->Close(0);
     EXPECT_EQ(1, service.asked);
     EXPECT_TRUE(service.IsAsking());
@@ -417,7 +403,7 @@ TEST_F(SenderTest, SettingsThatCannotBeUsedAreRefused) {
         EXPECT_FALSE(factory.CreateSender(block, sender));
     }
     sender.reset();
-    const test::ImportPatch<decltype(NoWinsock)> patch(nullptr, "WSAStartup", &NoWinsock);
+    const WindowsAgentCommon::test::ImportPatch<decltype(NoWinsock)> patch(nullptr, "WSAStartup", &NoWinsock);
     EnvironmentBlock block;
     block.SetStringValue("TargetAddress", "127.0.0.1");
     EXPECT_FALSE(factory.CreateSender(block, sender));

@@ -122,11 +122,11 @@ class Agent:
             return sum(int(found) for found in re.findall(r"Private_(?:Clean|Dirty): *(\d+) kB", file.read())) * 1024
 
 
-def numbered_lines(path, count, length=120):
-    """A text file of lines "Number=1 ...", each of length bytes with its line feed."""
-    with open(path, "w", encoding="ascii") as file:
-        for number in range(1, count + 1):
-            file.write(f"Number={number} ".ljust(length - 1, "x") + "\n")
+def append_lines(path, last, first=1):
+    """Lines "Number=FIRST ..." to the last number, each of 120 bytes with its line feed."""
+    with open(path, "a", encoding="ascii") as file:
+        for number in range(first, last + 1):
+            file.write(f"Number={number} ".ljust(119, "x") + "\n")
 
 
 def numbers_in(texts):
