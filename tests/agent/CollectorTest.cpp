@@ -53,6 +53,11 @@ protected:
     template <class Collector>
     void ExpectToContinueFromEveryPosition(const EnvironmentBlock& settings);
 
+    EnvironmentBlock RunXml() { return road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml"))); }
+    EnvironmentBlock RunText(const Signal* end = nullptr) {
+        return road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")), end);
+    }
+
     const TempFolder folder;
     FakeRoad road;
 };
@@ -100,7 +105,7 @@ TEST_F(CollectorTest, RendersAnEventsFields) {
         "<EventRecordID>9</EventRecordID><Computer>w s&#10;1</Computer></System><EventData>"
         "<Data Name='User Name'>u\tEventID=1\t</Data><Data Name='EventID'>1</Data></EventData></Event>";
     folder.Write(L"e.xml", failure);
-    const EnvironmentBlock status = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    const EnvironmentBlock status = RunXml();
     std::string header;
     IPayloadBuilder::FormatSyslogHeaderString(header, 16 * 8 + 4, ACE_Time_Value(1'709'210'096), "w_s_1");
     EXPECT_EQ(header +
@@ -114,10 +119,10 @@ TEST_F(CollectorTest, RendersAnEventsFields) {
 
 TEST_F(CollectorTest, SkipsDamagedEventsOnceAndCountsThem) {
     folder.Write(L"e.xml", Event(1) + "<Event><System>" + Event(2));
-    const EnvironmentBlock first = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
-    EXPECT_EQ("2 1", Text(first, "Events") + " " + Text(first, "Damaged"));
-    const EnvironmentBlock second = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
-    EXPECT_EQ("0 0", Text(second, "Events") + " " + Text(second, "Damaged"));
+    for (const char* const expected : {"2 1", "0 0"}) {
+        const EnvironmentBlock status = RunXml();
+        EXPECT_EQ(expected, Text(status, "Events") + " " + Text(status, "Damaged"));
+    }
 }
 
 TEST_F(CollectorTest, WaitsForAFullRoadAndLosesNothingWhenStopped) {
@@ -125,7 +130,7 @@ TEST_F(CollectorTest, WaitsForAFullRoadAndLosesNothingWhenStopped) {
     for (int i = 0; i < 100; ++i) text += std::to_string(i) + "\n";
     folder.Write(L"t.log", text);
     road.router.refuse = 3;
-    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")));
+    RunText();
     EXPECT_EQ(100u, road.router.lines.size());
 
     road.persistence.state = EnvironmentBlock();
@@ -133,11 +138,11 @@ TEST_F(CollectorTest, WaitsForAFullRoadAndLosesNothingWhenStopped) {
     const Signal full;
     road.router.onLine = [&] { road.router.refuse = road.router.lines.size() == 40 ? 1'000'000 : 0; };
     road.router.onRefuse = [&] { full.Set(); };
-    EXPECT_EQ("40", Text(road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")), &full), "Events"));
+    EXPECT_EQ("40", Text(RunText(&full), "Events"));
     EXPECT_EQ(40u, road.router.lines.size());
     road.router.refuse = 0;
     road.router.onLine = nullptr;
-    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")));
+    RunText();
     EXPECT_EQ(100u, road.router.lines.size());  // the 41st, which was refused, is not left out
 }
 
@@ -146,11 +151,11 @@ TEST_F(CollectorTest, TakesAnEventAgainAfterAnException) {
     folder.Write(L"t.log", "1\n2\n");
     road.router.onRefuse = [] { throw std::runtime_error("no"); };
     road.router.refuse = 1;
-    road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    RunXml();
     EXPECT_EQ(2u, road.router.lines.size());
     road.persistence.state = EnvironmentBlock();
     road.router.refuse = 1;
-    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")));
+    RunText();
     EXPECT_EQ(4u, road.router.lines.size());
 }
 
@@ -176,7 +181,7 @@ TEST_F(CollectorTest, StopsWhileTheRoadIsStuck) {
     road.router.unsafe = INT_MAX;
     const Signal asked;
     road.router.onQuestion = [&] { asked.Set(); };
-    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")), &asked);
+    RunText(&asked);
     EXPECT_LE(road.router.longest, 1500u);  // no question holds the stop up for longer
 }
 
@@ -188,21 +193,20 @@ TEST_F(CollectorTest, KeepsNoPositionUntilTheEventsAreSafe) {
         ++saves;
         unsafe = road.router.unsafe;
     };
-    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")));
+    RunText();
     EXPECT_EQ(1, saves);
     EXPECT_EQ(-1, unsafe);  // asked until the answer was yes
 }
 
 TEST_F(CollectorTest, ReadsAFileThatWasReplacedFromItsBeginning) {
-    const EnvironmentBlock settings = Settings(folder.Narrow("e.xml"));
     for (const int id : {1, 2}) {
         SCOPED_TRACE(id);
         folder.Write(L"e.xml", Event(id) + Event(3));
-        EXPECT_EQ("2", Text(road.Run(EventXmlCollector(), settings), "Events"));
+        EXPECT_EQ("2", Text(RunXml(), "Events"));
     }
     road.persistence.loadError = ERROR_INVALID_DATA;
     road.persistence.state = EnvironmentBlock();
-    EXPECT_EQ("2", Text(road.Run(EventXmlCollector(), settings), "Events"));
+    EXPECT_EQ("2", Text(RunXml(), "Events"));
 }
 
 TEST_F(CollectorTest, CutsWhatALineHasNoRoomForVisibly) {
@@ -210,7 +214,7 @@ TEST_F(CollectorTest, CutsWhatALineHasNoRoomForVisibly) {
     for (int i = 0; i < 30'000; ++i) large += "\xC3\xA4";
     folder.Write(L"e.xml", Event(1, "<EventData><Data Name='a'>" + large + "</Data><Data Name='b'>" + large +
                                         "</Data><Data Name='c'>c</Data></EventData>"));
-    const EnvironmentBlock status = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    const EnvironmentBlock status = RunXml();
     const std::string& line = road.router.lines.at(0);
     EXPECT_NE(std::string::npos, line.find("\ta=" + large + "\tb=\xC3\xA4"));
     EXPECT_EQ("\xA4[cut]", line.substr(line.size() - 6));
@@ -227,7 +231,7 @@ TEST_F(CollectorTest, NamesNumbersBeyondTheMostNames) {
     }
     const std::string late = "<Event><System><EventID>9</EventID><Level>2</Level></System></Event>";
     folder.Write(L"e.xml", events + late);
-    road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    RunXml();
     EXPECT_EQ("EventID=9\tProvider=\tOther=Level=2", Body(road.router.lines.at(4)));
 }
 

@@ -16,6 +16,9 @@ namespace CorvaneAgent {
 namespace {
 
 using namespace test;
+using WindowsAgentCommon::test::GuardedBuffer;
+using WindowsAgentCommon::test::ImportPatch;
+using WindowsAgentCommon::test::TempFolder;
 
 void AppendText(std::vector<unsigned char>& bytes, const std::wstring& text) {
     const auto* const at = reinterpret_cast<const unsigned char*>(text.c_str());
@@ -180,77 +183,58 @@ TEST_F(EventLogCollectorTest, SkipsDamagedRecords) {
     EXPECT_EQ("2", Text(status_, "Damaged"));
 }
 
-/// A 32-bit process of a 64-bit Windows whose folders are the test's own.
+/// A 32-bit process of a 64-bit Windows whose folder is the one of the variable WINDOWS.
 struct SixtyFourBitWindows {
     static FARPROC WINAPI Find(HMODULE module, const char* name) {
-        return std::strcmp(name, "IsWow64Process") == 0
-                   ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&IsIt))
-                   : real(module, name);
+        if (std::strcmp(name, "IsWow64Process") != 0) return real(module, name);
+        return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&IsIt));
     }
     static BOOL WINAPI IsIt(HANDLE, BOOL* out) { return *out = TRUE; }
-    static UINT WINAPI Windows(wchar_t* out, UINT size) {
-        ::lstrcpynW(out, folder->Path(L"Windows").c_str(), static_cast<int>(size));
-        return static_cast<UINT>(std::wcslen(out));
+    static UINT WINAPI Folder(wchar_t* out, UINT size) {
+        return ::GetEnvironmentVariableW(L"WINDOWS", out, size);
     }
-    static UINT WINAPI System(wchar_t* out, UINT size) {
-        ::lstrcpynW(out, folder->Path(L"Windows\\System32").c_str(), static_cast<int>(size));
-        return static_cast<UINT>(std::wcslen(out));
-    }
-    explicit SixtyFourBitWindows(const WindowsAgentCommon::test::TempFolder& own) { folder = &own; }
-
-    static inline const WindowsAgentCommon::test::TempFolder* folder = nullptr;
     static inline FARPROC(WINAPI* const real)(HMODULE, const char*) = &::GetProcAddress;
-    const WindowsAgentCommon::test::ImportPatch<decltype(Find)> find{nullptr, "GetProcAddress", &Find};
-    const WindowsAgentCommon::test::ImportPatch<decltype(Windows)> windows{
-        nullptr, "GetSystemWindowsDirectoryW", &Windows};
-    const WindowsAgentCommon::test::ImportPatch<decltype(System)> system{nullptr, "GetSystemDirectoryW",
-                                                                         &System};
+    const ImportPatch<decltype(Find)> find{nullptr, "GetProcAddress", &Find};
+    const ImportPatch<decltype(Folder)> folder{nullptr, "GetSystemWindowsDirectoryW", &Folder};
 };
 
-/// An event source with message files, as long as the object lives.
-struct RegisteredSource {
-    explicit RegisteredSource(const std::wstring& files) {
-        HKEY opened = nullptr;
-        EXPECT_EQ(0, ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, (kLog + name).c_str(), 0, nullptr, 0,
-                                       KEY_SET_VALUE, nullptr, &opened, nullptr));
-        EXPECT_EQ(0, ::RegSetValueExW(opened, L"EventMessageFile", 0, REG_EXPAND_SZ,
-                                      reinterpret_cast<const BYTE*>(files.c_str()),
-                                      static_cast<DWORD>((files.size() + 1) * sizeof(wchar_t))));
-        ::RegCloseKey(opened);
-    }
-    ~RegisteredSource() { ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, (kLog + name).c_str()); }
-    bool HasText() const {
-        std::wstring text;
-        return MakeEventMessageSource()->GetText(L"Application", name, ERROR_ACCESS_DENIED, false, text) &&
-               !text.empty();
-    }
-
-    const std::wstring kLog = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\";
-    const std::wstring name = L"Test" + std::to_wstring(::GetCurrentProcessId());
-};
+/// The text of message 5 in files that an event source of the test's own has registered; empty for none.
+std::wstring RegisteredText(const std::wstring& files) {
+    const std::wstring source = L"Test" + std::to_wstring(::GetCurrentProcessId());
+    const std::wstring key = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\" + source;
+    HKEY opened = nullptr;
+    EXPECT_EQ(0, ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr,
+                                   &opened, nullptr));
+    EXPECT_EQ(0, ::RegSetValueExW(opened, L"EventMessageFile", 0, REG_EXPAND_SZ,
+                                  reinterpret_cast<const BYTE*>(files.c_str()),
+                                  static_cast<DWORD>((files.size() + 1) * sizeof(wchar_t))));
+    ::RegCloseKey(opened);
+    std::wstring text;
+    if (!MakeEventMessageSource()->GetText(L"Application", source, 5, false, text)) text.clear();
+    ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());
+    return text;
+}
 
 TEST(EventMessageSourceTest, FindsFilesAlsoThoseThatOnlySixtyFourBitProgramsAreShown) {
-    const WindowsAgentCommon::test::TempFolder folder;
-    for (const wchar_t* const name : {L"Windows", L"Windows\\Sysnative"})
-        ASSERT_TRUE(::CreateDirectoryW(folder.Path(name).c_str(), nullptr));
+    const TempFolder folder;
     wchar_t messages[MAX_PATH];  // a file with the system's messages
     ASSERT_TRUE(::ExpandEnvironmentStringsW(L"%SystemRoot%\\system32\\kernelbase.dll", messages, MAX_PATH));
-    for (const wchar_t* const name : {L"plain.dll", L"Windows\\Sysnative\\native.dll"})
+    ASSERT_TRUE(::CreateDirectoryW(folder.Path(L"Sysnative").c_str(), nullptr));
+    for (const wchar_t* const name : {L"plain.dll", L"Sysnative\\native.dll"})
         ASSERT_TRUE(::CopyFileW(messages, folder.Path(name).c_str(), TRUE));
-    ::SetEnvironmentVariableW(L"MESSAGES", folder.Path().c_str());
+    ::SetEnvironmentVariableW(L"WINDOWS", folder.Path().substr(0, folder.Path().size() - 1).c_str());
     const struct {
         const wchar_t* files;
         bool under32, under64;
-    } rows[] = {{L"none.dll;%MESSAGES%plain.dll;", true, true},
-                {L"%MESSAGES%windows\\SYSTEM32\\native.dll", false, true},
-                {L"%MESSAGES%Windows\\System32\\none.dll", false, false},
-                {L"%MESSAGES%Windows\\System32native.dll", false, false}};
+    } rows[] = {{L"none.dll;%WINDOWS%\\plain.dll;", true, true},
+                {L"%WINDOWS%\\SYSTEM32\\native.dll", false, true},
+                {L"%WINDOWS%\\System32\\none.dll", false, false},
+                {L"%WINDOWS%\\System32native.dll", false, false}};
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::PrintToString(row.files));
-        const RegisteredSource source(row.files);
-        EXPECT_EQ(row.under32, source.HasText());
-        const SixtyFourBitWindows windows(folder);
-        EXPECT_EQ(row.under64, source.HasText());
+        EXPECT_EQ(row.under32, !RegisteredText(row.files).empty());
+        const SixtyFourBitWindows windows;
+        EXPECT_EQ(row.under64, !RegisteredText(row.files).empty());
     }
 }
 
@@ -260,7 +244,7 @@ TEST(EventLogRecordTest, ReadsNothingBeyondTheRecord) {
     std::size_t length = 0;
     // Every length, and every header field and every text with other values, at the end of a page.
     for (std::size_t size = 0; size <= good.size(); ++size) {
-        const WindowsAgentCommon::test::GuardedBuffer buffer(good.data(), size);
+        const GuardedBuffer buffer(good.data(), size);
         const auto* const bytes = reinterpret_cast<const unsigned char*>(buffer.Data());
         EXPECT_EQ(size == good.size(), ReadEventLogRecord(bytes, size, record, length) == nullptr);
         EXPECT_EQ(size, length);
@@ -269,7 +253,7 @@ TEST(EventLogRecordTest, ReadsNothingBeyondTheRecord) {
         for (const int value : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
             std::string bytes(good.begin(), good.end());
             bytes[at] = static_cast<char>(value);
-            const WindowsAgentCommon::test::GuardedBuffer buffer(bytes.data(), bytes.size());
+            const GuardedBuffer buffer(bytes.data(), bytes.size());
             ReadEventLogRecord(reinterpret_cast<const unsigned char*>(buffer.Data()), bytes.size(), record,
                                length);
             EXPECT_TRUE(length > 0 && length <= bytes.size());
