@@ -210,6 +210,12 @@ public:
     bool WaitForQueue() {
         return Until([this] { return GetQueuedBytes() > 0; });
     }
+    bool WaitForLast(const std::string& line) {
+        return Until([&] {
+            const Lines received = Received();
+            return !received.empty() && received.back() == line;
+        });
+    }
     bool WaitFor(std::size_t count) {
         return Until([&] { return Received().size() >= count; });
     }

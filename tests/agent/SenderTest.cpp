@@ -68,15 +68,13 @@ struct SilentNameService {
 
 int WSAAPI NoWinsock(WORD, WSADATA*) { return WSASYSNOTREADY; }
 
-/// A receiver on a port of its own, which stays its own when it is started again.
+/// A receiver on a port of its own, which stays its own when it is started again: the system gives none of
+/// its kind to who asks for any.
 struct Server {
-    Server() { Start(); }
-    void Start() {
-        ASSERT_EQ(0U, listener.Bind("127.0.0.1", port));
-        ASSERT_EQ(0U, listener.Listen(5));
-        std::string address;
-        ASSERT_EQ(0U, listener.GetLocalAddress(address, port));
+    Server() : port(static_cast<unsigned short>(10'000 + ::GetTickCount() % 20'000)) {
+        for (; !Start(); ++port) listener.Close();
     }
+    bool Start() { return listener.Bind("127.0.0.1", port) == 0 && listener.Listen(5) == 0; }
     void Accept() {
         ASSERT_EQ(0U, listener.WaitReadable(20'000));
         ASSERT_EQ(0U, listener.Accept(peer));
@@ -105,7 +103,7 @@ struct Server {
     }
 
     TCPSocket listener;
-    unsigned short port = 0;
+    unsigned short port;
     std::unique_ptr<ITCPSocket> peer;
 };
 
@@ -145,9 +143,6 @@ struct SenderTest : testing::Test {
         EnvironmentBlock status;
         sender->GetStatus(status);
         return Text(status, name);
-    }
-    bool Connected() {
-        return Until([this] { return sender->GetState() == ConnectionState::kConnected; });
     }
 
     WindowsAgentCommon::test::LogLines log;
@@ -245,7 +240,7 @@ TEST_F(SenderTest, AServerThatComesBackGetsEverythingInOrder) {
     EXPECT_TRUE(Until([this] { return sender->GetLossCount() == 1; }));  // noticed though idle
     for (int i = 500; i < 1000; ++i) EXPECT_TRUE(Send("line " + std::to_string(i)));
     EXPECT_TRUE(Until([this] { return std::stoi(Status("ConnectFailures")) >= 3; }));
-    server.Start();
+    EXPECT_TRUE(server.Start());
     server.Accept();
     EXPECT_EQ(Lines(500, 1000), server.Read(Lines(500, 1000).size()));
     server.peer->Close();
@@ -315,7 +310,7 @@ TEST_F(SenderTest, APeerThatNeverReadsIsGivenUpAndMemoryStaysBounded) {
     Make("TCP", server.port,
          {{"QueueHighWaterMark", "100000"}, {"BackoffMin", "3600000"}, {"BackoffMax", "3600000"}});
     server.Accept();
-    ASSERT_TRUE(Connected());
+    ASSERT_TRUE(Until([this] { return sender->GetState() == ConnectionState::kConnected; }));
     const std::string line(4000, 'n');
     // The system takes a little more now and then, so the queue is filled up again and again.
     const auto untilIs = [&](const char* name, const char* value) {

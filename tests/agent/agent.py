@@ -61,8 +61,8 @@ class Agent:
             text += settings(values) + "</Service>"
         self.write_config(text + "</Services></AgentConfig>")
 
-    def write_config(self, text):
-        with open(self.path("config", "AgentConfig.xml"), "w", encoding="utf-8") as file:
+    def write_config(self, text, name="AgentConfig.xml"):
+        with open(self.path("config", name), "w", encoding="utf-8") as file:
             file.write(text)
 
     def command(self, *arguments):
@@ -98,6 +98,9 @@ class Agent:
             if time.monotonic() > end:
                 raise RuntimeError(f"not within {seconds} seconds: {what}\n{self.log()}\n{self.state()}")
             time.sleep(0.02)
+
+    def lines(self):
+        return self.read("logs", "events.log").splitlines()
 
     def log(self):
         return self.read("logs", "agent.log")
