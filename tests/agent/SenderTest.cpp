@@ -123,14 +123,19 @@ using Settings = std::vector<std::pair<std::string, std::string>>;
 struct SenderTest : testing::Test {
     SenderTest() { factory.Initialize(EnvironmentBlock()); }
 
-    void Make(const std::string& type, unsigned short port, const Settings& more = {}) {
+    static EnvironmentBlock Block(const std::string& type, unsigned short port, const Settings& more = {}) {
         EnvironmentBlock block;
-        block.SetStringValue("Type", type);
-        block.SetStringValue("TargetAddress", "127.0.0.1");
-        block.SetIntegerValue("TargetPort", static_cast<unsigned int>(port));
-        block.SetStringValue("BackoffMin", "1");
-        block.SetStringValue("BackoffMax", "2");
-        for (const auto& [name, value] : more) block.SetStringValue(name, value);
+        const Settings common = {{"Type", type},
+                                 {"TargetAddress", "127.0.0.1"},
+                                 {"TargetPort", std::to_string(port)},
+                                 {"BackoffMin", "1"},
+                                 {"BackoffMax", "2"}};
+        for (const Settings& settings : {common, more})
+            for (const auto& [name, value] : settings) block.SetStringValue(name, value);
+        return block;
+    }
+    void Make(const std::string& type, unsigned short port, const Settings& more = {}) {
+        const EnvironmentBlock block = Block(type, port, more);
         const std::string host = Text(block, "TargetAddress");
         const std::string target = MakeTarget(type == "UDP" ? "udp" : "tcp", host, port);
         GetLoggerFactory().GetLog("Agent.Sender." + target)->Reset(&log.base);
@@ -390,24 +395,17 @@ TEST_F(SenderTest, SettingsThatCannotBeUsedAreRefused) {
     };
     for (const auto& [name, value] : rows) {
         SCOPED_TRACE(std::string(name) + "=" + value);
-        EnvironmentBlock block;
-        block.SetStringValue("Type", "TCP");
-        block.SetStringValue("TargetAddress", "127.0.0.1");
-        EXPECT_TRUE(factory.CreateSender(block, sender));
-        block.SetStringValue(name, value);
-        EXPECT_FALSE(factory.CreateSender(block, sender));
+        EXPECT_FALSE(factory.CreateSender(Block("TCP", 514, {{name, value}}), sender));
     }
+    EXPECT_TRUE(factory.CreateSender(Block("TCP", 514), sender));
     sender.reset();
     const WindowsAgentCommon::test::ImportPatch<decltype(NoWinsock)> patch(nullptr, "WSAStartup", &NoWinsock);
-    EnvironmentBlock block;
-    block.SetStringValue("TargetAddress", "127.0.0.1");
-    EXPECT_FALSE(factory.CreateSender(block, sender));
+    EXPECT_FALSE(factory.CreateSender(Block("UDP", 514), sender));
 }
 
 TEST_F(SenderTest, TheFactoryKeepsNamesAndClosesAllAtTheEnd) {
     Server server;
-    EnvironmentBlock block;
-    block.SetStringValue("TargetAddress", "::1");
+    const EnvironmentBlock block = Block("UDP", 514, {{"TargetAddress", "::1"}});
     std::shared_ptr<ISender> same;
     EXPECT_TRUE(factory.CreateSender("central", block, sender));
     EXPECT_EQ("udp://[::1]:514", sender->GetTarget());
