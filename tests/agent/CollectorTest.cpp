@@ -65,20 +65,20 @@ protected:
 /// Runs a collector over a file of 2,000 events, then once more from each position that was kept.
 template <class Collector>
 void CollectorTest::ExpectToContinueFromEveryPosition(const EnvironmentBlock& settings) {
-    road.persistence.state = EnvironmentBlock();
+    road.record.block = EnvironmentBlock();
     road.router.lines.clear();
     std::vector<std::pair<EnvironmentBlock, std::size_t>> kept;
-    road.persistence.onSave = [&] { kept.emplace_back(road.persistence.state, road.router.lines.size()); };
+    road.record.onSave = [&] { kept.emplace_back(road.record.block, road.router.lines.size()); };
     road.Run(Collector(), settings);
     const std::vector<std::string> all = Bodies(road.router.lines);
     ASSERT_EQ(2000u, all.size());
     ASSERT_GE(kept.size(), 3u);
     ASSERT_EQ(2000u, kept.back().second);
-    road.persistence.onSave = nullptr;
+    road.record.onSave = nullptr;
     for (const auto& [position, before] : kept) {
         SCOPED_TRACE(before);
         road.router.lines.clear();
-        road.persistence.state = position;
+        road.record.block = position;
         road.Run(Collector(), settings);
         ASSERT_EQ(all.size() - before, road.router.lines.size());
         const std::vector<std::string> rest(all.begin() + static_cast<std::ptrdiff_t>(before), all.end());
@@ -133,7 +133,7 @@ TEST_F(CollectorTest, WaitsForAFullRoadAndLosesNothingWhenStopped) {
     RunText();
     EXPECT_EQ(100u, road.router.lines.size());
 
-    road.persistence.state = EnvironmentBlock();
+    road.record.block = EnvironmentBlock();
     road.router.lines.clear();
     const Signal full;
     road.router.onLine = [&] { road.router.refuse = road.router.lines.size() == 40 ? 1'000'000 : 0; };
@@ -153,7 +153,7 @@ TEST_F(CollectorTest, TakesAnEventAgainAfterAnException) {
     road.router.refuse = 1;
     RunXml();
     EXPECT_EQ(2u, road.router.lines.size());
-    road.persistence.state = EnvironmentBlock();
+    road.record.block = EnvironmentBlock();
     road.router.refuse = 1;
     RunText();
     EXPECT_EQ(4u, road.router.lines.size());
@@ -162,7 +162,7 @@ TEST_F(CollectorTest, TakesAnEventAgainAfterAnException) {
 TEST_F(CollectorTest, FinishesAnXmlFileThatWasRenamedBeforeTheNew) {
     folder.Write(L"e.xml", Event(1));
     bool rotated = false;
-    road.persistence.onSave = [&] {
+    road.record.onSave = [&] {
         if (std::exchange(rotated, true)) return;
         folder.Write(L"e.xml", Event(1) + Event(2));
         ::MoveFileW(folder.Path(L"e.xml").c_str(), folder.Path(L"e.old").c_str());
@@ -189,7 +189,7 @@ TEST_F(CollectorTest, KeepsNoPositionUntilTheEventsAreSafe) {
     folder.Write(L"t.log", "a\n");
     int saves = 0, unsafe = -1;
     road.router.unsafe = 4;
-    road.persistence.onSave = [&] {
+    road.record.onSave = [&] {
         ++saves;
         unsafe = road.router.unsafe;
     };
@@ -204,8 +204,8 @@ TEST_F(CollectorTest, ReadsAFileThatWasReplacedFromItsBeginning) {
         folder.Write(L"e.xml", Event(id) + Event(3));
         EXPECT_EQ("2", Text(RunXml(), "Events"));
     }
-    road.persistence.loadError = ERROR_INVALID_DATA;
-    road.persistence.state = EnvironmentBlock();
+    road.record.loadError = ERROR_INVALID_DATA;
+    road.record.block = EnvironmentBlock();
     EXPECT_EQ("2", Text(RunXml(), "Events"));
 }
 

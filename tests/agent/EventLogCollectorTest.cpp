@@ -145,7 +145,7 @@ TEST_F(EventLogCollectorTest, ContinuesAndSeesWhatHappenedMeanwhile) {
                 {"empty", 0, 0xFFFFFFFF, 0, {}, "0"}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        road_.persistence.state = EnvironmentBlock();
+        road_.record.block = EnvironmentBlock();
         Fill(1, 10, 100);
         EXPECT_EQ(10u, Run().size());
         Fill(row.from, row.to, row.time);
@@ -170,8 +170,8 @@ TEST_F(EventLogCollectorTest, BeginsBehindWhatThereIs) {
     Fill(1, 3);
     EXPECT_EQ(Numbers{}, Run("F"));
     FakeLog::records[4] = Record(4);
-    road_.persistence.state.SetIntegerValue("Number.System", 3);
-    road_.persistence.state.SetIntegerValue("Time.System", 0);
+    road_.record.block.SetIntegerValue("Number.System", 3);
+    road_.record.block.SetIntegerValue("Time.System", 0);
     EXPECT_EQ(Numbers{4}, Run("F"));
 }
 

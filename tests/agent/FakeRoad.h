@@ -1,7 +1,6 @@
 #pragma once
 
 #include "WindowsAgentCommon/IPayloadRouter.h"
-#include "WindowsAgentCommon/IPersistenceManager.h"
 #include "WindowsAgentCommon/SyslogPayloadBuilder.h"
 #include "agent/sdk/Clock.h"
 #include "agent/sdk/IDeliveryBarrier.h"
@@ -12,7 +11,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -51,32 +49,14 @@ struct FakeRouter : FakeService<IPayloadRouter>, IDeliveryBarrier {
     std::function<void()> onLine, onRefuse, onQuestion;
 };
 
-/// Keeps one record and remembers every state of it.
+/// Has one record, whatever its name.
 struct FakePersistence : FakeService<IPersistenceManager> {
-    struct Record : IPersistentRecord {
-        explicit Record(FakePersistence& owner) : owner_(owner) {}
-        std::string GetName() const override { return "record"; }
-        unsigned long Load(EnvironmentBlock& block) override {
-            block = owner_.state;
-            return owner_.loadError;
-        }
-        unsigned long Save(const EnvironmentBlock& block) override {
-            owner_.state = block;
-            if (owner_.onSave) owner_.onSave();
-            return 0;
-        }
-        unsigned long Remove() override { return 0; }
-        FakePersistence& owner_;
-    };
     unsigned long OpenRecord(const std::string&, std::shared_ptr<IPersistentRecord>& out) override {
-        out = std::make_shared<Record>(*this);
+        out = record;
         return 0;
     }
     unsigned long Flush() override { return 0; }
-
-    EnvironmentBlock state;
-    unsigned long loadError = 0;
-    std::function<void()> onSave;
+    const std::shared_ptr<FakeRecord> record = std::make_shared<FakeRecord>();
 };
 
 /// The services that a collector needs, with the library's payload factory. Every look at the clock takes
@@ -110,6 +90,7 @@ struct FakeRoad {
     WindowsAgentCommon::test::PayloadServices payload{};
     FakeRouter router;
     FakePersistence persistence;
+    FakeRecord& record = *persistence.record;
 };
 
 }  // namespace CorvaneAgent::test

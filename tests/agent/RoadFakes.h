@@ -1,10 +1,6 @@
 #pragma once
 
-#include <ace/Guard_T.h>
-#include <ace/Thread_Mutex.h>
-
 #include <algorithm>
-#include <atomic>
 #include <memory>
 #include <string>
 #include <utility>
@@ -14,7 +10,6 @@
 #include "WindowsAgentCommon/IPayload.h"
 #include "WindowsAgentCommon/IPayloadBuilder.h"
 #include "WindowsAgentCommon/IPayloadFactory.h"
-#include "WindowsAgentCommon/IPersistenceManager.h"
 #include "WindowsAgentCommon/ISender.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "agent/road/Sink.h"
@@ -26,7 +21,6 @@
 namespace CorvaneAgent::test {
 
 using Lines = std::vector<std::string>;
-using Guard = ACE_Guard<ACE_Thread_Mutex>;
 
 inline LineBatch BatchOf(const Lines& lines) {
     LineBatch batch;
@@ -126,28 +120,6 @@ struct FakeFactory : FakeService<IPayloadFactory> {
         return name == "SyslogPayloadBuilder";
     }
     void CreateLegacyPayloadProfile(std::shared_ptr<IPayloadProfile>&) override {}
-};
-
-struct FakeRecord : IPersistentRecord {
-    std::string GetName() const override { return "spool.test"; }
-    unsigned long Load(EnvironmentBlock& out) override {
-        const Guard guard(lock);
-        out = block;
-        return block.Entries().empty() ? ERROR_FILE_NOT_FOUND : 0;
-    }
-    unsigned long Save(const EnvironmentBlock& in) override {
-        const Guard guard(lock);
-        if (error == 0) block = in;
-        return error;
-    }
-    unsigned long Remove() override { return 0; }
-    EnvironmentBlock Saved() {
-        const Guard guard(lock);
-        return block;
-    }
-    ACE_Thread_Mutex lock;
-    EnvironmentBlock block;
-    std::atomic<unsigned long> error{0};  // of Save
 };
 
 /// A sender whose queue the test empties, and whose connection it makes and breaks.
