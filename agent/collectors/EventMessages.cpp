@@ -66,13 +66,13 @@ bool isWow64() {
 /// Such a process is shown other files in the system folder, and those of 64-bit programs under another name.
 /// Empty when the file is not in the system folder.
 std::wstring sysnativePath(const std::wstring& file) {
-    wchar_t system[MAX_PATH], windows[MAX_PATH];
-    const UINT length = ::GetSystemDirectoryW(system, MAX_PATH);
-    const UINT windowsLength = ::GetSystemWindowsDirectoryW(windows, MAX_PATH);
-    if (length == 0 || length >= MAX_PATH || windowsLength == 0 || windowsLength >= MAX_PATH) return {};
-    if (file.size() <= length || file[length] != L'\\' || ::_wcsnicmp(file.c_str(), system, length) != 0)
+    wchar_t windows[MAX_PATH];
+    const UINT length = ::GetSystemWindowsDirectoryW(windows, MAX_PATH);
+    if (length == 0 || length >= MAX_PATH) return {};
+    const std::wstring system = windows + std::wstring(L"\\System32\\");
+    if (file.size() < system.size() || ::_wcsnicmp(file.c_str(), system.c_str(), system.size()) != 0)
         return {};
-    return windows + (L"\\Sysnative" + file.substr(length));
+    return windows + (L"\\Sysnative\\" + file.substr(system.size()));
 }
 
 class RegisteredMessages : public EventMessageSource {

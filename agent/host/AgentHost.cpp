@@ -13,6 +13,7 @@
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/SystemInfo.h"
 #include "agent/host/ConfigurationCheck.h"
+#include "agent/host/Takeover.h"
 #include "agent/sdk/Clock.h"
 #include "agent/sdk/IStoppable.h"
 
@@ -214,14 +215,27 @@ void AgentHost::lookForConfiguration() {
         log_->Error("The changed configuration is not taken over: %s", wrong.c_str());
         return;
     }
-    std::string changed = ChangedServices(services_, services);
-    if (settings.Entries() != settings_.Entries()) changed += " Settings";
-    reload_ = changed.empty() ? "unchanged" : "needs a restart for:" + changed;
-    if (changed.empty()) {
-        version_ = manager_->GetConfigurationVersion();
-    } else {
-        log_->Warn("The configuration has changed; a restart takes over:%s", changed.c_str());
-    }
+    Takeover takeover = TakeOverCollectors(factory_, services_, services);
+    if (settings.Entries() != settings_.Entries()) takeover.restart += " Settings";
+    if (takeover.IsWhole()) version_ = manager_->GetConfigurationVersion();
+    tellReload(takeover);
+}
+
+void AgentHost::tellReload(const Takeover& takeover) {
+    reload_.clear();
+    const auto add = [this](const char* what, const std::string& names) {
+        if (!names.empty()) reload_ += (reload_.empty() ? "" : ", ") + (what + names);
+    };
+    add("taken over:", takeover.done);
+    add("needs a restart for:", takeover.restart);
+    add("refused:", takeover.refused);
+    if (reload_.empty()) reload_ = "unchanged";
+    if (!takeover.done.empty())
+        log_->Info("The configuration has changed; taken over:%s", takeover.done.c_str());
+    if (!takeover.restart.empty())
+        log_->Warn("The configuration has changed; a restart takes over:%s", takeover.restart.c_str());
+    if (!takeover.refused.empty())
+        log_->Error("The changed configuration is not taken over for:%s", takeover.refused.c_str());
 }
 
 void AgentHost::takeOver(AgentState& state, const std::string& status) const {
@@ -329,11 +343,11 @@ void AgentHost::OnComponentInitializeSuccess(const std::string&) { tellAlive(); 
 void AgentHost::OnBeforeComponentShutdown(const std::string&) { tellAlive(); }
 
 void AgentHost::tellAlive() const {
-    if (alive_) alive_();
+    if (alive_ && !started_) alive_();
 }
 
 void AgentHost::OnAfterComponentShutdown(const std::string& name, ComponentFactoryResultCode) {
-    final_.components.emplace_back(name, statusOf(name));
+    if (!started_) final_.components.emplace_back(name, statusOf(name));  // otherwise others run on
 }
 
 /// What may wait for others on the network begins its end side by side, so that the number of collectors and

@@ -22,6 +22,8 @@ class IConfigurationManager;
 
 namespace CorvaneAgent {
 
+struct Takeover;
+
 /// The agent from its first folder to its last log line, in the order that docs/architecture.md gives. One
 /// thread makes it, calls Start, Run and Stop, and destroys it; StopRequested is the only thing that others
 /// touch.
@@ -69,6 +71,7 @@ private:
     void startMonitor();
     void beginStop();
     void lookForConfiguration();
+    void tellReload(const Takeover& takeover);
     void takeOver(AgentState& state, const std::string& status) const;
     void addProcess(AgentState& state);
     WindowsAgentCommon::EnvironmentBlock statusOf(const std::string& name);

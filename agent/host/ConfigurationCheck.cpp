@@ -31,11 +31,6 @@ bool sameInstances(const std::vector<InstanceConfig>& one, const std::vector<Ins
     });
 }
 
-bool sameService(const ServiceConfig& a, const ServiceConfig& b) {
-    return a.text1 == b.text1 && a.text2 == b.text2 && a.text3 == b.text3 && a.settings == b.settings &&
-           sameInstances(a.instances, b.instances);
-}
-
 /// Throws InitializationException for what cannot be used.
 void readSettings(const EnvironmentBlock& settings, Intervals& intervals) {
     SettingsReader reader("The agent", settings.Entries());
@@ -76,22 +71,9 @@ std::string StampOf(const std::string& source) {
                   static_cast<int>(time.usec()), size);
 }
 
-std::string ChangedServices(const std::vector<ServiceConfig>& one, const std::vector<ServiceConfig>& other) {
-    std::string names;
-    const auto lacks = [](const std::vector<ServiceConfig>& list, const ServiceConfig& service) {
-        return std::none_of(list.begin(), list.end(),
-                            [&](const ServiceConfig& candidate) { return sameService(candidate, service); });
-    };
-    for (const ServiceConfig& service : other) {
-        if (lacks(one, service)) names += " " + service.text1;
-    }
-    for (const ServiceConfig& service : one) {
-        const auto sameName = [&](const ServiceConfig& candidate) {
-            return candidate.text1 == service.text1;
-        };
-        if (std::none_of(other.begin(), other.end(), sameName)) names += " " + service.text1;
-    }
-    return names;
+bool SameService(const ServiceConfig& one, const ServiceConfig& other) {
+    return one.text1 == other.text1 && one.text2 == other.text2 && one.text3 == other.text3 &&
+           one.settings == other.settings && sameInstances(one.instances, other.instances);
 }
 
 std::string CheckConfiguration(const EnvironmentBlock& settings, const std::vector<ServiceConfig>& services,

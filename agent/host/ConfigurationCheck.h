@@ -26,8 +26,8 @@ std::string CheckConfiguration(const WindowsAgentCommon::EnvironmentBlock& setti
 /// its path, UTF-8.
 std::string StampOf(const std::string& source);
 
-/// Names of the services that differ, each behind a blank.
-std::string ChangedServices(const std::vector<WindowsAgentCommon::ServiceConfig>& one,
-                            const std::vector<WindowsAgentCommon::ServiceConfig>& other);
+/// Whether two services are configured alike.
+bool SameService(const WindowsAgentCommon::ServiceConfig& one,
+                 const WindowsAgentCommon::ServiceConfig& other);
 
 }  // namespace CorvaneAgent

@@ -1,11 +1,6 @@
 #pragma once
 
-#include <ace/Guard_T.h>
-#include <ace/Service_Object.h>
-#include <ace/Thread_Mutex.h>
-
 #include <algorithm>
-#include <atomic>
 #include <memory>
 #include <string>
 #include <utility>
@@ -15,29 +10,17 @@
 #include "WindowsAgentCommon/IPayload.h"
 #include "WindowsAgentCommon/IPayloadBuilder.h"
 #include "WindowsAgentCommon/IPayloadFactory.h"
-#include "WindowsAgentCommon/IPersistenceManager.h"
 #include "WindowsAgentCommon/ISender.h"
 #include "WindowsAgentCommon/KORException.h"
-#include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "agent/road/Sink.h"
+#include "tests/agent/Fakes.h"
 #include "tests/support/ImportPatch.h"
 
 #include <windows.h>
 
 namespace CorvaneAgent::test {
 
-using namespace WindowsAgentCommon;
-
 using Lines = std::vector<std::string>;
-using Guard = ACE_Guard<ACE_Thread_Mutex>;
-
-/// Lets other threads work until condition holds; false after half a minute.
-template <class Condition>
-bool Until(Condition condition) {
-    for (const DWORD start = ::GetTickCount(); !condition(); ::SwitchToThread())
-        if (::GetTickCount() - start > 30'000) return false;
-    return true;
-}
 
 inline LineBatch BatchOf(const Lines& lines) {
     LineBatch batch;
@@ -76,12 +59,6 @@ private:
     }
     static inline int before_ = 0;
     WindowsAgentCommon::test::ImportPatch<decltype(Write)> patch_;
-};
-
-template <class Interface>
-struct FakeService : ServiceComponentBase<Interface, ACE_Service_Object> {
-    InitializeResult Initialize(const EnvironmentBlock&) override { return InitializeResult::kDone; }
-    void Shutdown() override {}
 };
 
 struct FakeDisk : FakeService<IDiskManager> {
@@ -148,28 +125,6 @@ struct FakeFactory : FakeService<IPayloadFactory> {
         return name == "SyslogPayloadBuilder";
     }
     void CreateLegacyPayloadProfile(std::shared_ptr<IPayloadProfile>&) override {}
-};
-
-struct FakeRecord : IPersistentRecord {
-    std::string GetName() const override { return "spool.test"; }
-    unsigned long Load(EnvironmentBlock& out) override {
-        const Guard guard(lock);
-        out = block;
-        return block.Entries().empty() ? ERROR_FILE_NOT_FOUND : 0;
-    }
-    unsigned long Save(const EnvironmentBlock& in) override {
-        const Guard guard(lock);
-        if (error == 0) block = in;
-        return error;
-    }
-    unsigned long Remove() override { return 0; }
-    EnvironmentBlock Saved() {
-        const Guard guard(lock);
-        return block;
-    }
-    ACE_Thread_Mutex lock;
-    EnvironmentBlock block;
-    std::atomic<unsigned long> error{0};  // of Save
 };
 
 /// A sender whose queue the test empties, and whose connection it makes and breaks.
@@ -240,6 +195,12 @@ public:
     }
     bool WaitForQueue() {
         return Until([this] { return GetQueuedBytes() > 0; });
+    }
+    bool WaitForLast(const std::string& line) {
+        return Until([&] {
+            const Lines received = Received();
+            return !received.empty() && received.back() == line;
+        });
     }
     bool WaitFor(std::size_t count) {
         return Until([&] { return Received().size() >= count; });
