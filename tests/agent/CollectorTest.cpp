@@ -181,7 +181,7 @@ TEST_F(CollectorTest, StopsByTheCommonDeadlineWhileTheRoadIsStuck) {
     road.router.unsafe = INT_MAX;
     TextFileCollector collector;
     road.router.onLine = [&] { collector.BeginStop(0); };
-    EXPECT_EQ("stopped", Value(road.Run(collector, Settings(folder.Narrow("t.log"))), "State"));
+    EXPECT_EQ("stopped", Text(road.Run(collector, Settings(folder.Narrow("t.log"))), "State"));
     EXPECT_EQ(0u,
               road.router.longest);  // that time has passed: the events are safe already, or it ends without
 }
