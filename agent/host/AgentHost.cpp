@@ -186,11 +186,15 @@ void AgentHost::startMonitor() {
     try {
         monitor_.Initialize(settings_.Entries());
         GetLoggerFactory().InstallLogMonitor(&monitor_);
-        if (intervals_.heartbeat == 0) return;
+    } catch (const std::exception& error) {
+        log_->Error("No log lines go to the status server: %s", error.what());
+    }
+    if (intervals_.heartbeat == 0) return;
+    try {
         heartbeat_ = std::make_unique<HeartbeatTimer>(settings_.Entries(),
                                                       static_cast<long>(intervals_.heartbeat / 1000));
     } catch (const std::exception& error) {
-        log_->Error("No log lines go to the status server: %s", error.what());
+        log_->Error("No heartbeats go to the status server: %s", error.what());
     }
 }
 
