@@ -13,7 +13,7 @@ namespace CorvaneAgent {
 struct Intervals {
     std::int64_t state = 0;
     std::int64_t reload = 0;
-    std::int64_t heartbeat = 0;  ///< 0: no heartbeats.
+    std::int64_t heartbeat = 0;  ///< 0: no heartbeats, or no status server to send them to.
 };
 
 /// What is wrong with the agent's own settings or with the services' names, UTF-8; empty when nothing is.
