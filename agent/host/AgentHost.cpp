@@ -104,6 +104,7 @@ ExitCode AgentHost::readConfiguration() {
     manager_->GetSettings(settings_);
     manager_->GetServices(services_);
     version_ = manager_->GetConfigurationVersion();
+    stamp_ = configurationStamp_;
     const std::string wrong = CheckConfiguration(settings_, services_, intervals_);
     if (!wrong.empty()) return fail(kExitConfiguration, source + ": " + wrong);
     return kExitSuccess;
@@ -223,6 +224,7 @@ void AgentHost::lookForConfiguration() {
     reload_ = changed.empty() ? "unchanged" : "needs a restart for:" + changed;
     if (changed.empty()) {
         version_ = manager_->GetConfigurationVersion();
+        stamp_ = configurationStamp_;
     } else {
         log_->Warn("The configuration has changed; a restart takes over:%s", changed.c_str());
     }
@@ -232,6 +234,8 @@ void AgentHost::takeOver(AgentState& state, const std::string& status) const {
     state.status = status;
     state.reload = reload_;
     state.configuration = version_;
+    state.configurationFile = manager_->GetSource();
+    state.configurationStamp = stamp_;
 }
 
 EnvironmentBlock AgentHost::statusOf(const std::string& name) {

@@ -8,11 +8,11 @@
 #include "agent/host/ComponentFactory.h"
 #include "agent/sdk/SettingsReader.h"
 
-#include <ace/Time_Value.h>
-
 #include <algorithm>
 #include <cstdlib>
 #include <map>
+
+#include "agent/sdk/Win32.h"
 
 namespace CorvaneAgent {
 
@@ -114,13 +114,13 @@ std::string checkNames(const ServiceConfig& service) {
 }  // namespace
 
 std::string StampOf(const std::string& source) {
-    ACE_Time_Value time;
-    unsigned long long size = 0;
-    const std::wstring path = FromUTF8(source);
-    if (GetFileLastModifiedTimestamp(path, time) != 0 || GetFilesize(path, size) != 0) return "";
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    if (!::GetFileAttributesExW(FromUTF8(source).c_str(), GetFileExInfoStandard, &data)) return "";
+    std::wstring time;
+    GetISO8601Timestamp(data.ftLastWriteTime, time);
+    const std::uint64_t size = std::uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow;
     std::string text;
-    return Format(text, "%I64d.%06d %I64u", static_cast<std::int64_t>(time.sec()),
-                  static_cast<int>(time.usec()), size);
+    return Format(text, "%ls, %I64u bytes", time.c_str(), size);
 }
 
 std::string ChangedServices(const std::vector<ServiceConfig>& one, const std::vector<ServiceConfig>& other) {

@@ -22,8 +22,8 @@ std::string CheckConfiguration(const WindowsAgentCommon::EnvironmentBlock& setti
                                const std::vector<WindowsAgentCommon::ServiceConfig>& services,
                                Intervals& intervals);
 
-/// Time of the last write and size, as a text to compare; empty when the file cannot be looked at. source:
-/// its path, UTF-8.
+/// A file's time of the last write (UTC) and size, as "2024-02-29T12:34:56.123455047Z, 1234 bytes"; empty
+/// when it cannot be looked at. source: its path, UTF-8.
 std::string StampOf(const std::string& source);
 
 /// Names of the services that differ, each behind a blank.
