@@ -105,6 +105,7 @@ ExitCode AgentHost::readConfiguration() {
     manager_->GetSettings(settings_);
     manager_->GetServices(services_);
     version_ = manager_->GetConfigurationVersion();
+    stamp_ = configurationStamp_;
     const std::string wrong = CheckConfiguration(settings_, services_, intervals_);
     if (!wrong.empty()) return fail(kExitConfiguration, source + ": " + wrong);
     return kExitSuccess;
@@ -187,11 +188,15 @@ void AgentHost::startMonitor() {
     try {
         monitor_.Initialize(settings_.Entries());
         GetLoggerFactory().InstallLogMonitor(&monitor_);
-        if (intervals_.heartbeat == 0) return;
+    } catch (const std::exception& error) {
+        log_->Error("No log lines go to the status server: %s", error.what());
+    }
+    if (intervals_.heartbeat == 0) return;
+    try {
         heartbeat_ = std::make_unique<HeartbeatTimer>(settings_.Entries(),
                                                       static_cast<long>(intervals_.heartbeat / 1000));
     } catch (const std::exception& error) {
-        log_->Error("No log lines go to the status server: %s", error.what());
+        log_->Error("No heartbeats go to the status server: %s", error.what());
     }
 }
 
@@ -217,7 +222,10 @@ void AgentHost::lookForConfiguration() {
     }
     Takeover takeover = TakeOverCollectors(factory_, services_, services);
     if (settings.Entries() != settings_.Entries()) takeover.restart += " Settings";
-    if (takeover.IsWhole()) version_ = manager_->GetConfigurationVersion();
+    if (takeover.IsWhole()) {
+        version_ = manager_->GetConfigurationVersion();
+        stamp_ = configurationStamp_;
+    }
     tellReload(takeover);
 }
 
@@ -242,6 +250,8 @@ void AgentHost::takeOver(AgentState& state, const std::string& status) const {
     state.status = status;
     state.reload = reload_;
     state.configuration = version_;
+    state.configurationFile = manager_->GetSource();
+    state.configurationStamp = stamp_;
 }
 
 EnvironmentBlock AgentHost::statusOf(const std::string& name) {

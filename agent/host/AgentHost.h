@@ -91,8 +91,8 @@ private:
     WindowsAgentCommon::IConfigurationManager* manager_ = nullptr;  // the service configurator's
     WindowsAgentCommon::EnvironmentBlock settings_;
     std::vector<WindowsAgentCommon::ServiceConfig> services_;  // those in force
-    std::string version_;                                      // theirs
-    std::string configurationStamp_;  // what the configuration file had when it was read
+    std::string version_, stamp_;     // theirs, and what the file had when it was read
+    std::string configurationStamp_;  // what it had when it was last looked at
     std::string reload_ = "not yet";
     ComponentFactory factory_;
     std::unique_ptr<ServiceRegistration> registration_;

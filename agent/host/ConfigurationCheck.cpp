@@ -1,15 +1,18 @@
 #include "agent/host/ConfigurationCheck.h"
 
 #include "WindowsAgentCommon/Encoding.h"
+#include "WindowsAgentCommon/EnvironmentBlockHelper.h"
 #include "WindowsAgentCommon/FileUtil.h"
 #include "WindowsAgentCommon/Formatting.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "agent/host/ComponentFactory.h"
 #include "agent/sdk/SettingsReader.h"
 
-#include <ace/Time_Value.h>
-
 #include <algorithm>
+#include <cstdlib>
+#include <map>
+
+#include "agent/sdk/Win32.h"
 
 namespace CorvaneAgent {
 
@@ -31,9 +34,56 @@ bool sameInstances(const std::vector<InstanceConfig>& one, const std::vector<Ins
     });
 }
 
+/// The settings as the log monitor reads them, with references to the environment replaced.
+std::multimap<std::string, std::string> expanded(const EnvironmentBlock& settings) {
+    const EnvironmentBlockHelper helper(settings.Entries());
+    std::multimap<std::string, std::string> entries;
+    for (const auto& [name, value] : settings.Entries()) {
+        std::string text;
+        helper.GetStringValue(name, text, std::string());
+        entries.emplace(name, text);
+    }
+    return entries;
+}
+
+/// A server: "host", "host:port", "[v6 address]:port", or a v6 address, which has several colons.
+std::string readServer(SettingsReader& reader, const char* name) {
+    const std::string server = reader.Text(name);
+    const std::size_t end = server.find_last_not_of(" \t") + 1;
+    const std::size_t bracket = server.find(']');
+    const std::size_t colon = bracket == std::string::npos ? server.find(':') : bracket + 1;
+    if (colon >= end || (bracket == std::string::npos && server.rfind(':') != colon)) return server;
+    const std::string port = server.substr(colon + 1, end - colon - 1);
+    const bool isNumber = !port.empty() && port.find_first_not_of("0123456789") == std::string::npos;
+    const unsigned long number = isNumber ? std::strtoul(port.c_str(), nullptr, 10) : 0;
+    if (server[colon] != ':' || number < 1 || number > 65'535)
+        reader.Refuse(name, server, "has no port from 1 to 65535 behind the colon");
+    return server;
+}
+
+/// What the log monitor would replace by its defaults, or its sender refuse. Whether there is a server.
+bool readStatusServer(SettingsReader& reader, const EnvironmentBlock& settings) {
+    constexpr unsigned int kMost = 256 << 20, kLongestDatagram = 65'507, kHourMs = 3'600'000;
+    const std::string prefix = "LogMonitor.Socket.", type = reader.Text(prefix + "Type");
+    const bool stream = !type.empty() && (type[0] == 'T' || type[0] == 't');
+    reader.Number("LogMonitor.Level", 4, 1, 7);
+    reader.Number("MaxPayloadSize", 1020, 4, stream ? kMost : kLongestDatagram);
+    reader.Number("QueueLowWaterMark", 1, 1, reader.Number("QueueHighWaterMark", 1'000'000, 1, kMost));
+    reader.Number("TargetPort", 514, 1, 65'535);
+    if (stream) reader.Choice(prefix + "Framing", "LineFeed", {"LineFeed", "OctetCounting"});
+    for (const char* const name : {"BackoffMin", "BackoffMax", "ConnectTimeout", "SendTimeout"})
+        reader.Number(prefix + name, 1, 1, kHourMs);
+    reader.Know({"ApplicationIdentifier", "PayloadBuilderType"});
+    for (const auto& [name, value] : settings.Entries())
+        if (name.rfind(prefix, 0) == 0) reader.Know({name.c_str()});
+    const std::string configuration = readServer(reader, "ConfigurationServer");
+    const std::string status = readServer(reader, "StatusServer");
+    return !reader.Text("TargetAddress", status.empty() ? configuration : status).empty();
+}
+
 /// Throws InitializationException for what cannot be used.
 void readSettings(const EnvironmentBlock& settings, Intervals& intervals) {
-    SettingsReader reader("The agent", settings.Entries());
+    SettingsReader reader("The agent", expanded(settings));
     const auto milliseconds = [&reader](const char* name, unsigned int seconds, unsigned int least,
                                         unsigned int most) {
         return std::int64_t{reader.Number(name, seconds, least, most)} * 1000;
@@ -41,10 +91,7 @@ void readSettings(const EnvironmentBlock& settings, Intervals& intervals) {
     intervals.state = milliseconds("StateInterval", 5, 1, 3600);
     intervals.reload = milliseconds("ReloadInterval", 10, 1, 86'400);
     intervals.heartbeat = milliseconds("HeartbeatInterval", 60, 0, 86'400);
-    reader.Know({"ApplicationIdentifier", "ConfigurationServer", "MaxPayloadSize", "PayloadBuilderType",
-                 "QueueHighWaterMark", "QueueLowWaterMark", "StatusServer", "TargetAddress", "TargetPort"});
-    for (const auto& [name, value] : settings.Entries())
-        if (name.rfind("LogMonitor.", 0) == 0) reader.Know({name.c_str()});
+    if (!readStatusServer(reader, settings)) intervals.heartbeat = 0;
     reader.RefuseUnknown();
 }
 
@@ -62,13 +109,13 @@ std::string checkNames(const ServiceConfig& service) {
 }  // namespace
 
 std::string StampOf(const std::string& source) {
-    ACE_Time_Value time;
-    unsigned long long size = 0;
-    const std::wstring path = FromUTF8(source);
-    if (GetFileLastModifiedTimestamp(path, time) != 0 || GetFilesize(path, size) != 0) return "";
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    if (!::GetFileAttributesExW(FromUTF8(source).c_str(), GetFileExInfoStandard, &data)) return "";
+    std::wstring time;
+    GetISO8601Timestamp(data.ftLastWriteTime, time);
+    const std::uint64_t size = std::uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow;
     std::string text;
-    return Format(text, "%I64d.%06d %I64u", static_cast<std::int64_t>(time.sec()),
-                  static_cast<int>(time.usec()), size);
+    return Format(text, "%ls, %I64u bytes", time.c_str(), size);
 }
 
 bool SameService(const ServiceConfig& one, const ServiceConfig& other) {

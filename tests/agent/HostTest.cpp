@@ -1,4 +1,5 @@
 #include "agent/host/ComponentFactory.h"
+#include "agent/host/ConfigurationCheck.h"
 #include "agent/host/Options.h"
 #include "agent/host/ServiceControl.h"
 #include "agent/host/StateFile.h"
@@ -11,6 +12,8 @@
 #include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "agent/sdk/AlarmLadder.h"
 #include "agent/sdk/ServiceRegistration.h"
+
+#include <windows.h>
 
 namespace CorvaneAgent {
 namespace {
@@ -256,6 +259,45 @@ TEST(AgentOptions, ReadTheSwitches) {
             EXPECT_EQ(options.root, row.root);
         }
     }
+}
+
+TEST(AgentConfiguration, RefusesWhatTheStatusServerCannotUse) {
+    const struct {
+        const char *type, *name, *value;
+        bool good;
+    } rows[] = {
+        {"UDP", "TargetPort", "99999", false},
+        {"UDP", "TargetPort", "%CorvanePort%", true},
+        {"UDP", "LogMonitor.Level", "abc", false},
+        {"UDP", "LogMonitor.Level", "8", false},
+        {"UDP", "LogMonitor.Levle", "4", false},
+        {"UDP", "MaxPayloadSize", "99999", false},
+        {"TCP", "MaxPayloadSize", "99999", true},
+        {"UDP", "QueueLowWaterMark", "0", false},
+        {"UDP", "QueueHighWaterMark", "", false},
+        {"TCP", "LogMonitor.Socket.Framing", "None", false},
+        {"TCP", "LogMonitor.Socket.SendTimeout", "0", false},
+        {"UDP", "StatusServer", "host:65536", false},
+        {"UDP", "StatusServer", "[::1]514", false},
+        {"UDP", "StatusServer", "host:514 ", true},
+        {"UDP", "StatusServer", "[::1]:514", true},
+        {"UDP", "StatusServer", "::1", true},
+        {"UDP", "ConfigurationServer", "host:", false},
+    };
+    ::SetEnvironmentVariableW(L"CorvanePort", L"1514");
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.name) + " " + row.value);
+        EnvironmentBlock settings;
+        settings.SetStringValue("LogMonitor.Socket.Type", row.type);
+        settings.SetStringValue(row.name, row.value);
+        Intervals intervals;
+        const std::string wrong = CheckConfiguration(settings, {service("AA")}, intervals);
+        EXPECT_EQ(wrong.find(row.name) == std::string::npos, row.good) << wrong;
+        if (!row.good) continue;
+        EXPECT_EQ(wrong, "");
+        EXPECT_EQ(intervals.heartbeat, settings.ValueAvailable("StatusServer") ? 60'000 : 0);
+    }
+    ::SetEnvironmentVariableW(L"CorvanePort", nullptr);
 }
 
 TEST(AgentServiceCommand, QuotesAndCompletesTheRoot) {
