@@ -83,7 +83,7 @@ bool readStatusServer(SettingsReader& reader, const EnvironmentBlock& settings) 
 
 /// Throws InitializationException for what cannot be used.
 void readSettings(const EnvironmentBlock& settings, Intervals& intervals) {
-    SettingsReader reader("The agent", expanded(settings));
+    SettingsReader reader("the agent", expanded(settings));
     const auto milliseconds = [&reader](const char* name, unsigned int seconds, unsigned int least,
                                         unsigned int most) {
         return std::int64_t{reader.Number(name, seconds, least, most)} * 1000;

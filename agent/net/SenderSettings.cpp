@@ -9,7 +9,7 @@ namespace CorvaneAgent {
 
 SenderSettings ReadSenderSettings(const WindowsAgentCommon::EnvironmentBlock& block) {
     constexpr unsigned int kHourMs = 3'600'000, kMaxQueue = 256 << 20, kMaxDatagram = 65'507;
-    SettingsReader settings("Sender", block.Entries());
+    SettingsReader settings("the sender", block.Entries());
     SenderSettings result;
     const std::string type = settings.Text("Type");
     result.stream = !type.empty() && (type[0] == 'T' || type[0] == 't');

@@ -60,7 +60,7 @@ std::wstring filePath(const std::string& text) {
 }
 
 SettingsReader settingsOf(const InstanceConfig& instance) {
-    return SettingsReader("Destination " + instance.text1, instance.settings);
+    return SettingsReader("destination " + instance.text1, instance.settings);
 }
 
 void requireUniqueNames(const std::vector<InstanceConfig>& instances) {

@@ -105,7 +105,7 @@ void SettingsReader::RefuseUnknown() const {
 
 void SettingsReader::Refuse(const std::string& name, const std::string& value, const std::string& why) const {
     throw WindowsAgentCommon::InitializationException(__FILE__, __FUNCTION__, __LINE__,
-                                                      owner_ + ": " + name + " \"" + value + "\" " + why);
+                                                      name + " \"" + value + "\" of " + owner_ + " " + why);
 }
 
 }  // namespace CorvaneAgent

@@ -11,13 +11,13 @@
 namespace CorvaneAgent {
 
 /// Reads the settings of a service or of one of its instances. A value that cannot be used throws
-/// InitializationException with owner, name and value: OWNER: Workers "0" is no number from 1 to 16.
+/// InitializationException with name, value and owner: Workers "0" of OWNER is no number from 1 to 16.
 ///
 /// It remembers the names that it was asked for, whether they are there or not: RefuseUnknown, when all is
 /// read, finds the misspelt ones.
 class SettingsReader {
 public:
-    /// owner: whose settings they are, for messages. entries: pairs of name and value, which are copied.
+    /// owner: whose settings they are, within a sentence. entries: pairs of name and value, which are copied.
     template <class Entries>
     SettingsReader(std::string owner, const Entries& entries)
         : owner_(std::move(owner)), entries_(entries.begin(), entries.end()) {}

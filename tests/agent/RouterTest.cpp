@@ -134,8 +134,7 @@ TEST_F(RouterTest, ASettingThatCannotBeUsedIsNamedWithItsValue) {
         SCOPED_TRACE(row.named);
         config_.instances.clear();
         Add("dest", row.settings);
-        EXPECT_NE(InitializationError().find(std::string("Destination dest: ") + row.named),
-                  std::string::npos)
+        EXPECT_EQ(InitializationError().find(row.named + std::string(" of destination dest ")), 0U)
             << InitializationError();
     }
     const std::pair<Settings, std::string> unknown[] = {
@@ -146,7 +145,7 @@ TEST_F(RouterTest, ASettingThatCannotBeUsedIsNamedWithItsValue) {
     for (const auto& [settings, message] : unknown) {
         config_.instances.clear();
         Add("dest", settings);
-        EXPECT_EQ(InitializationError(), "Destination dest has no setting " + message);
+        EXPECT_EQ(InitializationError(), "destination dest has no setting " + message);
     }
     config_.instances.clear();
     disk_.capacity = 100U << 20;
