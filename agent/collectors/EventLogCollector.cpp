@@ -59,16 +59,14 @@ EventLogCollector::EventLogCollector() : EventLogCollector(&MakeEventLogSource, 
 EventLogCollector::EventLogCollector(MakeSource makeSource, std::unique_ptr<EventMessageSource> messages)
     : makeSource_(makeSource), messages_(std::move(messages)) {}
 
-void EventLogCollector::ReadSettings(const EnvironmentBlock& settings) {
-    std::vector<std::string> names;
-    settings.GetArrayValue("Log", names);
+void EventLogCollector::ReadSettings(SettingsReader& settings) {
+    std::vector<std::string> names = settings.Texts("Log");
     if (names.empty()) names = {"Application", "System"};
-    fromStart_ = ReadFlag(settings, "FromStart", true);
+    fromStart_ = settings.Flag("FromStart", true);
     logs_.clear();
     for (const std::string& name : names) {
         if (name.empty() || name.size() > 255 || name.find('\\') != std::string::npos)
-            throw InitializationException(__FILE__, __FUNCTION__, __LINE__,
-                                          "Log \"" + name + "\" is no name");
+            settings.Refuse("Log", name, "is no name");
         logs_.emplace_back();
         logs_.back().name = name;
         logs_.back().wideName = FromUTF8(name);
@@ -94,7 +92,7 @@ void EventLogCollector::SavePosition(EnvironmentBlock& position) const {
 
 void EventLogCollector::GetStatus(EnvironmentBlock& status) const {
     Collector::GetStatus(status);
-    status.SetIntegerValue("Missed", static_cast<unsigned int>(missed_.load()));
+    status.SetIntegerValue("Missed", missed_.load());
 }
 
 Collector::Progress EventLogCollector::Collect() {

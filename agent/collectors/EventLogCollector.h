@@ -27,7 +27,7 @@ public:
     void GetStatus(WindowsAgentCommon::EnvironmentBlock& status) const override;
 
 protected:
-    void ReadSettings(const WindowsAgentCommon::EnvironmentBlock& settings) override;
+    void ReadSettings(SettingsReader& settings) override;
     void Restore(const WindowsAgentCommon::EnvironmentBlock& position) override;
     Progress Collect() override;
     void SavePosition(WindowsAgentCommon::EnvironmentBlock& position) const override;
@@ -57,7 +57,7 @@ private:
     std::unique_ptr<EventMessageSource> messages_;
     std::vector<EventLog> logs_;
     bool fromStart_ = true;
-    std::atomic<std::uint32_t> missed_{0};
+    std::atomic<std::uint64_t> missed_{0};
     std::vector<unsigned char> bytes_;
     EventRecord record_;
 };

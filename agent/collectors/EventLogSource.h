@@ -39,7 +39,8 @@ public:
 std::unique_ptr<EventLogSource> MakeEventLogSource();
 
 /// Reads the registry ("EventMessageFile" and "ParameterMessageFile", for Security through the registry cache
-/// where that service is there) and loads message files as data, at most 200 of them at a time.
+/// where that service is there) and loads message files as data, at most 200 of them at a time. Under 64-bit
+/// Windows it finds those of the system folder, too, that only 64-bit programs are shown.
 std::unique_ptr<EventMessageSource> MakeEventMessageSource();
 
 }  // namespace CorvaneAgent

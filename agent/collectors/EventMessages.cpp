@@ -53,6 +53,28 @@ std::vector<std::wstring> splitFiles(const std::wstring& text) {
     return files;
 }
 
+/// Whether this is a 32-bit process of 64-bit Windows. Windows XP has the function from its second service
+/// pack on.
+bool isWow64() {
+    using Function = BOOL(WINAPI*)(HANDLE, PBOOL);
+    const auto ask = reinterpret_cast<Function>(
+        reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"kernel32"), "IsWow64Process")));
+    BOOL result = FALSE;
+    return ask && ask(::GetCurrentProcess(), &result) && result;
+}
+
+/// Such a process is shown other files in the system folder, and those of 64-bit programs under another name.
+/// Empty when the file is not in the system folder.
+std::wstring sysnativePath(const std::wstring& file) {
+    wchar_t windows[MAX_PATH];
+    const UINT length = ::GetSystemWindowsDirectoryW(windows, MAX_PATH);
+    if (length == 0 || length >= MAX_PATH) return {};
+    const std::wstring system = windows + std::wstring(L"\\System32\\");
+    if (file.size() < system.size() || ::_wcsnicmp(file.c_str(), system.c_str(), system.size()) != 0)
+        return {};
+    return windows + (L"\\Sysnative\\" + file.substr(system.size()));
+}
+
 class RegisteredMessages : public EventMessageSource {
 public:
     bool GetText(const std::wstring& log, const std::wstring& source, std::uint32_t id, bool parameter,
@@ -97,6 +119,16 @@ private:
         return known;
     }
 
+    // As data: nothing of it runs.
+    static Module open(const std::wstring& file) {
+        Module module(::LoadLibraryExW(file.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
+        if (module || !isWow64()) return module;
+        const std::wstring native = sysnativePath(file);
+        if (!native.empty())
+            module.reset(::LoadLibraryExW(native.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
+        return module;
+    }
+
     /// The module of a file, which may be null; the one used longest ago makes room.
     HMODULE load(const std::wstring& file) {
         for (auto at = modules_.begin(); at != modules_.end(); ++at) {
@@ -105,8 +137,7 @@ private:
             return modules_.front().second.get();
         }
         if (modules_.size() >= kMostModules) modules_.pop_back();
-        // As data: nothing of it runs.
-        modules_.emplace_front(file, ::LoadLibraryExW(file.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE));
+        modules_.emplace_front(file, open(file));
         return modules_.front().second.get();
     }
 

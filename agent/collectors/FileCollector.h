@@ -18,9 +18,9 @@ protected:
 
     explicit FileCollector(bool followByDefault) : follow_(followByDefault), byDefault_(followByDefault) {}
 
-    void ReadSettings(const WindowsAgentCommon::EnvironmentBlock& settings) override {
+    void ReadSettings(SettingsReader& settings) override {
         files_ = ReadPaths(settings);
-        follow_ = ReadFlag(settings, "Follow", byDefault_);
+        follow_ = settings.Flag("Follow", byDefault_);
     }
     void Restore(const WindowsAgentCommon::EnvironmentBlock& position) override {
         LoadPositions(position, files_);

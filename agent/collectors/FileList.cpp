@@ -1,7 +1,6 @@
 #include "agent/collectors/FileList.h"
 
 #include "WindowsAgentCommon/Encoding.h"
-#include "WindowsAgentCommon/KORException.h"
 
 #include "agent/sdk/Win32.h"
 
@@ -13,10 +12,6 @@ namespace {
 
 constexpr std::size_t kLongestPath = 1000;  // so that an entry of a position fits into its record
 
-[[noreturn]] void refuse(const std::string& message) {
-    throw InitializationException(__FILE__, __FUNCTION__, __LINE__, message);
-}
-
 std::wstring expand(const std::wstring& path) {
     std::wstring out(32'768, L'\0');
     const DWORD size = ::ExpandEnvironmentStringsW(path.c_str(), out.data(), static_cast<DWORD>(out.size()));
@@ -27,28 +22,20 @@ std::wstring expand(const std::wstring& path) {
 
 }  // namespace
 
-std::vector<ListedFile> ReadPaths(const EnvironmentBlock& settings) {
-    std::vector<std::string> names;
-    settings.GetArrayValue("Path", names);
+std::vector<ListedFile> ReadPaths(SettingsReader& settings) {
     std::vector<ListedFile> files;
-    for (const std::string& name : names) {
-        if (name.empty() || name.size() > kLongestPath) refuse("Path is empty or longer than 1,000 bytes");
+    for (const std::string& name : settings.Texts("Path")) {
+        if (name.empty() || name.size() > kLongestPath)
+            settings.Refuse("Path", name, "is empty or longer than 1,000 bytes");
         for (const ListedFile& other : files) {
-            if (other.name == name) refuse("Path \"" + name + "\" is given twice");
+            if (other.name == name) settings.Refuse("Path", name, "is given twice");
         }
         files.emplace_back();
         files.back().name = name;
         files.back().path = expand(FromUTF8(name));
     }
-    if (files.empty()) refuse("There is no Path");
+    if (files.empty()) settings.Refuse("Path", "", "is missing");
     return files;
-}
-
-bool ReadFlag(const EnvironmentBlock& settings, const std::string& name, bool value) {
-    std::string text;
-    settings.GetStringValue(name, text, value ? "T" : "F");
-    if (text != "T" && text != "F") refuse(name + " is \"" + text + "\", not T or F");
-    return text == "T";
 }
 
 void SavePositions(const std::vector<ListedFile>& files, EnvironmentBlock& position) {

@@ -6,6 +6,7 @@
 #include "WindowsAgentCommon/EnvironmentBlock.h"
 #include "WindowsAgentCommon/LoggerFactory.h"
 #include "agent/collectors/InputFile.h"
+#include "agent/sdk/SettingsReader.h"
 
 namespace CorvaneAgent {
 
@@ -23,10 +24,7 @@ struct ListedFile {
 
 /// Reads the setting "Path": one or more paths, references to environment variables replaced. Throws
 /// InitializationException when there is none, one is given twice, or one is longer than 1,000 bytes.
-std::vector<ListedFile> ReadPaths(const WindowsAgentCommon::EnvironmentBlock& settings);
-
-/// A value "T" or "F"; throws InitializationException for anything else.
-bool ReadFlag(const WindowsAgentCommon::EnvironmentBlock& settings, const std::string& name, bool value);
+std::vector<ListedFile> ReadPaths(SettingsReader& settings);
 
 /// The positions of files in a collector's block: "File.PATH", so that files may come, go and change places
 /// in the configuration. Loading leaves a file that has none at its beginning, not begun, and all unfinished.

@@ -2,6 +2,7 @@
 
 #include "WindowsAgentCommon/Formatting.h"
 #include "WindowsAgentCommon/KORException.h"
+#include "agent/sdk/Text.h"
 
 #include <cstring>
 #include <memory>
@@ -146,9 +147,7 @@ LineFollower::Result LineFollower::takeLine(std::size_t size, std::size_t feed) 
     cut_ = size > kLongestLine;
     line_ = {text, size};
     if (cut_) {
-        std::size_t kept = kLongestLine;
-        while (kept > 0 && (static_cast<unsigned char>(text[kept]) & 0xC0) == 0x80) --kept;
-        text_.assign(text, kept).append(kCut);
+        text_.assign(text, CutAtCharacter(text, size, kLongestLine)).append(kCut);
         line_ = text_;
     }
     ++position_.ordinal;

@@ -15,9 +15,9 @@ constexpr unsigned int kInformational = 6;
 
 }  // namespace
 
-void TextFileCollector::ReadSettings(const EnvironmentBlock& settings) {
+void TextFileCollector::ReadSettings(SettingsReader& settings) {
     FileCollector::ReadSettings(settings);
-    fromStart_ = ReadFlag(settings, "FromStart", true);
+    fromStart_ = settings.Flag("FromStart", true);
 }
 
 void TextFileCollector::Restore(const EnvironmentBlock& position) {
@@ -32,7 +32,7 @@ void TextFileCollector::Restore(const EnvironmentBlock& position) {
 
 void TextFileCollector::GetStatus(EnvironmentBlock& status) const {
     Collector::GetStatus(status);
-    status.SetIntegerValue("CutLines", static_cast<unsigned int>(cutLines_.load()));
+    status.SetIntegerValue("CutLines", cutLines_.load());
 }
 
 Collector::Progress TextFileCollector::CollectFrom(std::size_t index) {

@@ -19,7 +19,7 @@ public:
     void GetStatus(WindowsAgentCommon::EnvironmentBlock& status) const override;
 
 protected:
-    void ReadSettings(const WindowsAgentCommon::EnvironmentBlock& settings) override;
+    void ReadSettings(SettingsReader& settings) override;
     void Restore(const WindowsAgentCommon::EnvironmentBlock& position) override;
     Progress CollectFrom(std::size_t index) override;
     void CloseFile(std::size_t index) override { inputs_[index].follower.Close(); }
@@ -39,7 +39,7 @@ private:
 
     std::deque<Input> inputs_;  // one for each of files_
     bool fromStart_ = true;
-    std::atomic<std::uint32_t> cutLines_{0};
+    std::atomic<std::uint64_t> cutLines_{0};
 };
 
 }  // namespace CorvaneAgent

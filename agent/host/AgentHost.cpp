@@ -1,5 +1,6 @@
 #include "agent/host/AgentHost.h"
 
+#include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/AgentPaths.h"
 #include "WindowsAgentCommon/CV_Statistics.h"
 #include "WindowsAgentCommon/Encoding.h"
@@ -12,7 +13,9 @@
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/SystemInfo.h"
 #include "agent/host/ConfigurationCheck.h"
+#include "agent/host/Takeover.h"
 #include "agent/sdk/Clock.h"
+#include "agent/sdk/IStoppable.h"
 
 #include <cstdlib>
 
@@ -26,6 +29,7 @@ namespace {
 
 constexpr std::int64_t kProgressMs = 1000;
 constexpr std::int64_t kIdleSpoolMs = 5000;  // with --once, how long a destination may send nothing
+constexpr std::int64_t kStopMs = 1000;       // what collectors have together; the destinations have 3 seconds
 constexpr const char* kManager = "AgentConfigManager";
 
 /// What waits to be sent, over all destinations.
@@ -44,7 +48,7 @@ std::uint64_t waitingBytes(const EnvironmentBlock& destinations) {
 const Options& enterRoot(const Options& options) {
     GetBinPath();
     SetRootPath(options.root);
-    CreateDirectoryRecursive(GetRootPath());
+    if (options.action != Options::Action::kCheck) CreateDirectoryRecursive(GetRootPath());
     ::SetCurrentDirectoryW(GetRootPath().c_str());
     return options;
 }
@@ -101,23 +105,57 @@ ExitCode AgentHost::readConfiguration() {
     manager_->GetSettings(settings_);
     manager_->GetServices(services_);
     version_ = manager_->GetConfigurationVersion();
+    stamp_ = configurationStamp_;
     const std::string wrong = CheckConfiguration(settings_, services_, intervals_);
     if (!wrong.empty()) return fail(kExitConfiguration, source + ": " + wrong);
     return kExitSuccess;
 }
 
-ExitCode AgentHost::Start(bool checkOnly) {
-    const ExitCode code = start(checkOnly);
-    if (!started_) GetLoggerFactory().Shutdown();
+ExitCode AgentHost::Check(std::string& summary) {
+    // Told by the caller only: the log belongs to the agent that may be running.
+    CorvaneLogger::CV_Logger::TheLogger().findBaseLogger("root", false)->SetLevel(CorvaneLogger::kLevelFatal);
+    const ExitCode code = readConfiguration();
+    if (code != kExitSuccess) return code;
+    Format(
+        summary,
+        "%s, version \"%s\": its form, the agent's own settings and the names of %d services are in order; "
+        "the settings of a service are checked when it starts",
+        manager_->GetSource().c_str(), version_.c_str(), static_cast<int>(services_.size()));
+    return kExitSuccess;
+}
+
+ExitCode AgentHost::Start() {
+    const ExitCode code = start();
+    if (!started_) {
+        GetLoggerFactory().Shutdown();
+        lock_.reset();
+    }
     return code;
 }
 
-ExitCode AgentHost::start(bool checkOnly) {
+/// Not told in the log, which the other agent has open.
+ExitCode AgentHost::lockRoot() {
+    const std::wstring path = GetCachePath() + L"agent.lock";
+    lock_ = OwnFile(::CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, OPEN_ALWAYS,
+                                  FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    if (lock_) return kExitSuccess;
+    const DWORD error = ::GetLastError();
+    if (error == ERROR_SHARING_VIOLATION) {
+        error_ = "another agent runs on the folder " + ToUTF8(GetRootPath()) + " and holds cache\\agent.lock";
+        return kExitRunning;
+    }
+    error_ = "the file " + ToUTF8(path) + " cannot be made: " + LastError(error);
+    return kExitConfiguration;
+}
+
+ExitCode AgentHost::start() {
     try {
         prepareFolders();
     } catch (const std::exception& error) {
         return fail(kExitConfiguration, error.what());
     }
+    const ExitCode locked = lockRoot();
+    if (locked != kExitSuccess) return locked;
     initializeLogging();
     std::string version;
     std::string system;
@@ -125,7 +163,7 @@ ExitCode AgentHost::start(bool checkOnly) {
     GetWindowsVersionString(system);
     log_->Info("Agent %s starts on %s, root %ls", version.c_str(), system.c_str(), GetRootPath().c_str());
     const ExitCode read = readConfiguration();
-    if (read != kExitSuccess || checkOnly) return read;
+    if (read != kExitSuccess) return read;
 
     writeState("starting");
     factory_.AddHook(this);
@@ -150,11 +188,15 @@ void AgentHost::startMonitor() {
     try {
         monitor_.Initialize(settings_.Entries());
         GetLoggerFactory().InstallLogMonitor(&monitor_);
-        if (intervals_.heartbeat == 0) return;
+    } catch (const std::exception& error) {
+        log_->Error("No log lines go to the status server: %s", error.what());
+    }
+    if (intervals_.heartbeat == 0) return;
+    try {
         heartbeat_ = std::make_unique<HeartbeatTimer>(settings_.Entries(),
                                                       static_cast<long>(intervals_.heartbeat / 1000));
     } catch (const std::exception& error) {
-        log_->Error("No log lines go to the status server: %s", error.what());
+        log_->Error("No heartbeats go to the status server: %s", error.what());
     }
 }
 
@@ -178,20 +220,38 @@ void AgentHost::lookForConfiguration() {
         log_->Error("The changed configuration is not taken over: %s", wrong.c_str());
         return;
     }
-    std::string changed = ChangedServices(services_, services);
-    if (settings.Entries() != settings_.Entries()) changed += " Settings";
-    reload_ = changed.empty() ? "unchanged" : "needs a restart for:" + changed;
-    if (changed.empty()) {
+    Takeover takeover = TakeOverCollectors(factory_, services_, services);
+    if (settings.Entries() != settings_.Entries()) takeover.restart += " Settings";
+    if (takeover.IsWhole()) {
         version_ = manager_->GetConfigurationVersion();
-    } else {
-        log_->Warn("The configuration has changed; a restart takes over:%s", changed.c_str());
+        stamp_ = configurationStamp_;
     }
+    tellReload(takeover);
+}
+
+void AgentHost::tellReload(const Takeover& takeover) {
+    reload_.clear();
+    const auto add = [this](const char* what, const std::string& names) {
+        if (!names.empty()) reload_ += (reload_.empty() ? "" : ", ") + (what + names);
+    };
+    add("taken over:", takeover.done);
+    add("needs a restart for:", takeover.restart);
+    add("refused:", takeover.refused);
+    if (reload_.empty()) reload_ = "unchanged";
+    if (!takeover.done.empty())
+        log_->Info("The configuration has changed; taken over:%s", takeover.done.c_str());
+    if (!takeover.restart.empty())
+        log_->Warn("The configuration has changed; a restart takes over:%s", takeover.restart.c_str());
+    if (!takeover.refused.empty())
+        log_->Error("The changed configuration is not taken over for:%s", takeover.refused.c_str());
 }
 
 void AgentHost::takeOver(AgentState& state, const std::string& status) const {
     state.status = status;
     state.reload = reload_;
     state.configuration = version_;
+    state.configurationFile = manager_->GetSource();
+    state.configurationStamp = stamp_;
 }
 
 EnvironmentBlock AgentHost::statusOf(const std::string& name) {
@@ -241,13 +301,15 @@ void AgentHost::writeState(const std::string& status) {
     }
 }
 
-bool AgentHost::haveCollectorsFinished(const AgentState& state) const {
+bool AgentHost::haveCollectorsFinished() {
     bool any = false;
-    for (const auto& [name, status] : state.components) {
-        if (!dynamic_cast<IDeviceService*>(_getService(name))) continue;
+    std::vector<std::string> names;
+    factory_.GetComponentNames(names);
+    for (const std::string& name : names) {
+        if (!dynamic_cast<IDeviceService*>(factory_.GetComponent(name))) continue;
         any = true;
         std::string text;
-        status.GetStringValue("State", text, std::string());
+        statusOf(name).GetStringValue("State", text, std::string());
         if (text != "finished") return false;
     }
     return any;
@@ -256,6 +318,7 @@ bool AgentHost::haveCollectorsFinished(const AgentState& state) const {
 void AgentHost::Run(void (*progress)(const AgentState& state)) {
     const std::int64_t start = SteadyMilliseconds();
     std::int64_t nextState = start;
+    std::int64_t nextProgress = start;
     std::int64_t nextReload = start + intervals_.reload;
     while (::WaitForSingleObject(stopRequested_, options_.once ? 50 : kProgressMs) == WAIT_TIMEOUT) {
         const std::int64_t now = SteadyMilliseconds();
@@ -267,14 +330,16 @@ void AgentHost::Run(void (*progress)(const AgentState& state)) {
             lookForConfiguration();
             nextReload = now + intervals_.reload;
         }
-        const AgentState state = GetState("running");
-        if (progress) progress(state);
-        if (options_.once && haveCollectorsFinished(state) && isNothingSent(now)) return;
+        if (progress && now >= nextProgress) {
+            progress(GetState("running"));
+            nextProgress = now + kProgressMs;
+        }
+        if (options_.once && haveCollectorsFinished() && isDrainedOrStuck(now)) return;
     }
 }
 
 /// Whether the destinations have sent everything, or nothing for a while.
-bool AgentHost::isNothingSent(std::int64_t now) {
+bool AgentHost::isDrainedOrStuck(std::int64_t now) {
     const std::uint64_t waiting = waitingBytes(statusOf("DestinationManager"));
     if (waiting != waiting_) {
         waiting_ = waiting;
@@ -288,20 +353,34 @@ void AgentHost::OnComponentInitializeSuccess(const std::string&) { tellAlive(); 
 void AgentHost::OnBeforeComponentShutdown(const std::string&) { tellAlive(); }
 
 void AgentHost::tellAlive() const {
-    if (alive_) alive_();
+    if (alive_ && !started_) alive_();
 }
 
 void AgentHost::OnAfterComponentShutdown(const std::string& name, ComponentFactoryResultCode) {
-    final_.components.emplace_back(name, statusOf(name));
+    if (!started_) final_.components.emplace_back(name, statusOf(name));  // otherwise others run on
+}
+
+/// What may wait for others on the network begins its end side by side, so that the number of collectors and
+/// a status server that cannot be reached do not add up.
+void AgentHost::beginStop() {
+    const std::int64_t deadline = SteadyMilliseconds() + kStopMs;
+    std::vector<std::string> names;
+    factory_.GetComponentNames(names);
+    for (const std::string& name : names) {
+        if (auto* const component = dynamic_cast<IStoppable*>(factory_.GetComponent(name)))
+            component->BeginStop(deadline);
+    }
+    if (heartbeat_) heartbeat_->BeginStop();
+    GetLoggerFactory().InstallLogMonitor(nullptr);
+    monitor_.Shutdown();
+    heartbeat_.reset();
 }
 
 ExitCode AgentHost::Stop(AgentState& final) {
     started_ = false;
     log_->Info("Stopping");
+    beginStop();
     writeState("stopping");
-    GetLoggerFactory().InstallLogMonitor(nullptr);
-    monitor_.Shutdown();
-    heartbeat_.reset();
     takeOver(final_, "stopped");
     const ComponentFactoryResultCode result = factory_.Shutdown();
     registration_.reset();
@@ -311,6 +390,7 @@ ExitCode AgentHost::Stop(AgentState& final) {
     writeState("stopped");
     log_->Info("Stopped");
     GetLoggerFactory().Shutdown();
+    lock_.reset();
     return result == kComponentFactorySuccess ? kExitSuccess : kExitShutdown;
 }
 

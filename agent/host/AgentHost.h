@@ -13,6 +13,7 @@
 #include "agent/host/HeartbeatTimer.h"
 #include "agent/host/Options.h"
 #include "agent/host/StateFile.h"
+#include "agent/sdk/Handle.h"
 #include "agent/sdk/ServiceRegistration.h"
 
 namespace WindowsAgentCommon {
@@ -20,6 +21,8 @@ class IConfigurationManager;
 }
 
 namespace CorvaneAgent {
+
+struct Takeover;
 
 /// The agent from its first folder to its last log line, in the order that docs/architecture.md gives. One
 /// thread makes it, calls Start, Run and Stop, and destroys it; StopRequested is the only thing that others
@@ -33,9 +36,14 @@ public:
     AgentHost& operator=(const AgentHost&) = delete;
     ~AgentHost() override;
 
-    /// Reads the configuration, and starts everything unless checkOnly. When it fails, nothing stays started,
+    /// Reads the configuration, starts nothing and writes nothing, not even a log line. summary: what was
+    /// checked, UTF-8; unchanged when it fails, and GetError() says why. Not before or after Start.
+    ExitCode Check(std::string& summary);
+
+    /// Reads the configuration and starts everything. Until Stop no other agent can start on the same root,
+    /// since both would take and delete what is in the cache folder. When it fails, nothing stays started,
     /// and GetError() says why.
-    ExitCode Start(bool checkOnly);
+    ExitCode Start();
 
     /// Keeps the state file, and looks after the configuration until a stop is requested,
     /// or, with --once, until every collector has finished and the destinations have sent everything, or
@@ -55,18 +63,21 @@ private:
     void OnAfterComponentShutdown(const std::string& name,
                                   WindowsAgentCommon::ComponentFactoryResultCode result) override;
 
-    ExitCode start(bool checkOnly);
+    ExitCode start();
     void prepareFolders();
+    ExitCode lockRoot();
     void initializeLogging();
     ExitCode readConfiguration();
     void startMonitor();
+    void beginStop();
     void lookForConfiguration();
+    void tellReload(const Takeover& takeover);
     void takeOver(AgentState& state, const std::string& status) const;
     void addProcess(AgentState& state);
     WindowsAgentCommon::EnvironmentBlock statusOf(const std::string& name);
-    bool isNothingSent(std::int64_t now);
+    bool isDrainedOrStuck(std::int64_t now);
     void tellAlive() const;
-    bool haveCollectorsFinished(const AgentState& state) const;
+    bool haveCollectorsFinished();
     void writeState(const std::string& status);
     ExitCode fail(ExitCode code, const std::string& why);
 
@@ -74,13 +85,14 @@ private:
     void* const stopRequested_;
     void (*const alive_)();
     std::string error_;
+    Handle lock_;  // the file whose existence keeps other agents from this root
     WindowsAgentCommon::Log log_;
     WindowsAgentCommon::ClientConfigurationHelper configuration_;
     WindowsAgentCommon::IConfigurationManager* manager_ = nullptr;  // the service configurator's
     WindowsAgentCommon::EnvironmentBlock settings_;
     std::vector<WindowsAgentCommon::ServiceConfig> services_;  // those in force
-    std::string version_;                                      // theirs
-    std::string configurationStamp_;  // what the configuration file had when it was read
+    std::string version_, stamp_;     // theirs, and what the file had when it was read
+    std::string configurationStamp_;  // what it had when it was last looked at
     std::string reload_ = "not yet";
     ComponentFactory factory_;
     std::unique_ptr<ServiceRegistration> registration_;

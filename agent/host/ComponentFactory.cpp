@@ -1,6 +1,7 @@
 #include "agent/host/ComponentFactory.h"
 
 #include "WindowsAgentCommon/Encoding.h"
+#include "WindowsAgentCommon/IDeviceService.h"
 
 #include <ace/Dynamic_Service.h>
 #include <ace/Guard_T.h>
@@ -64,7 +65,7 @@ ComponentFactory::Result ComponentFactory::Initialize(const std::vector<ServiceC
             if (result_ == kComponentFactorySuccess) result_ = make(service);
         }
         if (result_ == kComponentFactorySuccess) result_ = initializeAll();
-        if (result_ == kComponentFactorySuccess) result_ = startAll();
+        if (result_ == kComponentFactorySuccess) result_ = startAll(0);
     } catch (const std::exception& error) {
         result_ = fail(kComponentFactoryComponentFailed, "ComponentFactory", error.what());
     }
@@ -98,8 +99,8 @@ ComponentFactory::Result ComponentFactory::make(const ServiceConfig& service) {
         const Result result = load(service, module, entry);
         if (result != kComponentFactorySuccess) return result;
     }
-    entry.component->Configure(service);
     add(entry);
+    entry.component->Configure(service);
     tell([&](IComponentFactoryHook& hook) { hook.OnModuleInitialized(entry.name); });
     return kComponentFactorySuccess;
 }
@@ -142,7 +143,9 @@ void ComponentFactory::add(const Entry& entry) {
 
 ComponentFactory::Result ComponentFactory::initializeAll() {
     std::vector<std::size_t> waiting;
-    for (std::size_t index = 0; index < entries_.size(); ++index) waiting.push_back(index);
+    for (std::size_t index = 0; index < entries_.size(); ++index) {
+        if (entries_[index].component && !entries_[index].initialized) waiting.push_back(index);
+    }
     while (!waiting.empty()) {
         std::vector<std::size_t> left;
         for (const std::size_t index : waiting) {
@@ -221,12 +224,14 @@ ComponentFactory::Result ComponentFactory::reportStuck(const std::vector<std::si
                 "it depends on a service that depends on it");
 }
 
-ComponentFactory::Result ComponentFactory::startAll() {
-    for (const std::size_t index : order_) {
+/// from: the first one of order_ to start.
+ComponentFactory::Result ComponentFactory::startAll(std::size_t from) {
+    for (; from < order_.size(); ++from) {
+        const Entry& entry = entries_[order_[from]];
         try {
-            entries_[index].component->Start();
+            entry.component->Start();
         } catch (const std::exception& error) {
-            return fail(kComponentFactoryComponentFailed, entries_[index].name, error.what());
+            return fail(kComponentFactoryComponentFailed, entry.name, error.what());
         }
     }
     return kComponentFactorySuccess;
@@ -300,7 +305,30 @@ bool ComponentFactory::RemoveComponent(const std::string& name) {
     const auto index = static_cast<std::size_t>(found - entries_.begin());
     order_.erase(std::remove(order_.begin(), order_.end(), index), order_.end());
     *found = Entry();
+    while (!entries_.empty() && !entries_.back().component) entries_.pop_back();
     return true;
+}
+
+ComponentFactory::Result ComponentFactory::Add(const ServiceConfig& service) {
+    if (!initialized_) return kComponentFactoryWrongState;
+    const std::size_t count = entries_.size();
+    Result result = kComponentFactoryComponentFailed;
+    try {
+        result = addOne(service);
+    } catch (const std::exception& error) {
+        result = fail(result, service.text1, error.what());
+    }
+    if (result != kComponentFactorySuccess && entries_.size() > count) RemoveComponent(service.text1);
+    return result;
+}
+
+ComponentFactory::Result ComponentFactory::addOne(const ServiceConfig& service) {
+    Result result = make(service);
+    if (result != kComponentFactorySuccess) return result;
+    if (!dynamic_cast<IDeviceService*>(entries_.back().component))
+        return fail(kComponentFactoryNotAComponent, service.text1, "only collectors come while others run");
+    result = initializeAll();
+    return result == kComponentFactorySuccess ? startAll(order_.size() - 1) : result;
 }
 
 void ComponentFactory::GetComponentNames(std::vector<std::string>& names) {

@@ -47,6 +47,11 @@ public:
     Result GetResultCode() const override;
     std::string GetFailedComponent() const override;
 
+    /// Makes, initialises and starts one more component, once Initialize has succeeded; RemoveComponent
+    /// undoes it. Only a collector (IDeviceService): kComponentFactoryNotAComponent for another. After a
+    /// failure nothing of it is left.
+    Result Add(const WindowsAgentCommon::ServiceConfig& service);
+
     std::string GetFailure() const { return failure_; }  ///< Why it failed, UTF-8.
 
     int fini() override { return 0; }  ///< The host shuts it down itself.
@@ -66,12 +71,13 @@ private:
     bool hasDependencies(const Entry& entry, bool& known);
     bool initializeOne(std::size_t index);
     Result reportStuck(const std::vector<std::size_t>& waiting);
-    Result startAll();
+    Result startAll(std::size_t from);
     void shutdownOne(Entry& entry);
     Result endAll(Result result);
     Result fail(Result result, const std::string& name, const std::string& why);
     void unload(const Entry& entry);
     void add(const Entry& entry);
+    Result addOne(const WindowsAgentCommon::ServiceConfig& service);
 
     template <class Call>
     void tell(Call call);

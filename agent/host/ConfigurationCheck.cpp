@@ -1,41 +1,24 @@
 #include "agent/host/ConfigurationCheck.h"
 
 #include "WindowsAgentCommon/Encoding.h"
+#include "WindowsAgentCommon/EnvironmentBlockHelper.h"
 #include "WindowsAgentCommon/FileUtil.h"
 #include "WindowsAgentCommon/Formatting.h"
+#include "WindowsAgentCommon/KORException.h"
 #include "agent/host/ComponentFactory.h"
-
-#include <ace/Time_Value.h>
+#include "agent/sdk/SettingsReader.h"
 
 #include <algorithm>
-#include <set>
+#include <cstdlib>
+#include <map>
+
+#include "agent/sdk/Win32.h"
 
 namespace CorvaneAgent {
 
 using namespace WindowsAgentCommon;
 
 namespace {
-
-/// A setting of the agent itself: seconds in a range.
-struct IntervalSetting {
-    const char* name;
-    int defaultValue;
-    int minimum;
-    int maximum;
-};
-
-constexpr IntervalSetting kStateInterval = {"StateInterval", 5, 1, 3600};
-constexpr IntervalSetting kReloadInterval = {"ReloadInterval", 10, 1, 86400};
-constexpr IntervalSetting kHeartbeatInterval = {"HeartbeatInterval", 60, 0, 86400};
-
-/// What an agent setting may be called, besides those that begin with "LogMonitor.".
-const std::set<std::string>& knownSettings() {
-    static const std::set<std::string> names = {
-        "ApplicationIdentifier", "ConfigurationServer", "HeartbeatInterval", "MaxPayloadSize",
-        "PayloadBuilderType",    "QueueHighWaterMark",  "QueueLowWaterMark", "ReloadInterval",
-        "StateInterval",         "StatusServer",        "TargetAddress",     "TargetPort"};
-    return names;
-}
 
 bool sameModules(const std::vector<InstanceModuleConfig>& one,
                  const std::vector<InstanceModuleConfig>& other) {
@@ -51,27 +34,65 @@ bool sameInstances(const std::vector<InstanceConfig>& one, const std::vector<Ins
     });
 }
 
-bool sameService(const ServiceConfig& a, const ServiceConfig& b) {
-    return a.text1 == b.text1 && a.text2 == b.text2 && a.text3 == b.text3 && a.settings == b.settings &&
-           sameInstances(a.instances, b.instances);
+/// The settings as the log monitor reads them, with references to the environment replaced.
+std::multimap<std::string, std::string> expanded(const EnvironmentBlock& settings) {
+    const EnvironmentBlockHelper helper(settings.Entries());
+    std::multimap<std::string, std::string> entries;
+    for (const auto& [name, value] : settings.Entries()) {
+        std::string text;
+        helper.GetStringValue(name, text, std::string());
+        entries.emplace(name, text);
+    }
+    return entries;
 }
 
-bool readInterval(const EnvironmentBlock& settings, const IntervalSetting& setting,
-                  std::int64_t& milliseconds, std::string& error) {
-    std::string text;
-    int value = setting.defaultValue;
-    if (settings.GetStringValue(setting.name, text, std::string())) {
-        settings.GetIntegerValue(setting.name, value, setting.defaultValue);
-        const bool digits =
-            !text.empty() && text.size() < 9 && text.find_first_not_of("0123456789") == std::string::npos;
-        if (!digits || value < setting.minimum || value > setting.maximum) {
-            Format(error, "the setting %s is %s; it must be a number of %d to %d (seconds)", setting.name,
-                   text.c_str(), setting.minimum, setting.maximum);
-            return false;
-        }
-    }
-    milliseconds = std::int64_t{value} * 1000;
-    return true;
+/// A server: "host", "host:port", "[v6 address]:port", or a v6 address, which has several colons.
+std::string readServer(SettingsReader& reader, const char* name) {
+    const std::string server = reader.Text(name);
+    const std::size_t end = server.find_last_not_of(" \t") + 1;
+    const std::size_t bracket = server.find(']');
+    const std::size_t colon = bracket == std::string::npos ? server.find(':') : bracket + 1;
+    if (colon >= end || (bracket == std::string::npos && server.rfind(':') != colon)) return server;
+    const std::string port = server.substr(colon + 1, end - colon - 1);
+    const bool isNumber = !port.empty() && port.find_first_not_of("0123456789") == std::string::npos;
+    const unsigned long number = isNumber ? std::strtoul(port.c_str(), nullptr, 10) : 0;
+    if (server[colon] != ':' || number < 1 || number > 65'535)
+        reader.Refuse(name, server, "has no port from 1 to 65535 behind the colon");
+    return server;
+}
+
+/// What the log monitor would replace by its defaults, or its sender refuse. Whether there is a server.
+bool readStatusServer(SettingsReader& reader, const EnvironmentBlock& settings) {
+    constexpr unsigned int kMost = 256 << 20, kLongestDatagram = 65'507, kHourMs = 3'600'000;
+    const std::string prefix = "LogMonitor.Socket.", type = reader.Text(prefix + "Type");
+    const bool stream = !type.empty() && (type[0] == 'T' || type[0] == 't');
+    reader.Number("LogMonitor.Level", 4, 1, 7);
+    reader.Number("MaxPayloadSize", 1020, 4, stream ? kMost : kLongestDatagram);
+    reader.Number("QueueLowWaterMark", 1, 1, reader.Number("QueueHighWaterMark", 1'000'000, 1, kMost));
+    reader.Number("TargetPort", 514, 1, 65'535);
+    if (stream) reader.Choice(prefix + "Framing", "LineFeed", {"LineFeed", "OctetCounting"});
+    for (const char* const name : {"BackoffMin", "BackoffMax", "ConnectTimeout", "SendTimeout"})
+        reader.Number(prefix + name, 1, 1, kHourMs);
+    reader.Know({"ApplicationIdentifier", "PayloadBuilderType"});
+    for (const auto& [name, value] : settings.Entries())
+        if (name.rfind(prefix, 0) == 0) reader.Know({name.c_str()});
+    const std::string configuration = readServer(reader, "ConfigurationServer");
+    const std::string status = readServer(reader, "StatusServer");
+    return !reader.Text("TargetAddress", status.empty() ? configuration : status).empty();
+}
+
+/// Throws InitializationException for what cannot be used.
+void readSettings(const EnvironmentBlock& settings, Intervals& intervals) {
+    SettingsReader reader("the agent", expanded(settings));
+    const auto milliseconds = [&reader](const char* name, unsigned int seconds, unsigned int least,
+                                        unsigned int most) {
+        return std::int64_t{reader.Number(name, seconds, least, most)} * 1000;
+    };
+    intervals.state = milliseconds("StateInterval", 5, 1, 3600);
+    intervals.reload = milliseconds("ReloadInterval", 10, 1, 86'400);
+    intervals.heartbeat = milliseconds("HeartbeatInterval", 60, 0, 86'400);
+    if (!readStatusServer(reader, settings)) intervals.heartbeat = 0;
+    reader.RefuseUnknown();
 }
 
 /// What is wrong with a service's names, or empty.
@@ -88,49 +109,30 @@ std::string checkNames(const ServiceConfig& service) {
 }  // namespace
 
 std::string StampOf(const std::string& source) {
-    ACE_Time_Value time;
-    unsigned long long size = 0;
-    const std::wstring path = FromUTF8(source);
-    if (GetFileLastModifiedTimestamp(path, time) != 0 || GetFilesize(path, size) != 0) return "";
+    WIN32_FILE_ATTRIBUTE_DATA data;
+    if (!::GetFileAttributesExW(FromUTF8(source).c_str(), GetFileExInfoStandard, &data)) return "";
+    std::wstring time;
+    GetISO8601Timestamp(data.ftLastWriteTime, time);
+    const std::uint64_t size = std::uint64_t{data.nFileSizeHigh} << 32 | data.nFileSizeLow;
     std::string text;
-    return Format(text, "%I64d.%06d %I64u", static_cast<std::int64_t>(time.sec()),
-                  static_cast<int>(time.usec()), size);
+    return Format(text, "%ls, %I64u bytes", time.c_str(), size);
 }
 
-std::string ChangedServices(const std::vector<ServiceConfig>& one, const std::vector<ServiceConfig>& other) {
-    std::string names;
-    const auto lacks = [](const std::vector<ServiceConfig>& list, const ServiceConfig& service) {
-        return std::none_of(list.begin(), list.end(),
-                            [&](const ServiceConfig& candidate) { return sameService(candidate, service); });
-    };
-    for (const ServiceConfig& service : other) {
-        if (lacks(one, service)) names += " " + service.text1;
-    }
-    for (const ServiceConfig& service : one) {
-        const auto sameName = [&](const ServiceConfig& candidate) {
-            return candidate.text1 == service.text1;
-        };
-        if (std::none_of(other.begin(), other.end(), sameName)) names += " " + service.text1;
-    }
-    return names;
+bool SameService(const ServiceConfig& one, const ServiceConfig& other) {
+    return one.text1 == other.text1 && one.text2 == other.text2 && one.text3 == other.text3 &&
+           one.settings == other.settings && sameInstances(one.instances, other.instances);
 }
 
 std::string CheckConfiguration(const EnvironmentBlock& settings, const std::vector<ServiceConfig>& services,
                                Intervals& intervals) {
-    for (const auto& [name, value] : settings.Entries()) {
-        if (knownSettings().count(name) == 0 && name.rfind("LogMonitor.", 0) != 0) {
-            return "the setting " + name + " is not known";
-        }
-    }
-    std::string error;
-    if (!readInterval(settings, kStateInterval, intervals.state, error) ||
-        !readInterval(settings, kReloadInterval, intervals.reload, error) ||
-        !readInterval(settings, kHeartbeatInterval, intervals.heartbeat, error)) {
-        return error;
+    try {
+        readSettings(settings, intervals);
+    } catch (const InitializationException& error) {
+        return error.what();
     }
     if (services.empty()) return "it names no services";
     for (const ServiceConfig& service : services) {
-        error = checkNames(service);
+        const std::string error = checkNames(service);
         if (!error.empty()) return error;
     }
     return "";

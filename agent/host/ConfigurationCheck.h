@@ -13,7 +13,7 @@ namespace CorvaneAgent {
 struct Intervals {
     std::int64_t state = 0;
     std::int64_t reload = 0;
-    std::int64_t heartbeat = 0;  ///< 0: no heartbeats.
+    std::int64_t heartbeat = 0;  ///< 0: no heartbeats, or no status server to send them to.
 };
 
 /// What is wrong with the agent's own settings or with the services' names, UTF-8; empty when nothing is.
@@ -22,12 +22,12 @@ std::string CheckConfiguration(const WindowsAgentCommon::EnvironmentBlock& setti
                                const std::vector<WindowsAgentCommon::ServiceConfig>& services,
                                Intervals& intervals);
 
-/// Time of the last write and size, as a text to compare; empty when the file cannot be looked at. source:
-/// its path, UTF-8.
+/// A file's time of the last write (UTC) and size, as "2024-02-29T12:34:56.123455047Z, 1234 bytes"; empty
+/// when it cannot be looked at. source: its path, UTF-8.
 std::string StampOf(const std::string& source);
 
-/// Names of the services that differ, each behind a blank.
-std::string ChangedServices(const std::vector<WindowsAgentCommon::ServiceConfig>& one,
-                            const std::vector<WindowsAgentCommon::ServiceConfig>& other);
+/// Whether two services are configured alike.
+bool SameService(const WindowsAgentCommon::ServiceConfig& one,
+                 const WindowsAgentCommon::ServiceConfig& other);
 
 }  // namespace CorvaneAgent

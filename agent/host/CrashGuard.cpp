@@ -1,12 +1,12 @@
 #include "agent/host/CrashGuard.h"
 
+#include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/Formatting.h"
 #include "WindowsAgentCommon/LoggerFactory.h"
 #include "WindowsAgentCommon/Win32Exception.h"
 #include "agent/host/Options.h"
 
 #include <atomic>
-#include <cstdio>
 #include <exception>
 
 #include "agent/sdk/Win32.h"
@@ -53,12 +53,20 @@ std::string describe() {
 DWORD WINAPI reportCrash(void*) {
     ::WaitForSingleObject(crashed, INFINITE);
     const std::string text = describe();
+    const std::string line = "corvane-agent: " + text + "\n";
+    // First, and past the runtime's stream: what follows may wait for a lock that is never given back.
+    DWORD written = 0;
+    ::WriteFile(::GetStdHandle(STD_ERROR_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written,
+                nullptr);
     GetLoggerFactory().GetLog("Agent.Crash")->Fatal("The agent ends: %s", text.c_str());
-    std::fputs(("corvane-agent: " + text + "\n").c_str(), stderr);
-    ::ExitProcess(kExitCrash);
+    CorvaneLogger::CV_Logger::TheLogger().flushDsts();
+    // Not ExitProcess: it would end the thread that watches this one, and then run every module's farewell.
+    ::TerminateProcess(::GetCurrentProcess(), kExitCrash);
+    return 0;
 }
 
-/// Lets the other thread report, and does not come back. Only the first of several faults is reported.
+/// Lets the other thread report, watches it, and does not come back. Only the first of several faults is
+/// reported.
 [[noreturn]] void end(const EXCEPTION_RECORD* record) {
     if (!taken.exchange(true)) {
         if (record) {

@@ -15,13 +15,19 @@ HeartbeatTimer::HeartbeatTimer(const std::multimap<std::string, std::string>& se
     scheduler_->Schedule(this, nullptr, ACE_Time_Value(interval));
 }
 
+void HeartbeatTimer::BeginStop() { scheduler_->Schedule(this, this, ACE_Time_Value::zero); }
+
 HeartbeatTimer::~HeartbeatTimer() {
     scheduler_.reset();
     Shutdown();
 }
 
-int HeartbeatTimer::handle_timeout(const ACE_Time_Value&, const void*) {
+int HeartbeatTimer::handle_timeout(const ACE_Time_Value&, const void* act) {
     try {
+        if (act) {
+            Shutdown();
+            return 0;
+        }
         GetCustomProps({});
         OnMessage(kMonitorInfo, "Agent.Heartbeat", "running");
     } catch (const std::exception&) {

@@ -20,6 +20,10 @@ public:
     /// Throws InitializationException when no sender can be made, or the scheduler cannot be started.
     HeartbeatTimer(const std::multimap<std::string, std::string>& settings, long interval);
 
+    /// Lets the scheduler's thread give up the sender, which takes up to a second; the destructor waits for
+    /// it.
+    void BeginStop();
+
     /// Returns when the last heartbeat is handed over, at most a second after that.
     ~HeartbeatTimer() override;
 

@@ -82,7 +82,7 @@ const char* HelpText() {
            "  -s, --service      what the service control manager starts\n"
            "\n"
            "Exit codes: 0 success, 2 wrong use, 3 configuration, 4 a component failed, 5 service control,\n"
-           "6 shut-down was not clean, 70 unhandled fault.\n";
+           "6 shut-down was not clean, 7 another agent runs on this folder, 70 unhandled fault.\n";
 }
 
 }  // namespace CorvaneAgent

@@ -12,6 +12,7 @@ enum ExitCode : int {
     kExitComponent = 4,      ///< A component could not be made or initialised; what was is shut down again.
     kExitService = 5,        ///< The service control manager refused.
     kExitShutdown = 6,       ///< A component did not shut down cleanly.
+    kExitRunning = 7,        ///< Another agent uses the same root; nothing was started.
     kExitCrash = 70,         ///< An unhandled fault or exception, which is in the log.
 };
 

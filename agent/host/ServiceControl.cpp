@@ -71,12 +71,16 @@ struct RunningService {
 
 RunningService running;
 
+/// A stop that was asked for and was not clean is in the log only: as a failure it would be undone by a
+/// restart.
+bool hasFailed() { return running.exitCode != kExitSuccess && running.exitCode != kExitShutdown; }
+
 void report(DWORD state, DWORD hint = 0) {
     SERVICE_STATUS status = {};
     status.dwServiceType = SERVICE_WIN32_OWN_PROCESS;
     status.dwCurrentState = state;
     status.dwControlsAccepted = state == SERVICE_RUNNING ? SERVICE_ACCEPT_STOP | SERVICE_ACCEPT_SHUTDOWN : 0;
-    if (state == SERVICE_STOPPED && running.exitCode != kExitSuccess) {
+    if (state == SERVICE_STOPPED && hasFailed()) {
         status.dwWin32ExitCode = ERROR_SERVICE_SPECIFIC_ERROR;
         status.dwServiceSpecificExitCode = static_cast<DWORD>(running.exitCode);
     }
@@ -103,7 +107,7 @@ void WINAPI serviceMain(DWORD, wchar_t**) {
     if (!running.status) return;
     report(SERVICE_START_PENDING, kStopHintMs);
     AgentHost host(*running.options, running.stopRequested, &reportPending);
-    running.exitCode = host.Start(false);
+    running.exitCode = host.Start();
     if (running.exitCode == kExitSuccess) {
         running.stopping = true;
         report(SERVICE_RUNNING);
@@ -132,6 +136,29 @@ std::wstring GetServiceCommand(const Options& options) {
     return command + L"\"";
 }
 
+namespace {
+
+/// Describes the service, and has it started again when it fails: when its process ends by itself and, from
+/// Windows Vista on, when it stops with an error. Returns the Windows code.
+DWORD addDetails(SC_HANDLE service) {
+    wchar_t text[] = L"Collects events and sends them as syslog lines.";
+    SERVICE_DESCRIPTIONW description = {text};
+    if (!::ChangeServiceConfig2W(service, SERVICE_CONFIG_DESCRIPTION, &description)) return ::GetLastError();
+    SC_ACTION actions[] = {{SC_ACTION_RESTART, 60'000},
+                           {SC_ACTION_RESTART, 300'000}};  // ms; the last repeats
+    SERVICE_FAILURE_ACTIONSW failure = {};
+    failure.dwResetPeriod = 86'400;  // seconds
+    failure.cActions = 2;
+    failure.lpsaActions = actions;
+    if (!::ChangeServiceConfig2W(service, SERVICE_CONFIG_FAILURE_ACTIONS, &failure)) return ::GetLastError();
+    constexpr DWORD kFailureActionsFlag = 4;  // XP has none, nor do headers for it
+    BOOL alsoAfterError = TRUE;
+    ::ChangeServiceConfig2W(service, kFailureActionsFlag, &alsoAfterError);
+    return 0;
+}
+
+}  // namespace
+
 unsigned long InstallService(const Options& options) {
     const std::wstring command = GetServiceCommand(options);
     if (command.empty()) return ERROR_BAD_PATHNAME;
@@ -141,7 +168,10 @@ unsigned long InstallService(const Options& options) {
         ::CreateServiceW(manager.get(), options.serviceName.c_str(), L"Corvane log collection agent",
                          SERVICE_ALL_ACCESS, SERVICE_WIN32_OWN_PROCESS, SERVICE_AUTO_START,
                          SERVICE_ERROR_NORMAL, command.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr));
-    return service ? 0 : ::GetLastError();
+    if (!service) return ::GetLastError();
+    const DWORD error = addDetails(service.get());
+    if (error != 0) ::DeleteService(service.get());
+    return error;
 }
 
 unsigned long UninstallService(const Options& options) {

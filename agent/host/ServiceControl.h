@@ -13,7 +13,8 @@ namespace CorvaneAgent {
 /// name and root (as a whole path). Empty when that cannot be said.
 std::wstring GetServiceCommand(const Options& options);
 
-/// Registers the service, to be started by the system.
+/// Registers the service, to be started by the system, and again when it fails. Nothing stays registered
+/// after a failure.
 unsigned long InstallService(const Options& options);
 
 unsigned long UninstallService(const Options& options);   ///< Stops the service when it runs, and removes it.

@@ -76,6 +76,8 @@ std::string ToJson(const AgentState& state) {
     std::string out = "{\n  \"status\": " + quoted(state.status) + ",\n  \"time\": " + quoted(timeText()) +
                       ",\n  \"process\": " + process +
                       ",\n  \"configuration\": " + quoted(state.configuration) +
+                      ",\n  \"configurationFile\": " + quoted(state.configurationFile) +
+                      ",\n  \"configurationStamp\": " + quoted(state.configurationStamp) +
                       ",\n  \"reload\": " + quoted(state.reload) + ",\n  \"components\": {";
     const char* separator = "\n";
     for (const auto& [name, status] : state.components) {

@@ -11,9 +11,11 @@
 
 #include <ace/OS_main.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <utility>
 
 #include "agent/sdk/Win32.h"
 
@@ -40,67 +42,93 @@ void print(std::FILE* out, const char* format, Arguments... arguments) {
     std::fputs(text.c_str(), out);
 }
 
-/// The sums that an operator looks at first, over all components.
-struct Totals {
-    unsigned long long read = 0, sent = 0, spooled = 0, waitingBytes = 0, dropped = 0, damaged = 0;
+/// What an operator looks at first of one destination.
+struct Delivery {
+    unsigned long long sent = 0, resent = 0, spooled = 0, waitingBytes = 0, dropped = 0;
 };
+
+/// The same of the collectors together, and of each destination by its name.
+struct Totals {
+    unsigned long long read = 0, damaged = 0;
+    std::map<std::string, Delivery> destinations;
+};
+
+/// Adds a destination's counter, "DESTINATION.COUNTER"; those of its sender count the same events again.
+void addDelivery(const std::string& name, unsigned long long count, Totals& totals) {
+    static constexpr std::pair<const char*, unsigned long long Delivery::*> kCounters[] = {
+        {".Sent", &Delivery::sent},
+        {".Resent", &Delivery::resent},
+        {".Spooled", &Delivery::spooled},
+        {".SpoolBytes", &Delivery::waitingBytes},
+    };
+    if (name.find(".Sender.") != std::string::npos) return;
+    if (const auto dropped = name.find(".Dropped."); dropped != std::string::npos)
+        totals.destinations[name.substr(0, dropped)].dropped += count;
+    const std::size_t dot = std::min(name.rfind('.'), name.size());
+    for (const auto& [end, counter] : kCounters)
+        if (name.substr(dot) == end) totals.destinations[name.substr(0, dot)].*counter += count;
+}
 
 Totals totalsOf(const AgentState& state) {
     Totals totals;
-    const auto endsWith = [](const std::string& name, const std::string& end) {
-        return name.size() >= end.size() && name.compare(name.size() - end.size(), end.size(), end) == 0;
-    };
     for (const auto& [component, status] : state.components) {
         for (const auto& [name, value] : status.Entries()) {
             const unsigned long long count = std::strtoull(value.c_str(), nullptr, 10);
             if (name == "Events") totals.read += count;
             if (name == "Damaged") totals.damaged += count;
-            if (component != "DestinationManager") continue;  // the connections count the same events again
-            if (endsWith(name, ".Sent") && !endsWith(name, ".Sender.Sent")) totals.sent += count;
-            if (endsWith(name, ".Spooled")) totals.spooled += count;
-            if (endsWith(name, ".SpoolBytes")) totals.waitingBytes += count;
-            if (name.find(".Dropped.") != std::string::npos && name.find(".Sender.") == std::string::npos)
-                totals.dropped += count;
+            if (component == "DestinationManager") addDelivery(name, count, totals);
         }
     }
     return totals;
 }
 
 void printProgress(const AgentState& state) {
-    static std::int64_t next = 0;
-    const std::int64_t now = SteadyMilliseconds();
-    if (now < next) return;
-    next = now + 1000;
     const Totals totals = totalsOf(state);
-    print(stdout, "corvane-agent: read %I64u, sent %I64u, waiting in the spool %I64u bytes, dropped %I64u\n",
-          totals.read, totals.sent, totals.waitingBytes, totals.dropped);
+    print(stdout, "corvane-agent: read %I64u", totals.read);
+    for (const auto& [name, delivery] : totals.destinations) {
+        print(stdout, "; %s: sent %I64u, %I64u bytes wait, dropped %I64u", name.c_str(), delivery.sent,
+              delivery.waitingBytes, delivery.dropped);
+    }
+    print(stdout, "\n");
     std::fflush(stdout);
 }
 
 void printSummary(const AgentState& state) {
     const Totals totals = totalsOf(state);
     const double seconds = static_cast<double>(SteadyMilliseconds() - started) / 1000;
+    print(stdout, "corvane-agent: events read %I64u (damaged %I64u)\n", totals.read, totals.damaged);
+    for (const auto& [name, delivery] : totals.destinations) {
+        print(stdout,
+              "corvane-agent: destination %s: sent %I64u (repeated %I64u), spooled %I64u (%I64u bytes wait), "
+              "dropped %I64u\n",
+              name.c_str(), delivery.sent, delivery.resent, delivery.spooled, delivery.waitingBytes,
+              delivery.dropped);
+    }
     print(stdout,
-          "corvane-agent: events read %I64u (damaged %I64u), sent %I64u, spooled %I64u (%I64u bytes wait), "
-          "dropped %I64u\n"
           "corvane-agent: %.1f seconds, %.0f events a second\n"
           "corvane-agent: logs, statistics and state.json are in %s\n",
-          totals.read, totals.damaged, totals.sent, totals.spooled, totals.waitingBytes, totals.dropped,
           seconds, seconds > 0 ? static_cast<double>(totals.read) / seconds : 0.0,
           WindowsAgentCommon::ToUTF8(WindowsAgentCommon::GetLogPath()).c_str());
 }
 
-int runOnConsole(const Options& options, bool checkOnly) {
+int checkConfiguration(const Options& options) {
+    AgentHost host(options, nullptr);
+    std::string summary;
+    const ExitCode code = host.Check(summary);
+    const bool good = code == kExitSuccess;
+    print(good ? stdout : stderr, "corvane-agent: %s\n", (good ? summary : host.GetError()).c_str());
+    return code;
+}
+
+int runOnConsole(const Options& options) {
     stopRequested = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
     stopped = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
     ::SetConsoleCtrlHandler(&onConsoleEvent, TRUE);
     started = SteadyMilliseconds();
     AgentHost host(options, stopRequested);
-    ExitCode code = host.Start(checkOnly);
+    ExitCode code = host.Start();
     if (code != kExitSuccess) {
         print(stderr, "corvane-agent: %s\n", host.GetError().c_str());
-    } else if (checkOnly) {
-        print(stdout, "corvane-agent: the configuration is in order\n");
     } else {
         host.Run(&printProgress);
         AgentState final;
@@ -149,8 +177,10 @@ int dispatch(const Options& options) {
                 return kExitService;
             }
             return exitCode;
+        case Action::kCheck:
+            return checkConfiguration(options);
         default:
-            return runOnConsole(options, options.action == Action::kCheck);
+            return runOnConsole(options);
     }
 }
 

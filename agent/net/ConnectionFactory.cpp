@@ -6,6 +6,7 @@
 #include "agent/net/Sockets.h"
 #include "agent/sdk/Clock.h"
 #include "agent/sdk/MakeService.h"
+#include "agent/sdk/SettingsReader.h"
 
 #include <ace/Guard_T.h>
 
@@ -34,7 +35,8 @@ bool createSocket(std::unique_ptr<Interface>& out) {
 
 }  // namespace
 
-InitializeResult ConnectionFactory::Initialize(const EnvironmentBlock&) {
+InitializeResult ConnectionFactory::Initialize(const EnvironmentBlock& settings) {
+    SettingsReader("ConnectionFactory", settings.Entries()).RefuseUnknown();
     SetInitialized(true);
     return InitializeResult::kDone;
 }

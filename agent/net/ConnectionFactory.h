@@ -19,7 +19,7 @@ class ConnectionFactory final
     : public WindowsAgentCommon::ServiceComponentBase<WindowsAgentCommon::IConnectionFactory,
                                                       ACE_Service_Object> {
 public:
-    /// Needs no settings.
+    /// Takes no settings: InitializationException for any.
     WindowsAgentCommon::InitializeResult Initialize(
         const WindowsAgentCommon::EnvironmentBlock& settings) override;
     void Shutdown() override;

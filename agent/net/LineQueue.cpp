@@ -1,5 +1,7 @@
 #include "agent/net/LineQueue.h"
 
+#include "agent/sdk/Text.h"
+
 #include <algorithm>
 #include <charconv>
 #include <utility>
@@ -9,17 +11,6 @@ namespace CorvaneAgent {
 namespace {
 
 bool isBreak(char c) { return c == '\n' || c == '\r'; }
-
-void appendVisibly(std::string& out, const char* data, std::size_t size) {
-    const char* const end = data + size;
-    while (data != end) {
-        const char* const next = std::find_if(data, end, isBreak);
-        out.append(data, next);
-        if (next == end) return;
-        out += *next == '\n' ? "\\n" : "\\r";
-        data = next + 1;
-    }
-}
 
 }  // namespace
 
@@ -45,7 +36,7 @@ bool LineQueue::Push(const char* data, std::size_t size) {
     chunk.ends.push_back(static_cast<std::uint32_t>(chunk.bytes.size() + bytes));
     chunk.bytes.append(prefix, prefixSize);
     if (breaks > 0) {
-        appendVisibly(chunk.bytes, data, size);
+        AppendVisibly(chunk.bytes, data, size);
     } else {
         chunk.bytes.append(data, size);
     }
@@ -88,14 +79,6 @@ std::size_t LineQueue::Clear() {
     }
     chunks_.clear();
     return count;
-}
-
-std::size_t CutAtCharacter(const char* data, std::size_t size, std::size_t limit) {
-    if (size <= limit) return size;
-    const auto continues = [data](std::size_t i) { return (data[i] & 0xC0) == 0x80; };
-    std::size_t cut = limit;
-    while (cut > 0 && limit - cut < 3 && continues(cut)) --cut;
-    return cut == 0 || continues(cut) ? limit : cut;
 }
 
 }  // namespace CorvaneAgent

@@ -62,7 +62,4 @@ private:
     bool full_ = false;
 };
 
-/// How many of size bytes, at most limit, make whole UTF-8 characters; limit where there is no such text.
-std::size_t CutAtCharacter(const char* data, std::size_t size, std::size_t limit);
-
 }  // namespace CorvaneAgent

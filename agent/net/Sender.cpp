@@ -4,6 +4,7 @@
 #include "WindowsAgentCommon/LoggerFactory.h"
 #include "agent/net/Winsock.h"
 #include "agent/sdk/Clock.h"
+#include "agent/sdk/Text.h"
 
 #include <ace/Guard_T.h>
 

@@ -27,7 +27,7 @@ namespace CorvaneAgent {
 /// nothing; a closed one may be opened again. The last owner's destructor closes without waiting.
 ///
 /// With DiscardOnLoss a loss drops what is queued, and Send refuses everything until GetLossCount has told
-/// somebody of it, so that nothing overtakes what that one is going to send again.
+/// the caller of it, so that nothing overtakes what that one is going to send again.
 class Sender final : public WindowsAgentCommon::ISender {
 public:
     /// Throws KORException when Windows Sockets, the ACE runtime or an event are not to be had.
@@ -70,6 +70,9 @@ private:
     void account(std::size_t sent);
     unsigned long discardInput();
     void lose(unsigned long code);
+    std::size_t eventBegin() const;
+    bool resetIfTorn();
+    void countLoss();
     std::size_t dropAll();
     void endStream();
     void wait(unsigned long milliseconds);
@@ -83,7 +86,7 @@ private:
     mutable ACE_Thread_Mutex lock_;
     LineQueue queue_;                      // under lock_
     Counters counters_;                    // under lock_
-    mutable unsigned int toldLosses_ = 0;  // under lock_
+    mutable unsigned int toldLosses_ = 0;  // under lock_; by GetLossCount
     bool isOpen_ = false;                  // under lock_
     bool closing_ = false;                 // under lock_
     bool sleeping_ = false;                // under lock_: the worker waits for the next event

@@ -1,77 +1,44 @@
 #include "agent/net/SenderSettings.h"
 
-#include "WindowsAgentCommon/Formatting.h"
-#include "WindowsAgentCommon/KORException.h"
 #include "agent/net/Sockets.h"
+#include "agent/sdk/SettingsReader.h"
 
 #include <algorithm>
-#include <charconv>
 
 namespace CorvaneAgent {
 
-namespace {
-
-using WindowsAgentCommon::EnvironmentBlock;
-
-[[noreturn]] void refuse(const std::string& name, const std::string& value, const std::string& wanted) {
-    throw WindowsAgentCommon::InitializationException(
-        __FILE__, __FUNCTION__, __LINE__, "Setting " + name + " is \"" + value + "\", but must be " + wanted);
-}
-
-unsigned int number(const EnvironmentBlock& settings, const std::string& name, unsigned int minimum,
-                    unsigned int maximum, unsigned int defaultValue) {
-    std::string text;
-    if (!settings.GetStringValue(name, text, "")) return defaultValue;
-    unsigned int value = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, value);
-    if (error != std::errc() || stop != end || value < minimum || value > maximum) {
-        std::string wanted;
-        WindowsAgentCommon::Format(wanted, "a number from %u to %u", minimum, maximum);
-        refuse(name, text, wanted);
-    }
-    return value;
-}
-
-Framing framing(const EnvironmentBlock& settings) {
-    std::string text;
-    settings.GetStringValue("Framing", text, "LineFeed");
-    if (text == "LineFeed") return Framing::kLineFeed;
-    if (text == "OctetCounting") return Framing::kOctetCounting;
-    refuse("Framing", text, "LineFeed or OctetCounting");
-}
-
-}  // namespace
-
-SenderSettings ReadSenderSettings(const EnvironmentBlock& settings) {
+SenderSettings ReadSenderSettings(const WindowsAgentCommon::EnvironmentBlock& block) {
     constexpr unsigned int kHourMs = 3'600'000, kMaxQueue = 256 << 20, kMaxDatagram = 65'507;
+    SettingsReader settings("the sender", block.Entries());
     SenderSettings result;
-    std::string type;
-    settings.GetStringValue("Type", type, "");
+    const std::string type = settings.Text("Type");
     result.stream = !type.empty() && (type[0] == 'T' || type[0] == 't');
-    if (result.stream) result.framing = framing(settings);
+    if (result.stream)
+        result.framing = settings.Choice("Framing", "LineFeed", {"LineFeed", "OctetCounting"}) == "LineFeed"
+                             ? Framing::kLineFeed
+                             : Framing::kOctetCounting;
 
-    settings.GetStringValue("TargetAddress", result.targetAddress, "");
+    result.targetAddress = settings.Text("TargetAddress");
     if (result.targetAddress.size() > 1 && result.targetAddress.front() == '[' &&
         result.targetAddress.back() == ']')
         result.targetAddress = result.targetAddress.substr(1, result.targetAddress.size() - 2);
     if (result.targetAddress.empty() || result.targetAddress.find('\0') != std::string::npos)
-        refuse("TargetAddress", result.targetAddress, "a host's name or address");
-    result.targetPort = static_cast<unsigned short>(number(settings, "TargetPort", 1, 65'535, 514));
+        settings.Refuse("TargetAddress", result.targetAddress, "is no host's name or address");
+    result.targetPort = settings.Number<unsigned short>("TargetPort", 514, 1, 65'535);
 
-    const unsigned int high = number(settings, "QueueHighWaterMark", 1, kMaxQueue, 1'000'000);
+    const unsigned int high = settings.Number("QueueHighWaterMark", 1'000'000, 1, kMaxQueue);
     result.queueHighWaterMark = high;
     result.queueLowWaterMark =
-        std::min(high, number(settings, "QueueLowWaterMark", 0, kMaxQueue, high - high / 2000));
+        std::min(high, settings.Number("QueueLowWaterMark", high - high / 2000, 0, kMaxQueue));
     // Four bytes are the longest character.
-    result.maxPayloadSize = result.stream ? number(settings, "MaxPayloadSize", 4, kMaxQueue, 32'000)
-                                          : number(settings, "MaxPayloadSize", 4, kMaxDatagram, 1020);
-    settings.GetBooleanValue("DiscardOnLoss", result.discardOnLoss, false);
-    result.connectTimeout = number(settings, "ConnectTimeout", 1, kHourMs, 5000);
-    result.backoffMax = number(settings, "BackoffMax", 1, kHourMs, 30'000);
+    result.maxPayloadSize = result.stream ? settings.Number("MaxPayloadSize", 32'000, 4, kMaxQueue)
+                                          : settings.Number("MaxPayloadSize", 1020, 4, kMaxDatagram);
+    result.discardOnLoss = settings.Flag("DiscardOnLoss", false);
+    result.connectTimeout = settings.Number("ConnectTimeout", 5000, 1, kHourMs);
+    result.backoffMax = settings.Number("BackoffMax", 30'000, 1, kHourMs);
     result.backoffMin =
-        number(settings, "BackoffMin", 1, result.backoffMax, std::min(500U, result.backoffMax));
-    result.sendTimeout = number(settings, "SendTimeout", 1, kHourMs, 30'000);
+        settings.Number("BackoffMin", std::min(500U, result.backoffMax), 1, result.backoffMax);
+    result.sendTimeout = settings.Number("SendTimeout", 30'000, 1, kHourMs);
     return result;
 }
 

@@ -23,7 +23,8 @@ struct SenderSettings {
     std::string GetTarget() const;  ///< "udp://host:port", "tcp://host:port".
 };
 
-/// Throws InitializationException, whose message names the setting, for a value that cannot be used.
-SenderSettings ReadSenderSettings(const WindowsAgentCommon::EnvironmentBlock& settings);
+/// Throws InitializationException, whose message names the setting, for a value that cannot be used. Other
+/// settings in the block are somebody else's.
+SenderSettings ReadSenderSettings(const WindowsAgentCommon::EnvironmentBlock& block);
 
 }  // namespace CorvaneAgent

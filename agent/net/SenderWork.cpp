@@ -191,7 +191,21 @@ unsigned long Sender::discardInput() {
     return 0;
 }
 
+// Where the event begins that is sent next, or is cut short.
+std::size_t Sender::eventBegin() const { return line_ == 0 ? 0 : chunk_.ends[line_ - 1]; }
+
+// A receiver would take an event that is cut short for a whole one if the stream ended in order behind it.
+bool Sender::resetIfTorn() {
+    if (!socket_ || !settings_.stream || offset_ == eventBegin()) return false;
+    const linger hard = {1, 0};
+    ::setsockopt(socket_->GetHandle(), SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&hard),
+                 sizeof hard);
+    socket_.reset();
+    return true;
+}
+
 void Sender::lose(unsigned long code) {
+    resetIfTorn();
     socket_.reset();
     state_ = ConnectionState::kConnecting;
     {
@@ -201,9 +215,8 @@ void Sender::lose(unsigned long code) {
             counters_.onLoss += dropAll();
         } else {
             // The event that was cut short goes again from its beginning, so it is back in the queue.
-            const std::size_t begin = line_ == 0 ? 0 : chunk_.ends[line_ - 1];
-            queue_.Return(offset_ - begin);
-            offset_ = begin;
+            queue_.Return(offset_ - eventBegin());
+            offset_ = eventBegin();
         }
     }
     if (log_.Lost(describe(code), SteadyMilliseconds())) backoff_.Reset();
@@ -218,18 +231,20 @@ std::size_t Sender::dropAll() {
     return count;
 }
 
+void Sender::countLoss() {
+    const Guard guard(lock_);
+    ++counters_.losses;
+}
+
 // Closing a socket with unread input would take along what is still on its way.
 void Sender::endStream() {
+    if (resetIfTorn()) return countLoss();
     if (!socket_ || !settings_.stream || ::shutdown(socket_->GetHandle(), SD_SEND) == SOCKET_ERROR) return;
     const std::int64_t end = std::min(closeAt_, SteadyMilliseconds() + kEndOfStreamMs);
     while (SteadyMilliseconds() < end) {
         const unsigned long code = discardInput();
         if (code == WSAEDISCON) return;
-        if (code != 0) {
-            const Guard guard(lock_);
-            ++counters_.losses;
-            return;
-        }
+        if (code != 0) return countLoss();
         wait(kStepMs);
     }
 }

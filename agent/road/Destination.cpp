@@ -8,6 +8,7 @@
 #include "agent/sdk/Clock.h"
 
 #include <exception>
+#include <new>
 
 namespace CorvaneAgent {
 
@@ -162,8 +163,8 @@ int Destination::svc() {
                 pass(batch.number, std::move(rendered));
             }
             return 0;
-        } catch (const std::exception& e) {  // of take, which then took nothing
-            log_->Error("Destination %s: a worker failed: %s", options_.name.c_str(), e.what());
+        } catch (const std::exception&) {  // of take, which then took nothing
+            waitForMemory();
         }
     }
 }
@@ -207,19 +208,43 @@ void Destination::render(IPayloadBuilder& builder, Batch& batch, Rendered& out) 
     }
     out.lines.Clear();
     std::string line;
+    std::size_t done = 0;
     for (auto& payload : batch.payloads) {
-        try {
-            builder.BuildPayloadString(*payload, line);
-            out.lines.lengths.reserve(out.events);  // so that text and lengths stay of one mind
-            out.lines.Add(line.data(), line.size());
-        } catch (const std::exception& e) {
-            countDamaged(e.what());
-        }
+        if (!renderOne(builder, *payload, line, out.lines)) break;
         payload.reset();
+        ++done;
     }
     batch.payloads.clear();
     const Guard guard(lock_);
     rendered_ += out.lines.lengths.size();
+    unwritten_ += out.events - done;
+    unsafe_ = unsafe_ || done < out.events;
+}
+
+/// False when there was no memory for it until the end.
+bool Destination::renderOne(IPayloadBuilder& builder, IPayload& payload, std::string& line,
+                            LineBatch& lines) {
+    do {
+        try {
+            builder.BuildPayloadString(payload, line);
+            lines.lengths.reserve(kBatchEvents);  // so that text and lengths stay of one mind
+            lines.Add(line.data(), line.size());
+            return true;
+        } catch (const std::bad_alloc&) {  // no fault of the event's
+        } catch (const std::exception& e) {
+            countDamaged(e.what());
+            return true;
+        }
+    } while (waitForMemory());
+    return false;
+}
+
+/// False at the end.
+bool Destination::waitForMemory() {
+    Guard guard(lock_);
+    ++failed_;
+    if (!ended_) WaitStep(passed_, kStepMs);
+    return !ended_;
 }
 
 void Destination::countDamaged(const char* why) {
@@ -277,12 +302,19 @@ bool Destination::writeOut(const LineBatch& lines) {
 
 void Destination::Tick(std::int64_t now) {
     std::size_t queued = 0;
+    bool failing = false;
     {
         const Guard guard(lock_);
+        failing = failed_ != failedSeen_;
+        failedSeen_ = failed_;
         // Between two refusals the queue may have a little room for a moment: it has been full all the same.
         queued = refused_ != refusedSeen_ ? options_.capacity : queued_;
         refusedSeen_ = refused_;
     }
+    if (failing && !failing_)
+        log_->Error("Destination %s lacks memory for its events, which wait", options_.name.c_str());
+    if (!failing && failing_) log_->Info("Destination %s has memory again", options_.name.c_str());
+    failing_ = failing;
     {
         const Guard guard(tickLock_);
         alarm_.Update(queued, options_.capacity, now);

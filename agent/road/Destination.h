@@ -25,7 +25,8 @@ class IPayloadFactory;
 namespace CorvaneAgent {
 
 /// A bounded queue of events, threads that render them, and a sink that gets the lines in the order in which
-/// the events came.
+/// the events came. An event that cannot be rendered is dropped and counted; for lack of memory it is tried
+/// again.
 ///
 /// Events are gathered into batches of up to 256 events, 1 MiB or 5 ms. Between one and Options::workers
 /// threads render a batch each; a backlog monitor over the queue, asked once a second, decides how many.
@@ -99,6 +100,9 @@ private:
     void sealLocked();
     bool take(unsigned int worker, Batch& batch);
     void render(WindowsAgentCommon::IPayloadBuilder& builder, Batch& batch, Rendered& out);
+    bool renderOne(WindowsAgentCommon::IPayloadBuilder& builder, WindowsAgentCommon::IPayload& payload,
+                   std::string& line, LineBatch& lines);
+    bool waitForMemory();
     void countDamaged(const char* why);
     void pass(std::uint64_t number, Rendered&& rendered);
     bool writeOut(const LineBatch& lines);
@@ -135,11 +139,13 @@ private:
     bool unsafe_ = false;                          // something could not be written
     std::uint64_t refused_ = 0, refusedSeen_ = 0;  // by Send for being full; at the last Tick
     std::uint64_t rendered_ = 0, damaged_ = 0, unwritten_ = 0;
-    bool workersFixed_ = false;  // no more threads to be had; the log was told
+    std::uint64_t failed_ = 0, failedSeen_ = 0;  // attempts without memory; at the last Tick
+    bool workersFixed_ = false;                  // no more threads to be had; the log was told
 
     mutable ACE_Thread_Mutex tickLock_;  // guards the ladder; it logs under it
     AlarmLadder alarm_;
     WindowsAgentCommon::BacklogMonitor monitor_;  // Tick's own
+    bool failing_ = false;                        // Tick's own: what the log was told
 };
 
 }  // namespace CorvaneAgent

@@ -10,11 +10,12 @@
 #include "WindowsAgentCommon/IPersistenceManager.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "agent/road/Destination.h"
-#include "agent/road/DestinationSettings.h"
 #include "agent/road/FileSink.h"
+#include "agent/road/FolderName.h"
 #include "agent/road/SpoolSink.h"
 #include "agent/road/Waiting.h"
 #include "agent/sdk/Clock.h"
+#include "agent/sdk/SettingsReader.h"
 
 #include <algorithm>
 #include <exception>
@@ -26,6 +27,9 @@ namespace {
 using namespace WindowsAgentCommon;
 
 constexpr std::uint64_t kMegabyte = 1U << 20;
+constexpr std::uint64_t kLeastSpool = 8;          // MiB
+constexpr std::uint64_t kUnlimitedSpool = 512;    // MiB, where the disk manager sets no limit
+constexpr std::uint64_t kWindow = 8 * kMegabyte;  // what receivers commonly hold unread
 constexpr std::int64_t kDrainMs = 1500;
 constexpr std::int64_t kStopMs = 2500;  // then the senders have half a second to close
 constexpr int kTickMs = 1000;
@@ -55,10 +59,14 @@ std::wstring filePath(const std::string& text) {
     return absolute ? path : GetLogPath() + path;
 }
 
+SettingsReader settingsOf(const InstanceConfig& instance) {
+    return SettingsReader("destination " + instance.text1, instance.settings);
+}
+
 void requireUniqueNames(const std::vector<InstanceConfig>& instances) {
     std::vector<std::string> names, files;
     for (const InstanceConfig& instance : instances) {
-        const DestinationSettings settings(instance);
+        SettingsReader settings = settingsOf(instance);
         const std::string name = lowerCase(instance.text1);
         if (name.empty() || name.size() > 64) settings.Refuse("the name", name, "has not 1 to 64 bytes");
         if (std::count(names.begin(), names.end(), name) > 0)
@@ -72,6 +80,41 @@ void requireUniqueNames(const std::vector<InstanceConfig>& instances) {
     }
 }
 
+/// The setting in bytes; 0 without it.
+std::uint64_t spoolCapacity(SettingsReader& settings) {
+    return settings.Number<std::uint64_t>("SpoolCapacity", 0, kLeastSpool, 1U << 20) * kMegabyte;
+}
+
+/// The bytes for each spool without a SpoolCapacity: an equal part of what the others leave. Throws when the
+/// spools together would exceed the disk manager's capacity, since one of them could then take another's
+/// room.
+std::uint64_t shareOf(const std::vector<InstanceConfig>& instances) {
+    std::uint64_t given = 0, others = 0, capacity = 0;
+    for (const InstanceConfig& instance : instances) {
+        SettingsReader settings = settingsOf(instance);
+        if (settings.Text("Type", "File") == "File") continue;
+        const std::uint64_t own = spoolCapacity(settings);
+        given += own;
+        others += own == 0 ? 1 : 0;
+    }
+    if (given + others == 0) return 0;
+    EnvironmentBlock status;
+    require<IDiskManager>().GetStatus(status);
+    status.GetIntegerValue("CapacityBytes", capacity, 0);
+    if (capacity == 0) return kUnlimitedSpool * kMegabyte;
+    const std::uint64_t needed = given + others * kLeastSpool * kMegabyte;
+    std::string text;
+    if (needed > capacity)
+        throw InitializationException(
+            __FILE__, __FUNCTION__, __LINE__,
+            Format(
+                text,
+                "The destinations' spools need %I64u MiB (SpoolCapacity, or at least %I64u for each without "
+                "it), but the disk manager's Capacity is %I64u MiB",
+                needed / kMegabyte, kLeastSpool, capacity / kMegabyte));
+    return others == 0 ? 0 : (capacity - given) / others;
+}
+
 }  // namespace
 
 DestinationManager::DestinationManager()
@@ -82,7 +125,7 @@ DestinationManager::~DestinationManager() { DestinationManager::Shutdown(); }
 void DestinationManager::GetDependencies(std::vector<std::string>& services) const {
     services.push_back(IPayloadFactory::GetServiceName());
     for (const InstanceConfig& instance : GetServiceConfig().instances) {
-        if (DestinationSettings(instance).Text("Type", "File") == "File") continue;
+        if (settingsOf(instance).Text("Type", "File") == "File") continue;
         services.push_back(IDiskManager::GetServiceName());
         services.push_back(IPersistenceManager::GetServiceName());
         services.push_back(IConnectionFactory::GetServiceName());
@@ -90,12 +133,14 @@ void DestinationManager::GetDependencies(std::vector<std::string>& services) con
     }
 }
 
-InitializeResult DestinationManager::Initialize(const EnvironmentBlock&) {
+InitializeResult DestinationManager::Initialize(const EnvironmentBlock& settings) {
     if (IsInitialized()) return InitializeResult::kDone;
+    SettingsReader("DestinationManager", settings.Entries()).RefuseUnknown();
     const std::vector<InstanceConfig>& instances = GetServiceConfig().instances;
     if (instances.empty())
         throw InitializationException(__FILE__, __FUNCTION__, __LINE__, "There is no destination");
     requireUniqueNames(instances);
+    share_ = shareOf(instances);
     Destinations made;
     for (const InstanceConfig& instance : instances) add(instance, made);
     {
@@ -108,30 +153,31 @@ InitializeResult DestinationManager::Initialize(const EnvironmentBlock&) {
 }
 
 void DestinationManager::add(const InstanceConfig& config, Destinations& destinations) {
-    const DestinationSettings settings(config);
+    SettingsReader settings = settingsOf(config);
     const std::string type = settings.Choice("Type", "File", {"File", "UDP", "TCP"});
     Destination::Options options;
     options.name = config.text1;
-    options.capacity = static_cast<std::size_t>(settings.Number("QueueCapacity", 4000, 256, 1'000'000));
-    options.workers = static_cast<unsigned int>(settings.Number("Workers", 2, 1, 16));
-    std::unique_ptr<Sink> sink = type == "File" ? makeFileSink(config) : makeSpoolSink(config, type);
+    options.capacity = settings.Number("QueueCapacity", 4000, 256, 1'000'000);
+    options.workers = settings.Number("Workers", 2, 1, 16);
+    std::unique_ptr<Sink> sink =
+        type == "File" ? makeFileSink(config, settings) : makeSpoolSink(config, type, settings);
     destinations.push_back(std::make_shared<Destination>(options, std::move(sink), logOf(config.text1)));
 }
 
-std::unique_ptr<Sink> DestinationManager::makeFileSink(const InstanceConfig& config) {
-    const DestinationSettings settings(config);
+std::unique_ptr<Sink> DestinationManager::makeFileSink(const InstanceConfig& config,
+                                                       SettingsReader& settings) {
     settings.Choice("FullPolicy", "Block", {"Block"});
     FileSink::Options options;
     options.name = config.text1;
     options.path = filePath(settings.Text("Path", "events.log"));
-    options.maxBytes = settings.Number("MaxFileSize", 100, 0, 1U << 20) * kMegabyte;
-    options.keep = static_cast<unsigned int>(settings.Number("KeepFiles", 5, 1, 999));
+    options.maxBytes = settings.Number<std::uint64_t>("MaxFileSize", 100, 0, 1U << 20) * kMegabyte;
+    options.keep = settings.Number("KeepFiles", 5, 1, 999);
+    settings.RefuseUnknown();
     return std::make_unique<FileSink>(options, logOf(config.text1));
 }
 
-std::unique_ptr<Sink> DestinationManager::makeSpoolSink(const InstanceConfig& config,
-                                                        const std::string& type) {
-    const DestinationSettings settings(config);
+std::unique_ptr<Sink> DestinationManager::makeSpoolSink(const InstanceConfig& config, const std::string& type,
+                                                        SettingsReader& settings) {
     auto& disk = require<IDiskManager>();
     SpoolSink::Options options;
     options.name = config.text1;
@@ -139,18 +185,21 @@ std::unique_ptr<Sink> DestinationManager::makeSpoolSink(const InstanceConfig& co
     options.spool.folder = disk.GetBasePath();
     if (!options.spool.folder.empty() && options.spool.folder.back() != L'\\') options.spool.folder += L'\\';
     options.spool.folder += L"spool\\" + FolderName(config.text1) + L"\\";
-    options.spool.capacity = settings.Number("SpoolCapacity", 512, 8, 1U << 20) * kMegabyte;
+    options.spool.capacity = spoolCapacity(settings);
+    if (options.spool.capacity == 0) options.spool.capacity = share_;
     options.spool.segmentBytes = std::min<std::uint64_t>(options.spool.capacity / 16, 4 * kMegabyte);
     // What is handed over and not confirmed yet stays in the spool: there must be room beside it.
     const std::uint64_t most = options.spool.capacity / 4;
-    const std::uint64_t window = settings.Number("ResendWindow", type == "UDP" ? 0 : kMegabyte, 0, most);
-    if (type == "UDP" && window != 0)
-        settings.Refuse("ResendWindow", settings.Text("ResendWindow", ""), "is not for UDP");
-    options.resendWindow = window;
-    options.highWaterMark = static_cast<std::size_t>(
-        settings.Number("QueueHighWaterMark", kMegabyte, 1024, std::min<std::uint64_t>(most, 256U << 20)));
-    options.lowWaterMark = static_cast<std::size_t>(
-        settings.Number("QueueLowWaterMark", options.highWaterMark / 2, 0, options.highWaterMark - 1));
+    if (type == "TCP")
+        options.resendWindow =
+            settings.Number<std::uint64_t>("ResendWindow", std::min(kWindow, most), 0, most);
+    options.highWaterMark =
+        settings.Number("QueueHighWaterMark", kMegabyte, 1024, std::min<std::uint64_t>(most, 256U << 20));
+    options.lowWaterMark =
+        settings.Number("QueueLowWaterMark", options.highWaterMark / 2, 0, options.highWaterMark - 1);
+    settings.Know({"TargetAddress", "TargetPort", "Framing", "MaxPayloadSize", "ConnectTimeout", "BackoffMin",
+                   "BackoffMax", "SendTimeout"});
+    settings.RefuseUnknown();
 
     EnvironmentBlock block;
     for (const auto& setting : config.settings) block.SetStringValue(setting.first, setting.second);
@@ -164,7 +213,7 @@ std::unique_ptr<Sink> DestinationManager::makeSpoolSink(const InstanceConfig& co
     options.lowWaterMark = std::min(options.lowWaterMark, options.highWaterMark - 1);
     std::shared_ptr<ISender> sender;
     if (!require<IConnectionFactory>().CreateSender(block, sender) || !sender)
-        settings.Refuse("TargetAddress", settings.Text("TargetAddress", ""),
+        settings.Refuse("TargetAddress", settings.Text("TargetAddress"),
                         "or another setting makes no sender");
     std::shared_ptr<IPersistentRecord> record;
     const unsigned long error = require<IPersistenceManager>().OpenRecord("spool." + config.text1, record);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,10 +23,11 @@ class IPersistenceManager;
 namespace CorvaneAgent {
 
 class Destination;
+class SettingsReader;
 class Sink;
 
 /// The agent's destinations: one for each instance of its service configuration, whose text1 is the name and
-/// whose settings docs/agent-road.md lists. Its own settings are not looked at. The status of each
+/// whose settings docs/agent-road.md lists. It takes no settings of its own. The status of each
 /// destination stands under "<name>.", its states as that page says.
 ///
 /// Shutdown writes what is queued and sends what it can, for about three seconds, and takes no new events
@@ -58,14 +60,16 @@ private:
     Destinations all() const;
     void stop(const Destinations& destinations);
     void add(const WindowsAgentCommon::InstanceConfig& config, Destinations& destinations);
-    std::unique_ptr<Sink> makeFileSink(const WindowsAgentCommon::InstanceConfig& config);
+    std::unique_ptr<Sink> makeFileSink(const WindowsAgentCommon::InstanceConfig& config,
+                                       SettingsReader& settings);
     std::unique_ptr<Sink> makeSpoolSink(const WindowsAgentCommon::InstanceConfig& config,
-                                        const std::string& type);
+                                        const std::string& type, SettingsReader& settings);
 
     WindowsAgentCommon::Log log_;
     mutable ACE_Thread_Mutex lock_;  // guards what follows
     ACE_Condition_Thread_Mutex changed_;
     Destinations destinations_;
+    std::uint64_t share_ = 0;                     // Initialize's own: bytes of a spool without SpoolCapacity
     WindowsAgentCommon::EnvironmentBlock final_;  // what the destinations counted before they were shut down
     bool stopping_ = false;
 };

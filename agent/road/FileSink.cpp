@@ -5,6 +5,7 @@
 #include "WindowsAgentCommon/Formatting.h"
 #include "agent/road/Waiting.h"
 #include "agent/sdk/Clock.h"
+#include "agent/sdk/Text.h"
 
 #include <algorithm>
 
@@ -47,24 +48,11 @@ bool FileSink::Write(const LineBatch& batch) {
 }
 
 void FileSink::compose(const LineBatch& batch) {
-    const bool breaks =
-        batch.text.find('\r') != std::string::npos || batch.text.find('\n') != std::string::npos;
     out_.clear();
     out_.reserve(batch.text.size() + batch.lengths.size());
     std::size_t start = 0;
     for (const std::size_t length : batch.lengths) {
-        if (!breaks) {
-            out_.append(batch.text, start, length);
-        } else {
-            for (std::size_t i = start; i < start + length; ++i) {
-                const char c = batch.text[i];
-                if (c == '\r' || c == '\n') {
-                    out_ += c == '\r' ? "\\r" : "\\n";
-                } else {
-                    out_ += c;
-                }
-            }
-        }
+        AppendVisibly(out_, batch.text.data() + start, length);
         out_ += '\n';
         start += length;
     }

@@ -6,6 +6,7 @@
 #include "agent/road/Destination.h"
 #include "agent/sdk/Clock.h"
 #include "agent/sdk/IDestinationNames.h"
+#include "agent/sdk/SettingsReader.h"
 
 #include <ace/Guard_T.h>
 
@@ -47,12 +48,11 @@ InitializeResult PayloadRouter::Initialize(const EnvironmentBlock& settings) {
     Shutdown();
     for (const std::string& name : names->GetDestinationNames()) addTarget(*manager, name);
     everyone_ = targets_.size() == kMaxTargets ? ~Set{0} : (Set{1} << targets_.size()) - 1;
-    std::vector<std::string> routes;
-    settings.GetArrayValue("Route", routes);
+    SettingsReader reader("PayloadRouter", settings.Entries());
+    const std::vector<std::string> routes = reader.Texts("Route");
+    reader.RefuseUnknown();
     for (const std::string& name : routes) {
-        if (targetOf(name) == targets_.size())
-            throw InitializationException(__FILE__, __FUNCTION__, __LINE__,
-                                          "The router's Route \"" + name + "\" is no destination");
+        if (targetOf(name) == targets_.size()) reader.Refuse("Route", name, "is no destination");
         AddRoute(nullptr, name);
     }
     SetInitialized(true);

@@ -78,7 +78,7 @@ private:
     std::vector<Target> targets_;  // set by Initialize
     Set everyone_ = 0;
     std::atomic<RouteEntry*> first_{nullptr};  // the routes, added at the end only
-    std::atomic<std::uint32_t> unwanted_{0};
+    std::atomic<std::uint64_t> unwanted_{0};
     std::atomic<bool> filterFailed_{false};  // the log was told
     ACE_Thread_Mutex lock_;                  // guards the next line
     std::vector<std::unique_ptr<RouteEntry>> routes_;

@@ -71,6 +71,7 @@ unsigned long Spool::listLocked() {
         const std::uint64_t size = static_cast<std::uint64_t>(entry.nFileSizeHigh) << 32 | entry.nFileSizeLow;
         segments_[number] = {size, size, 0, false};  // the disk manager has counted it at its start
         bytes_ += size;
+        reserved_ += size;
     } while (::FindNextFileW(search, &entry));
     const DWORD error = ::GetLastError();
     return error == ERROR_NO_MORE_FILES ? 0 : error;
@@ -104,7 +105,7 @@ void Spool::checkLastLocked() {
     const bool cut =
         file && ::SetFilePointerEx(file.get(), end, nullptr, FILE_BEGIN) && ::SetEndOfFile(file.get());
     if (cut) {
-        disk_.ReleaseSpace(kCaller, size - whole);
+        releaseLocked(size - whole);
         last->second.reserved = whole;
     }
     last->second.size = whole;
@@ -158,7 +159,7 @@ Spool::AppendResult Spool::appendLocked(std::string& bytes, std::uint64_t record
         const bool isNew = !writer_;
         const std::size_t from = isNew ? 0 : kSegmentHeaderBytes;
         const std::uint64_t size = bytes.size() - from;
-        if (bytes_ + size <= options_.capacity && disk_.ReserveSpace(kCaller, size)) {
+        if (reserveLocked(size)) {
             if (isNew) PutSegmentHeader(&bytes[0], nextNumber_);
             return writeLocked(bytes.data() + from, static_cast<std::size_t>(size), records, isNew);
         }
@@ -168,17 +169,28 @@ Spool::AppendResult Spool::appendLocked(std::string& bytes, std::uint64_t record
     return AppendResult::kFull;
 }
 
-/// size: reserved with the disk manager.
+bool Spool::reserveLocked(std::uint64_t bytes) {
+    if (reserved_ + bytes > options_.capacity || !disk_.ReserveSpace(kCaller, bytes)) return false;
+    reserved_ += bytes;
+    return true;
+}
+
+void Spool::releaseLocked(std::uint64_t bytes) {
+    disk_.ReleaseSpace(kCaller, bytes);
+    reserved_ -= bytes;
+}
+
+/// size: reserved.
 Spool::AppendResult Spool::writeLocked(const char* bytes, std::size_t size, std::uint64_t records,
                                        bool isNew) {
     try {
         appendError_ = isNew ? openWriterLocked() : 0;
     } catch (const std::exception&) {
-        disk_.ReleaseSpace(kCaller, size);
+        releaseLocked(size);
         throw;
     }
     if (appendError_ != 0) {
-        disk_.ReleaseSpace(kCaller, size);
+        releaseLocked(size);
         return AppendResult::kFailed;
     }
     Segment& segment = segments_.rbegin()->second;
@@ -220,7 +232,7 @@ void Spool::undoLocked(bool isNew, std::uint64_t bytes) {
     LARGE_INTEGER end;
     end.QuadPart = static_cast<LONGLONG>(segment.size);
     if (::SetFilePointerEx(writer_.get(), end, nullptr, FILE_BEGIN) && ::SetEndOfFile(writer_.get())) {
-        disk_.ReleaseSpace(kCaller, bytes);
+        releaseLocked(bytes);
     } else {
         segment.reserved += bytes;  // the rubbish stays behind the segment's valid part
         writer_.reset();
@@ -304,7 +316,7 @@ void Spool::removeLocked(Segments::iterator segment) {
     const std::wstring path = SegmentPath(options_.folder, segment->first);
     const DWORD error = ::DeleteFileW(path.c_str()) ? 0 : ::GetLastError();
     if (error == 0 || error == ERROR_FILE_NOT_FOUND) {
-        disk_.ReleaseSpace(kCaller, segment->second.reserved);
+        releaseLocked(segment->second.reserved);
     } else {
         // Still on the disk, so still accounted for. Should the process end before it is gone, the next start
         // finds it, and sends it again if it lies behind the kept position.
@@ -324,7 +336,7 @@ bool Spool::deleteLeftLocked() {
         if (!::DeleteFileW(SegmentPath(options_.folder, one->first).c_str()) &&
             ::GetLastError() != ERROR_FILE_NOT_FOUND)
             return left_.size() < before;
-        disk_.ReleaseSpace(kCaller, one->second);
+        releaseLocked(one->second);
         one = left_.erase(one);
     }
     return before > 0;

@@ -41,7 +41,7 @@ class Spool {
 public:
     struct Options {
         std::wstring folder;             ///< With a backslash at its end; made if need be.
-        std::uint64_t capacity = 0;      ///< Bytes of all segments.
+        std::uint64_t capacity = 0;      ///< Bytes accounted for at most.
         std::uint64_t segmentBytes = 0;  ///< When a segment is full; a larger batch gets one of its own.
     };
     enum class AppendResult {
@@ -99,6 +99,8 @@ private:
     bool walkLocked(std::uint64_t number, std::uint64_t until, std::uint64_t& end);
     AppendResult appendLocked(std::string& bytes, std::uint64_t records);
     AppendResult writeLocked(const char* bytes, std::size_t size, std::uint64_t records, bool isNew);
+    bool reserveLocked(std::uint64_t bytes);
+    void releaseLocked(std::uint64_t bytes);
     unsigned long openWriterLocked();
     void undoLocked(bool isNew, std::uint64_t bytes);
     SegmentReader::Result readLocked(std::uint64_t number, std::uint64_t offset, std::size_t maxBytes,
@@ -114,7 +116,8 @@ private:
     WindowsAgentCommon::Log log_;
     mutable ACE_Thread_Mutex lock_;  // guards what follows
     Segments segments_;
-    std::uint64_t bytes_ = 0;  // the sizes of all segments
+    std::uint64_t bytes_ = 0;     // the sizes of all segments
+    std::uint64_t reserved_ = 0;  // accounted for with the disk manager, what could not be deleted included
     std::uint64_t nextNumber_ = 1;
     SpoolPosition released_;
     Handle writer_;  // of the last segment; none: the next Append begins a new one

@@ -252,8 +252,8 @@ bool SpoolSink::feed() {
         chunkLine_ = chunkByte_ = 0;
         fetched_ = end;
         if (caughtUp_) return false;
-        std::uint64_t bytes = chunk_.text.size() + chunk_.lengths.size() * kRecordHeaderBytes;
-        chunkPosition_ = {end.segment, end.offset - bytes};
+        inHand_ = chunk_.text.size() + chunk_.lengths.size() * kRecordHeaderBytes;
+        chunkPosition_ = {end.segment, end.offset - inHand_};
     }
     return handOver();
 }
@@ -287,6 +287,8 @@ void SpoolSink::checkLoss() {
 /// there is.
 void SpoolSink::discardChunk(std::uint64_t first) {
     if (chunkPosition_.segment < first) droppedFull_ += chunk_.lengths.size() - chunkLine_;
+    if (inHand_ > 0) fetched_ = chunkPosition_;
+    inHand_ = 0;
     chunk_.Clear();
     chunkLine_ = chunkByte_ = 0;
 }
@@ -313,7 +315,18 @@ void SpoolSink::save(std::int64_t now, bool always) {
     block.SetIntegerValue("Segment", confirmed_.segment);
     block.SetIntegerValue("Offset", confirmed_.offset);
     savedAt_ = now;
-    if (record_->Save(block) == 0) saved_ = confirmed_;  // otherwise it is tried again
+    const unsigned long error = record_->Save(block);
+    if (error == 0) {
+        saved_ = confirmed_;
+        if (saveError_ != 0)
+            log_->Info("The position in the spool of destination %s is kept again", options_.name.c_str());
+    } else if (saveError_ == 0) {
+        log_->Error("The position in the spool of destination %s cannot be kept, error %lu: trying again",
+                    options_.name.c_str(), error);
+    }
+    saveError_ = error;
+    const Guard guard(lock_);
+    positionErrors_ += error != 0 ? 1 : 0;
 }
 
 /// False when the sender takes no more for the moment.
@@ -321,11 +334,12 @@ bool SpoolSink::handOver() {
     const ConnectionState state = sender_->GetState();
     if (state == ConnectionState::kClosed) sender_->Open();
     if (state != ConnectionState::kConnected) return false;
-    const std::size_t before = chunkLine_;
-    const std::size_t lines = handOverLines();
+    const std::size_t before = chunkLine_, byteBefore = chunkByte_;
+    const std::size_t lines = handOverLines() - before;
     const Guard guard(lock_);
-    sent_ += lines - before;
-    if (lines > before) lastSent_ = static_cast<std::uint64_t>(SystemMilliseconds());
+    sent_ += lines;
+    inHand_ -= chunkByte_ - byteBefore + lines * kRecordHeaderBytes;
+    if (lines > 0) lastSent_ = static_cast<std::uint64_t>(SystemMilliseconds());
     return chunkLine_ == chunk_.lengths.size();
 }
 
@@ -369,13 +383,15 @@ void SpoolSink::AddStatus(const std::string& prefix, EnvironmentBlock& status) c
     status.SetStringValue(prefix + "Target", sender_->GetTarget());
     status.SetIntegerValue(prefix + "Dropped.DamagedSegments", spool_.GetDamagedCount());
     status.SetIntegerValue(prefix + "SpoolTotalBytes", spool_.GetBytes());
+    status.SetIntegerValue(prefix + "SpoolCapacity", options_.spool.capacity);
     const Guard guard(lock_);
-    status.SetIntegerValue(prefix + "SpoolBytes", spool_.GetBytesBehind(fetched_));
+    status.SetIntegerValue(prefix + "SpoolBytes", spool_.GetBytesBehind(fetched_) + inHand_);
     status.SetIntegerValue(prefix + "Spooled", spooled_);
     status.SetIntegerValue(prefix + "Sent", sent_);
     status.SetIntegerValue(prefix + "Resent", resent_);
     status.SetIntegerValue(prefix + "Dropped.SpoolFull", droppedFull_);
     status.SetIntegerValue(prefix + "Dropped.Oversize", droppedOversize_);
+    status.SetIntegerValue(prefix + "PositionErrors", positionErrors_);
     status.SetIntegerValue(prefix + "LastSent", lastSent_);
     status.SetStringValue(prefix + "SpoolAlarm", alarm_.GetStateText());
 }

@@ -89,22 +89,25 @@ private:
     bool stopping_ = false;
     bool feederWaits_ = false;  // for something to be in the spool
     bool caughtUp_ = false;     // nothing in the spool that was not handed over
-    SpoolPosition fetched_;     // what lies before it is in the feeder's hands
+    SpoolPosition fetched_;     // what lies before it was handed over, or is
+    std::uint64_t inHand_ = 0;  // in the feeder's hands: bytes, record headers included
     std::uint64_t spooled_ = 0, sent_ = 0, resent_ = 0;
     std::uint64_t droppedFull_ = 0, droppedOversize_ = 0;
-    std::uint64_t lastSent_ = 0;     // ms since 1970
-    unsigned long writeError_ = 0;   // what the log was told
-    bool refused_ = false;           // a Write found the spool full since the last Tick
-    std::uint64_t fullBytes_ = 0;    // what the spool had then
-    std::int64_t refusedUntil_ = 0;  // ms; until then it counts as full
-    bool dropping_ = false;          // what the log was told
+    std::uint64_t positionErrors_ = 0;  // attempts to keep the position that failed
+    std::uint64_t lastSent_ = 0;        // ms since 1970
+    unsigned long writeError_ = 0;      // what the log was told
+    bool refused_ = false;              // a Write found the spool full since the last Tick
+    std::uint64_t fullBytes_ = 0;       // what the spool had then
+    std::int64_t refusedUntil_ = 0;     // ms; until then it counts as full
+    bool dropping_ = false;             // what the log was told
     AlarmLadder alarm_;
 
     // The feeder's own.
     SpoolPosition confirmed_, saved_;
     std::int64_t savedAt_ = 0;
-    std::deque<Mark> marks_;    // what is not confirmed
-    std::uint64_t handed_ = 0;  // bytes
+    unsigned long saveError_ = 0;  // what the log was told
+    std::deque<Mark> marks_;       // what is not confirmed
+    std::uint64_t handed_ = 0;     // bytes
     unsigned int lossSeen_ = 0;
     bool senderFull_ = false;
     LineBatch chunk_;              // read from the spool

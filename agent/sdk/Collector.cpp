@@ -8,6 +8,7 @@
 #include "WindowsAgentCommon/KORException.h"
 #include "agent/sdk/Clock.h"
 #include "agent/sdk/IDeliveryBarrier.h"
+#include "agent/sdk/Text.h"
 
 #include <ace/Guard_T.h>
 
@@ -25,11 +26,15 @@ namespace {
 constexpr std::size_t kLineBytes = 63 * 1024;  // the payload builder's line holds 64 KiB, header and all
 constexpr std::size_t kMostNames = 4000;
 constexpr std::size_t kLongestName = 128;
-constexpr unsigned int kCheckpointWaitMs = 10'000;
-constexpr unsigned int kLastCheckpointWaitMs = 1500;
-constexpr unsigned int kSafeStepMs = 250;
+constexpr std::size_t kLongestHost = 255;
+constexpr std::int64_t kCheckpointWaitMs = 10'000;
+constexpr std::int64_t kStopMs = 1000;
+constexpr std::int64_t kSafeStepMs = 250;
 constexpr unsigned int kFailurePauseMs = 5000;
 constexpr char kCut[] = "[cut]";
+
+// By cmpxchg8b, without which no Windows XP starts.
+static_assert(std::atomic<std::uint64_t>::is_always_lock_free, "the counters take a lock");
 
 std::string computerName() {
     wchar_t name[MAX_COMPUTERNAME_LENGTH + 1];
@@ -39,25 +44,6 @@ std::string computerName() {
 
 [[noreturn]] void refuse(const std::string& message) {
     throw InitializationException(__FILE__, __FUNCTION__, __LINE__, message);
-}
-
-/// Gives a setting that is there. Returns what is wrong with it, or an empty text.
-std::string readNumber(const EnvironmentBlock& settings, const std::string& name, unsigned int least,
-                       unsigned int most, unsigned int& out) {
-    std::string text, trouble;
-    if (!settings.GetStringValue(name, text, "")) return trouble;
-    unsigned int number = 0;
-    bool good = !text.empty() && text.size() <= 9;
-    for (const char c : text) {
-        good = good && c >= '0' && c <= '9';
-        number = number * 10 + static_cast<unsigned int>(c - '0');
-    }
-    if (good && number >= least && number <= most)
-        out = number;
-    else
-        Format(trouble, "%s is \"%s\", not a whole number from %u to %u", name.c_str(), text.c_str(), least,
-               most);
-    return trouble;
 }
 
 std::string safeName(std::string_view name) {
@@ -91,22 +77,17 @@ void Collector::GetDependencies(std::vector<std::string>& services) const {
     services.push_back(IPersistenceManager::GetServiceName());
 }
 
-unsigned int Collector::ReadNumber(const EnvironmentBlock& settings, const std::string& name,
-                                   unsigned int value, unsigned int least, unsigned int most) {
-    const std::string trouble = readNumber(settings, name, least, most, value);
-    if (!trouble.empty()) refuse(trouble);
-    return value;
-}
-
 InitializeResult Collector::Initialize(const EnvironmentBlock& settings) {
     if (IsInitialized()) return InitializeResult::kDone;
     log_ = GetLoggerFactory().GetLog("Agent.Collector." + GetInstanceName());
-    pollMs_ = ReadNumber(settings, "PollInterval", 500, 10, 60'000);
-    checkpointMs_ = ReadNumber(settings, "CheckpointInterval", 1000, 100, 60'000);
-    facility_ = ReadNumber(settings, "Facility", 16, 0, 23);
-    settings.GetStringValue("Host", host_, "");
+    SettingsReader reader(GetInstanceName(), settings.Entries());
+    pollMs_ = reader.Number("PollInterval", 500, 10, 60'000);
+    checkpointMs_ = reader.Number("CheckpointInterval", 1000, 100, 60'000);
+    facility_ = reader.Number("Facility", 16, 0, 23);
+    host_ = reader.Text("Host");
     if (host_.empty()) host_ = computerName();
-    ReadSettings(settings);
+    ReadSettings(reader);
+    reader.RefuseUnknown();
 
     factory_ = findService<IPayloadFactory>();
     router_ = findService<IPayloadRouter>();
@@ -134,10 +115,16 @@ void Collector::Start() {
     }
 }
 
-void Collector::Shutdown() {
-    if (!IsInitialized()) return;
+void Collector::BeginStop(std::int64_t deadline) {
+    if (!IsInitialized() || stopping_) return;
+    stopBy_ = deadline;
     stopping_ = true;
     ::SetEvent(stop_.get());
+}
+
+void Collector::Shutdown() {
+    if (!IsInitialized()) return;
+    BeginStop(SteadyMilliseconds() + kStopMs);
     wait();
     record_.reset();
     SetInitialized(false);
@@ -146,9 +133,9 @@ void Collector::Shutdown() {
 void Collector::GetStatus(EnvironmentBlock& status) const {
     static const char* const kStates[] = {"stopped", "running", "waiting", "failing", "finished"};
     status.SetStringValue("State", kStates[static_cast<int>(state_.load())]);
-    status.SetIntegerValue("Events", static_cast<unsigned int>(events_.load()));
-    status.SetIntegerValue("Damaged", static_cast<unsigned int>(damaged_.load()));
-    status.SetIntegerValue("Cut", static_cast<unsigned int>(cut_.load()));
+    status.SetIntegerValue("Events", events_.load());
+    status.SetIntegerValue("Damaged", damaged_.load());
+    status.SetIntegerValue("Cut", cut_.load());
     const ACE_Guard<ACE_Thread_Mutex> guard(positionLock_);
     status.SetStringValue("Position", position_);
 }
@@ -160,17 +147,17 @@ int Collector::svc() {
         const Progress progress = finished ? Progress::kFinished : collectSafely();
         finished = progress == Progress::kFinished;
         if (SteadyMilliseconds() >= nextCheckpoint_ || (finished && changed_)) {
-            checkpoint(kCheckpointWaitMs);
+            checkpoint();
             nextCheckpoint_ = SteadyMilliseconds() + checkpointMs_;
         }
         if (finished && !changed_) {
-            log_->Info("Finished: %u events, %u damaged", events_.load(), damaged_.load());
+            log_->Info("Finished: %I64u events, %I64u damaged", events_.load(), damaged_.load());
             state_ = State::kFinished;
             return 0;
         }
         if (progress != Progress::kMore && !pause(pollMs_)) break;
     }
-    checkpoint(kLastCheckpointWaitMs);
+    checkpoint();
     state_ = State::kStopped;
     return 0;
 }
@@ -211,12 +198,12 @@ void Collector::restore() {
 }
 
 /// Keeps the position when all before it is safe; false when that cannot be said.
-bool Collector::checkpoint(unsigned int timeoutMs) {
+bool Collector::checkpoint() {
     if (!changed_ || !restored_) return true;
     try {
         EnvironmentBlock position;
         SavePosition(position);
-        if (!waitUntilSafe(timeoutMs)) {
+        if (!waitUntilSafe()) {
             tellCheckpoint("the events are not written yet");
             return false;
         }
@@ -239,14 +226,16 @@ bool Collector::checkpoint(unsigned int timeoutMs) {
     }
 }
 
-/// Asks in short steps, so that a collector that is to stop does not wait for a road that is stuck.
-bool Collector::waitUntilSafe(unsigned int timeoutMs) const {
-    if (IsStopping()) return barrier_->WaitUntilSafe(timeoutMs);
-    for (unsigned int waited = 0; waited < timeoutMs; waited += kSafeStepMs) {
-        if (barrier_->WaitUntilSafe(kSafeStepMs)) return true;
-        if (!pause(1)) return false;
+/// Asks in short steps, so that a stop that comes meanwhile ends it at the stop's deadline.
+bool Collector::waitUntilSafe() const {
+    const std::int64_t end = SteadyMilliseconds() + kCheckpointWaitMs;
+    for (;;) {
+        const std::int64_t left = (IsStopping() ? std::min(end, stopBy_) : end) - SteadyMilliseconds();
+        const std::int64_t step = std::clamp<std::int64_t>(left, 0, kSafeStepMs);
+        if (barrier_->WaitUntilSafe(static_cast<unsigned int>(step))) return true;
+        if (left <= 0) return false;
+        ::Sleep(1);  // it may have answered at once
     }
-    return false;
 }
 
 void Collector::tellCheckpoint(const std::string& trouble) {
@@ -298,9 +287,7 @@ void Collector::addText(IPayload& payload, unsigned int id, std::string_view nam
     if (!whole) {
         cut_.fetch_add(1, std::memory_order_relaxed);
         if (frame + sizeof kCut > room_) return;  // not even the mark fits
-        std::size_t kept = room_ - frame - sizeof kCut;
-        while (kept > 0 && (static_cast<unsigned char>(value[kept]) & 0xC0) == 0x80) --kept;
-        value = value.substr(0, kept);
+        value = value.substr(0, CutAtCharacter(value.data(), value.size(), room_ - frame - sizeof kCut));
     }
     std::string& text = boost::get<std::string>(text_.second);
     text.assign(prefix).append(value);
@@ -348,9 +335,7 @@ void Collector::AddHeader(IPayload& payload, unsigned int priority, std::int64_t
     text += ' ';
     const std::size_t begin = text.size();
     if (host.empty()) host = host_;
-    std::size_t kept = std::min<std::size_t>(host.size(), 255);
-    while (kept > 0 && kept < host.size() && (static_cast<unsigned char>(host[kept]) & 0xC0) == 0x80) --kept;
-    text += host.substr(0, kept);
+    text += host.substr(0, CutAtCharacter(host.data(), host.size(), kLongestHost));
     for (std::size_t i = begin; i < text.size(); ++i) {
         if (static_cast<unsigned char>(text[i]) <= ' ' || text[i] == '\x7F') text[i] = '_';
     }
@@ -372,9 +357,9 @@ bool Collector::Emit(const std::shared_ptr<IPayload>& payload) {
 
 void Collector::CountDamaged(const std::string& where, const std::string& why) {
     changed_ = true;
-    const std::uint32_t count = damaged_.fetch_add(1, std::memory_order_relaxed) + 1;
+    const std::uint64_t count = damaged_.fetch_add(1, std::memory_order_relaxed) + 1;
     if (count <= 10 || count % 100 == 0)
-        log_->Warn("Damaged at %s: %s (%u so far)", where.c_str(), why.c_str(), count);
+        log_->Warn("Damaged at %s: %s (%I64u so far)", where.c_str(), why.c_str(), count);
 }
 
 }  // namespace CorvaneAgent

@@ -19,7 +19,9 @@
 #include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "WindowsAgentCommon/SimpleEPS.h"
 #include "agent/sdk/Handle.h"
+#include "agent/sdk/IStoppable.h"
 #include "agent/sdk/LocalTime.h"
+#include "agent/sdk/SettingsReader.h"
 
 namespace WindowsAgentCommon {
 class IPayloadFactory;
@@ -46,7 +48,8 @@ class IDeliveryBarrier;
 /// Initialize. What they throw is logged, once for each change of state, and tried again after a pause (ten
 /// poll intervals, 5 s at most): Collect then begins with the event that was not taken.
 class Collector : public WindowsAgentCommon::ServiceComponentBase<WindowsAgentCommon::IDeviceService,
-                                                                  WindowsAgentCommon::KORTask> {
+                                                                  WindowsAgentCommon::KORTask>,
+                  public IStoppable {
 public:
     Collector();
     ~Collector() override;
@@ -54,13 +57,17 @@ public:
     /// Payload factory, payload router and persistence manager.
     void GetDependencies(std::vector<std::string>& services) const override;
 
-    /// Throws InitializationException for a setting that cannot be used, a service that is missing, or a
-    /// router that offers no IDeliveryBarrier.
+    /// Throws InitializationException for a setting that is unknown or cannot be used, a service that is
+    /// missing, or a router that offers no IDeliveryBarrier.
     WindowsAgentCommon::InitializeResult Initialize(
         const WindowsAgentCommon::EnvironmentBlock& settings) override;
     void Start() override;
 
-    /// Ends the thread, which keeps its position a last time when the events are safe within 1.5 seconds.
+    /// The thread reads nothing more, and keeps its position a last time when the events are safe by the
+    /// deadline.
+    void BeginStop(std::int64_t deadline) override;
+
+    /// BeginStop, with a deadline in one second unless it was told one, and the end of the thread.
     void Shutdown() override;
 
     /// "State" ("stopped", "running", "waiting" for a road that is full, "failing", "finished"), "Events",
@@ -76,9 +83,9 @@ protected:
         kFinished,  ///< There will never be more (a file that is read once).
     };
 
-    /// Reads the settings, all of which are UTF-8 text by name. Throws InitializationException for a value
-    /// that cannot be used; the message names it.
-    virtual void ReadSettings(const WindowsAgentCommon::EnvironmentBlock& settings) = 0;
+    /// Reads the collector's own settings, UTF-8. Throws InitializationException for a value that cannot be
+    /// used; the message names it. What it does not read, and Collector does not know, is refused afterwards.
+    virtual void ReadSettings(SettingsReader& settings) = 0;
 
     /// Continues behind position, which is empty at the first start ever. Called once, on the collector's
     /// thread.
@@ -120,18 +127,13 @@ protected:
     bool IsStopping() const { return stopping_.load(std::memory_order_acquire); }  ///< Collect should return.
     WindowsAgentCommon::Log GetLog() const { return log_; }
 
-    /// A setting that is a whole number from least to most; throws InitializationException for anything else.
-    static unsigned int ReadNumber(const WindowsAgentCommon::EnvironmentBlock& settings,
-                                   const std::string& name, unsigned int value, unsigned int least,
-                                   unsigned int most);
-
 private:
     enum class State { kStopped, kRunning, kWaiting, kFailing, kFinished };
 
     void restore();
     Progress collectSafely();
-    bool checkpoint(unsigned int timeoutMs);
-    bool waitUntilSafe(unsigned int timeoutMs) const;
+    bool checkpoint();
+    bool waitUntilSafe() const;
     void tellCheckpoint(const std::string& trouble);
     bool pause(unsigned int milliseconds) const;
     unsigned int fieldId(std::string_view name, std::int64_t type);
@@ -153,8 +155,9 @@ private:
 
     Handle stop_;
     std::atomic<bool> stopping_{false};
+    std::int64_t stopBy_ = 0;  // written before stopping_
     std::atomic<State> state_{State::kStopped};
-    std::atomic<std::uint32_t> events_{0}, damaged_{0}, cut_{0};  // modulo 2^32
+    std::atomic<std::uint64_t> events_{0}, damaged_{0}, cut_{0};
     mutable ACE_Thread_Mutex positionLock_;
     std::string position_;  // the last one kept, as text; under positionLock_
 

@@ -1,6 +1,5 @@
 // A collector module for the sample agent: reports the free space of drives. docs/tutorial.md explains it.
 
-#include "WindowsAgentCommon/KORException.h"
 #include "agent/sdk/Clock.h"
 #include "agent/sdk/Collector.h"
 #include "agent/sdk/MakeService.h"
@@ -13,15 +12,12 @@ namespace {
 
 class DriveSpaceCollector : public CorvaneAgent::Collector {
 protected:
-    void ReadSettings(const EnvironmentBlock& settings) override {
-        settings.GetStringValue("Drives", drives_, "C");
+    void ReadSettings(CorvaneAgent::SettingsReader& settings) override {
+        drives_ = settings.Text("Drives", "C");
         for (const char drive : drives_) {
-            if (drive < 'A' || drive > 'Z') {
-                throw InitializationException(__FILE__, __FUNCTION__, __LINE__,
-                                              "Drives must be letters from A to Z, not " + drives_);
-            }
+            if (drive < 'A' || drive > 'Z') settings.Refuse("Drives", drives_, "are no letters from A to Z");
         }
-        intervalMs_ = ReadNumber(settings, "IntervalSeconds", 60, 1, 86'400) * 1000;
+        intervalMs_ = settings.Number("IntervalSeconds", 60, 1, 86'400) * 1000;
     }
 
     void Restore(const EnvironmentBlock& position) override {

@@ -29,7 +29,8 @@ public:
     Open() = 0;  ///< Starts to connect; does not wait for it. The Windows code, 0 = success.
 
     /// Queues a copy of size bytes, one event. False, and the event counted as dropped, when the queue is
-    /// full or the sender closed. Never blocks on the network.
+    /// full, the sender is closed, or it drops its queue with a lost connection and GetLossCount was not
+    /// called since. Never blocks on the network.
     virtual bool Send(const char* data, std::size_t size) = 0;
 
     virtual ConnectionState GetState() const = 0;
@@ -38,6 +39,8 @@ public:
     virtual void GetStatus(EnvironmentBlock& status) const = 0;  ///< Adds its counters as name and value.
 
     /// How often a connection was lost: what was sent since then, or shortly before, may not have arrived.
+    /// For a sender that drops its queue with a lost connection the call says, too, that the caller knows:
+    /// from then on Send takes events again. So only the one that sends may call it.
     virtual unsigned int GetLossCount() const = 0;
 
     /// Sends what is queued for up to timeoutMs milliseconds, then closes; what is left counts as dropped.

@@ -13,14 +13,15 @@ namespace {
 
 using namespace WindowsAgentCommon;
 
+bool faulting = false;
+
 class FaultingCollector : public CorvaneAgent::Collector {
 protected:
-    void ReadSettings(const EnvironmentBlock& settings) override {
-        settings.GetStringValue("Kind", kind_, std::string());
-    }
+    void ReadSettings(CorvaneAgent::SettingsReader& settings) override { kind_ = settings.Text("Kind"); }
     void Restore(const EnvironmentBlock&) override {}
     Progress Collect() override {
         GetLog()->Info("The line before the end");
+        faulting = true;
         if (kind_ == "exception") throwThrough();
         auto* const nowhere = static_cast<volatile int*>(
             ::VirtualAlloc(nullptr, 4096, MEM_RESERVE, PAGE_NOACCESS));  // page 0 may be there under Wine
@@ -50,6 +51,12 @@ public:
 };
 
 }  // namespace
+
+/// A farewell that waits for what a thread that is no more has left taken.
+extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*) {
+    while (reason == DLL_PROCESS_DETACH && faulting) ::Sleep(INFINITE);
+    return TRUE;
+}
 
 extern "C" __declspec(dllexport)
     ACE_Service_Object* _make_FaultingCollector(ACE_Service_Object_Exterminator* exterminator) {

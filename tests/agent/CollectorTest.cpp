@@ -48,22 +48,37 @@ std::vector<std::string> Bodies(const std::vector<std::string>& lines) {
     return bodies;
 }
 
+class CollectorTest : public testing::Test {
+protected:
+    template <class Collector>
+    void ExpectToContinueFromEveryPosition(const EnvironmentBlock& settings);
+
+    EnvironmentBlock RunXml() { return road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml"))); }
+    EnvironmentBlock RunText(const Signal* end = nullptr) {
+        return road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")), end);
+    }
+
+    const TempFolder folder;
+    FakeRoad road;
+};
+
 /// Runs a collector over a file of 2,000 events, then once more from each position that was kept.
 template <class Collector>
-void ExpectToContinueFromEveryPosition(const EnvironmentBlock& settings) {
-    FakeRoad road;
+void CollectorTest::ExpectToContinueFromEveryPosition(const EnvironmentBlock& settings) {
+    road.record.block = EnvironmentBlock();
+    road.router.lines.clear();
     std::vector<std::pair<EnvironmentBlock, std::size_t>> kept;
-    road.persistence.onSave = [&] { kept.emplace_back(road.persistence.state, road.router.lines.size()); };
+    road.record.onSave = [&] { kept.emplace_back(road.record.block, road.router.lines.size()); };
     road.Run(Collector(), settings);
     const std::vector<std::string> all = Bodies(road.router.lines);
     ASSERT_EQ(2000u, all.size());
     ASSERT_GE(kept.size(), 3u);
     ASSERT_EQ(2000u, kept.back().second);
-    const auto positions = kept;
-    for (const auto& [position, before] : positions) {
+    road.record.onSave = nullptr;
+    for (const auto& [position, before] : kept) {
         SCOPED_TRACE(before);
         road.router.lines.clear();
-        road.persistence.state = position;
+        road.record.block = position;
         road.Run(Collector(), settings);
         ASSERT_EQ(all.size() - before, road.router.lines.size());
         const std::vector<std::string> rest(all.begin() + static_cast<std::ptrdiff_t>(before), all.end());
@@ -71,8 +86,7 @@ void ExpectToContinueFromEveryPosition(const EnvironmentBlock& settings) {
     }
 }
 
-TEST(CollectorTest, ContinuesBehindEveryPositionThatItKept) {
-    const TempFolder folder;
+TEST_F(CollectorTest, ContinuesBehindEveryPositionThatItKept) {
     std::string xml = "<Events>", text;
     for (int i = 0; i < 2000; ++i) {
         xml += Event(i);
@@ -84,16 +98,14 @@ TEST(CollectorTest, ContinuesBehindEveryPositionThatItKept) {
     ExpectToContinueFromEveryPosition<TextFileCollector>(Settings(folder.Narrow("t.log")));
 }
 
-TEST(CollectorTest, RendersAnEventsFields) {
-    const TempFolder folder;
+TEST_F(CollectorTest, RendersAnEventsFields) {
     const std::string failure =
         "<Event><System><Provider Name='A B'/><EventID>4625</EventID><Level>0</Level>"
         "<Keywords>0x8010000000000000</Keywords><TimeCreated SystemTime='2024-02-29T12:34:56Z'/>"
         "<EventRecordID>9</EventRecordID><Computer>w s&#10;1</Computer></System><EventData>"
         "<Data Name='User Name'>u\tEventID=1\t</Data><Data Name='EventID'>1</Data></EventData></Event>";
     folder.Write(L"e.xml", failure);
-    FakeRoad road;
-    const EnvironmentBlock status = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    const EnvironmentBlock status = RunXml();
     std::string header;
     IPayloadBuilder::FormatSyslogHeaderString(header, 16 * 8 + 4, ACE_Time_Value(1'709'210'096), "w_s_1");
     EXPECT_EQ(header +
@@ -102,154 +114,116 @@ TEST(CollectorTest, RendersAnEventsFields) {
                   "EventID=1",
               road.router.lines.at(0));
     EXPECT_EQ("finished 1 0",
-              Value(status, "State") + " " + Value(status, "Events") + " " + Value(status, "Damaged"));
+              Text(status, "State") + " " + Text(status, "Events") + " " + Text(status, "Damaged"));
 }
 
-TEST(CollectorTest, SkipsDamagedEventsOnceAndCountsThem) {
-    const TempFolder folder;
+TEST_F(CollectorTest, SkipsDamagedEventsOnceAndCountsThem) {
     folder.Write(L"e.xml", Event(1) + "<Event><System>" + Event(2));
-    FakeRoad road;
-    const EnvironmentBlock first = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
-    EXPECT_EQ("2 1", Value(first, "Events") + " " + Value(first, "Damaged"));
-    const EnvironmentBlock second = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
-    EXPECT_EQ("0 0", Value(second, "Events") + " " + Value(second, "Damaged"));
+    for (const char* const expected : {"2 1", "0 0"}) {
+        const EnvironmentBlock status = RunXml();
+        EXPECT_EQ(expected, Text(status, "Events") + " " + Text(status, "Damaged"));
+    }
 }
 
-TEST(CollectorTest, WaitsForAFullRoadAndLosesNothingWhenStopped) {
-    const TempFolder folder;
+TEST_F(CollectorTest, WaitsForAFullRoadAndLosesNothingWhenStopped) {
     std::string text;
     for (int i = 0; i < 100; ++i) text += std::to_string(i) + "\n";
     folder.Write(L"t.log", text);
-    FakeRoad road;
     road.router.refuse = 3;
-    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")));
+    RunText();
     EXPECT_EQ(100u, road.router.lines.size());
 
-    road.persistence.state = EnvironmentBlock();
+    road.record.block = EnvironmentBlock();
     road.router.lines.clear();
-    TextFileCollector collector;
-    collector.Configure(ServiceConfig("test", "", "", ""));
-    collector.Initialize(Settings(folder.Narrow("t.log")));
-    const HANDLE full = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    const Signal full;
     road.router.onLine = [&] { road.router.refuse = road.router.lines.size() == 40 ? 1'000'000 : 0; };
-    road.router.onRefuse = [&] { ::SetEvent(full); };
-    collector.Start();
-    EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(full, 60'000));
-    EnvironmentBlock status;
-    collector.GetStatus(status);
-    EXPECT_EQ("40", Value(status, "Events"));
-    collector.Shutdown();
-    ::CloseHandle(full);
+    road.router.onRefuse = [&] { full.Set(); };
+    EXPECT_EQ("40", Text(RunText(&full), "Events"));
     EXPECT_EQ(40u, road.router.lines.size());
     road.router.refuse = 0;
     road.router.onLine = nullptr;
-    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")));
+    RunText();
     EXPECT_EQ(100u, road.router.lines.size());  // the 41st, which was refused, is not left out
 }
 
-TEST(CollectorTest, TakesAnEventAgainAfterAnException) {
-    const TempFolder folder;
+TEST_F(CollectorTest, TakesAnEventAgainAfterAnException) {
     folder.Write(L"e.xml", Event(1) + Event(2));
     folder.Write(L"t.log", "1\n2\n");
-    FakeRoad road;
     road.router.onRefuse = [] { throw std::runtime_error("no"); };
     road.router.refuse = 1;
-    road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    RunXml();
     EXPECT_EQ(2u, road.router.lines.size());
-    road.persistence.state = EnvironmentBlock();
+    road.record.block = EnvironmentBlock();
     road.router.refuse = 1;
-    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")));
+    RunText();
     EXPECT_EQ(4u, road.router.lines.size());
 }
 
-TEST(CollectorTest, FinishesAnXmlFileThatWasRenamedBeforeTheNew) {
-    const TempFolder folder;
+TEST_F(CollectorTest, FinishesAnXmlFileThatWasRenamedBeforeTheNew) {
     folder.Write(L"e.xml", Event(1));
-    FakeRoad road;
     bool rotated = false;
-    road.persistence.onSave = [&] {
+    road.record.onSave = [&] {
         if (std::exchange(rotated, true)) return;
         folder.Write(L"e.xml", Event(1) + Event(2));
         ::MoveFileW(folder.Path(L"e.xml").c_str(), folder.Path(L"e.old").c_str());
         folder.Write(L"e.xml", Event(3));
     };
-    const HANDLE last = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    const Signal last;
     road.router.onLine = [&] {
-        if (road.router.lines.back().find("EventID=3") != std::string::npos) ::SetEvent(last);
+        if (road.router.lines.back().find("EventID=3") != std::string::npos) last.Set();
     };
-    EventXmlCollector collector;
-    collector.Configure(ServiceConfig("test", "", "", ""));
-    collector.Initialize(Settings(folder.Narrow("e.xml"), true));
-    collector.Start();
-    EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(last, 60'000));
-    collector.Shutdown();
-    ::CloseHandle(last);
+    road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml"), true), &last);
     EXPECT_EQ(3u, road.router.lines.size());
 }
 
-TEST(CollectorTest, StopsWhileTheRoadIsStuck) {
-    const TempFolder folder;
+TEST_F(CollectorTest, StopsByTheCommonDeadlineWhileTheRoadIsStuck) {
     folder.Write(L"t.log", "a\n");
-    FakeRoad road;
     road.router.unsafe = INT_MAX;
-    const HANDLE asked = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    road.router.onQuestion = [&] { ::SetEvent(asked); };
     TextFileCollector collector;
-    collector.Configure(ServiceConfig("test", "", "", ""));
-    collector.Initialize(Settings(folder.Narrow("t.log")));
-    collector.Start();
-    EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(asked, 60'000));
-    collector.Shutdown();
-    ::CloseHandle(asked);
-    EXPECT_LE(road.router.longest, 1500u);  // no question holds the stop up for longer
+    road.router.onLine = [&] { collector.BeginStop(0); };
+    EXPECT_EQ("stopped", Text(road.Run(collector, Settings(folder.Narrow("t.log"))), "State"));
+    EXPECT_EQ(0u,
+              road.router.longest);  // that time has passed: the events are safe already, or it ends without
 }
 
-TEST(CollectorTest, KeepsNoPositionUntilTheEventsAreSafe) {
-    const TempFolder folder;
+TEST_F(CollectorTest, KeepsNoPositionUntilTheEventsAreSafe) {
     folder.Write(L"t.log", "a\n");
-    FakeRoad road;
     int saves = 0, unsafe = -1;
     road.router.unsafe = 4;
-    road.persistence.onSave = [&] {
+    road.record.onSave = [&] {
         ++saves;
         unsafe = road.router.unsafe;
     };
-    road.Run(TextFileCollector(), Settings(folder.Narrow("t.log")));
+    RunText();
     EXPECT_EQ(1, saves);
     EXPECT_EQ(-1, unsafe);  // asked until the answer was yes
 }
 
-TEST(CollectorTest, ReadsAFileThatWasReplacedFromItsBeginning) {
-    const TempFolder folder;
-    FakeRoad road;
-    const EnvironmentBlock settings = Settings(folder.Narrow("e.xml"));
+TEST_F(CollectorTest, ReadsAFileThatWasReplacedFromItsBeginning) {
     for (const int id : {1, 2}) {
         SCOPED_TRACE(id);
         folder.Write(L"e.xml", Event(id) + Event(3));
-        EXPECT_EQ("2", Value(road.Run(EventXmlCollector(), settings), "Events"));
+        EXPECT_EQ("2", Text(RunXml(), "Events"));
     }
-    road.persistence.loadError = ERROR_INVALID_DATA;
-    road.persistence.state = EnvironmentBlock();
-    EXPECT_EQ("2", Value(road.Run(EventXmlCollector(), settings), "Events"));
+    road.record.loadError = ERROR_INVALID_DATA;
+    road.record.block = EnvironmentBlock();
+    EXPECT_EQ("2", Text(RunXml(), "Events"));
 }
 
-TEST(CollectorTest, CutsWhatALineHasNoRoomForVisibly) {
-    const TempFolder folder;
+TEST_F(CollectorTest, CutsWhatALineHasNoRoomForVisibly) {
     std::string large;
     for (int i = 0; i < 30'000; ++i) large += "\xC3\xA4";
     folder.Write(L"e.xml", Event(1, "<EventData><Data Name='a'>" + large + "</Data><Data Name='b'>" + large +
                                         "</Data><Data Name='c'>c</Data></EventData>"));
-    FakeRoad road;
-    const EnvironmentBlock status = road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    const EnvironmentBlock status = RunXml();
     const std::string& line = road.router.lines.at(0);
     EXPECT_NE(std::string::npos, line.find("\ta=" + large + "\tb=\xC3\xA4"));
     EXPECT_EQ("\xA4[cut]", line.substr(line.size() - 6));
     EXPECT_LT(line.size(), 65'000u);
-    EXPECT_EQ("2", Value(status, "Cut"));  // b's end and the whole of c
+    EXPECT_EQ("2", Text(status, "Cut"));  // b's end and the whole of c
 }
 
-TEST(CollectorTest, NamesNumbersBeyondTheMostNames) {
-    const TempFolder folder;
+TEST_F(CollectorTest, NamesNumbersBeyondTheMostNames) {
     std::string events;
     for (int i = 0; i < 4; ++i) {
         std::string data;
@@ -258,29 +232,25 @@ TEST(CollectorTest, NamesNumbersBeyondTheMostNames) {
     }
     const std::string late = "<Event><System><EventID>9</EventID><Level>2</Level></System></Event>";
     folder.Write(L"e.xml", events + late);
-    FakeRoad road;
-    road.Run(EventXmlCollector(), Settings(folder.Narrow("e.xml")));
+    RunXml();
     EXPECT_EQ("EventID=9\tProvider=\tOther=Level=2", Body(road.router.lines.at(4)));
 }
 
-TEST(CollectorTest, CutsAHostAtACharacter) {
-    const TempFolder folder;
+TEST_F(CollectorTest, CutsAHostAtACharacter) {
     std::string host = "h";
     for (int i = 0; i < 200; ++i) host += "\xC3\xA4";
     folder.Write(L"t.log", "a\n");
-    FakeRoad road;
     EnvironmentBlock settings = Settings(folder.Narrow("t.log"));
     settings.SetStringValue("Host", host);
     road.Run(TextFileCollector(), settings);
     EXPECT_NE(std::string::npos, road.router.lines.at(0).find(" " + host.substr(0, 255) + " File="));
 }
 
-TEST(CollectorTest, RefusesSettingsThatCannotBeUsed) {
-    FakeRoad road;
+TEST_F(CollectorTest, RefusesSettingsThatCannotBeUsed) {
     const std::pair<const char*, const char*> rows[] = {
         {"PollInterval", "0"}, {"PollInterval", "1e3"}, {"CheckpointInterval", "99999999999"},
         {"Facility", "24"},    {"Facility", ""},        {"Follow", "yes"},
-        {"Path", ""}};
+        {"Path", ""},          {"FolowUp", "T"}};
     for (const auto& [name, value] : rows) {
         SCOPED_TRACE(name);
         EnvironmentBlock settings = Settings("C:\\x");

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <memory>
 
 #include "agent/road/FileSink.h"
@@ -29,17 +30,27 @@ WindowsAgentCommon::EnvironmentBlock StatusOf(const Sink& sink) {
 
 // --- the file ---
 
-TEST(FileSinkTest, ALineBreakNeverMakesARecordOfItsOwn) {
-    const TempFolder folder;
-    FileSink sink({"test", folder.Path(L"new\\events.log"), 0, 1}, TestLog());
-    ASSERT_TRUE(sink.Write(BatchOf({"plain", ""})));
-    ASSERT_TRUE(sink.Write(BatchOf({"a\r\n<13>forged", "b\n", "\\n", std::string("z\0", 2)})));
-    EXPECT_EQ(folder.Read(L"new\\events.log"),
-              "plain\n\na\\r\\n<13>forged\nb\\n\n\\n\nz" + std::string("\0\n", 2));
+class FileSinkTest : public testing::Test {
+protected:
+    void Make(std::uint64_t maxBytes = 0, const wchar_t* name = L"events.log") {
+        sink_ =
+            std::make_unique<FileSink>(FileSink::Options{"test", folder_.Path(name), maxBytes, 2}, TestLog());
+    }
+    bool Write(const Lines& lines) { return sink_->Write(BatchOf(lines)); }
+    std::string Read(const wchar_t* name = L"events.log") { return folder_.Read(name); }
+
+    const TempFolder folder_;
+    std::unique_ptr<FileSink> sink_;
+};
+
+TEST_F(FileSinkTest, ALineBreakNeverMakesARecordOfItsOwn) {
+    Make(0, L"new\\events.log");
+    ASSERT_TRUE(Write({"plain", ""}));
+    ASSERT_TRUE(Write({"a\r\n<13>forged", "b\n", "\\n", std::string("z\0", 2)}));
+    EXPECT_EQ(Read(L"new\\events.log"), "plain\n\na\\r\\n<13>forged\nb\\n\n\\n\nz" + std::string("\0\n", 2));
 }
 
-TEST(FileSinkTest, ATornLineOfAnEarlierProcessIsCutOff) {
-    const TempFolder folder;
+TEST_F(FileSinkTest, ATornLineOfAnEarlierProcessIsCutOff) {
     const std::string foreign(2U << 20, 'x');
     const struct {
         std::string before, after;
@@ -49,47 +60,38 @@ TEST(FileSinkTest, ATornLineOfAnEarlierProcessIsCutOff) {
                 {foreign, foreign + "\nnew\n"}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.before.substr(0, 20));
-        folder.Write(L"events.log", row.before);
-        FileSink sink({"test", folder.Path(L"events.log"), 0, 1}, TestLog());
-        ASSERT_TRUE(sink.Write(BatchOf({"new"})));
-        EXPECT_EQ(folder.Read(L"events.log"), row.after);
+        sink_.reset();
+        folder_.Write(L"events.log", row.before);
+        Make();
+        ASSERT_TRUE(Write({"new"}));
+        EXPECT_EQ(Read(), row.after);
     }
 }
 
-TEST(FileSinkTest, RollsAndKeepsSoManyFiles) {
-    const TempFolder folder;
-    FileSink sink({"test", folder.Path(L"events.log"), 20, 2}, TestLog());
-    for (int i = 0; i < 7; ++i) ASSERT_TRUE(sink.Write(BatchOf(Numbered(i, 1))));
-    EXPECT_EQ(folder.Read(L"events.log"), "event 1006\n");
-    EXPECT_EQ(folder.Read(L"events.log.1"), "event 1005\n");
-    EXPECT_EQ(folder.Read(L"events.log.2"), "event 1004\n");
-    EXPECT_FALSE(folder.Has(L"events.log.3"));
-}
-
-TEST(FileSinkTest, AFileThatCannotBeRolledGrowsOnAndNoOtherIsDeleted) {
-    const TempFolder folder;
-    FileSink sink({"test", folder.Path(L"events.log"), 20, 2}, TestLog());
-    for (int i = 0; i < 3; ++i) ASSERT_TRUE(sink.Write(BatchOf(Numbered(i, 1))));
+TEST_F(FileSinkTest, RollsAndKeepsSoManyFilesOrGrowsOnWhenItCannot) {
+    Make(20);
+    const auto write = [this](int first, int end) {
+        for (; first < end; ++first) ASSERT_TRUE(Write(Numbered(first, 1)));
+    };
+    write(0, 7);
+    EXPECT_EQ(Read() + Read(L"events.log.1") + Read(L"events.log.2"), "event 1006\nevent 1005\nevent 1004\n");
+    EXPECT_FALSE(folder_.Has(L"events.log.3"));
     {
         const Handle reader =
-            OwnFile(::CreateFileW(folder.Path(L"events.log").c_str(), GENERIC_READ,
+            OwnFile(::CreateFileW(folder_.Path(L"events.log").c_str(), GENERIC_READ,
                                   FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING, 0, nullptr));
-        for (int i = 3; i < 5; ++i) ASSERT_TRUE(sink.Write(BatchOf(Numbered(i, 1))));
+        write(7, 9);
     }
-    EXPECT_EQ(folder.Read(L"events.log"), "event 1002\nevent 1003\nevent 1004\n");
-    EXPECT_EQ(folder.Read(L"events.log.2"), "event 1001\n");
+    EXPECT_EQ(Read(), "event 1006\nevent 1007\nevent 1008\n");
+    EXPECT_EQ(Read(L"events.log.2"), "event 1005\n");
 }
 
-TEST(FileSinkTest, AFullDiskBlocksTheWriteUntilItIsCancelled) {
+TEST_F(FileSinkTest, AFullDiskBlocksTheWriteUntilItIsCancelled) {
     FileSink sink({"test", L"Z:\\dev\\full", 0, 1}, TestLog());
     bool written = true;
     {
         const Thread writer([&] { written = sink.Write(BatchOf({"waits"})); });
-        EXPECT_TRUE(test::Until([&] {
-            std::string state;
-            StatusOf(sink).GetStringValue("State", state, "");
-            return state == "failing";
-        }));
+        EXPECT_TRUE(test::Until([&] { return test::Text(StatusOf(sink), "State") == "failing"; }));
         EXPECT_TRUE(writer.IsAtWork());
         sink.Cancel();
     }
@@ -97,13 +99,12 @@ TEST(FileSinkTest, AFullDiskBlocksTheWriteUntilItIsCancelled) {
     EXPECT_EQ(test::Value(StatusOf(sink), "Sent"), 0U);
 }
 
-TEST(FileSinkTest, AWriteThatFailsHalfwayIsTakenBackAndDoneAgain) {
-    const TempFolder folder;
-    FileSink sink({"test", folder.Path(L"events.log"), 0, 1}, TestLog());
-    ASSERT_TRUE(sink.Write(BatchOf(Numbered(0, 2))));
+TEST_F(FileSinkTest, AWriteThatFailsHalfwayIsTakenBackAndDoneAgain) {
+    Make();
+    ASSERT_TRUE(Write(Numbered(0, 2)));
     const test::HalfWrites patch(0);
-    ASSERT_TRUE(sink.Write(BatchOf(Numbered(2, 2))));
-    EXPECT_EQ(folder.Read(L"events.log"), "event 1000\nevent 1001\nevent 1002\nevent 1003\n");
+    ASSERT_TRUE(Write(Numbered(2, 2)));
+    EXPECT_EQ(Read(), "event 1000\nevent 1001\nevent 1002\nevent 1003\n");
 }
 
 // --- queue and workers ---
@@ -181,6 +182,21 @@ TEST_F(DestinationTest, AnEventThatCannotBeRenderedIsCountedAndSkipped) {
     EXPECT_TRUE(destination_->WaitUntilSafe(30'000));
     EXPECT_EQ(sink_->Written(), (Lines{"one", "two"}));
     EXPECT_EQ(Status("Dropped.Damaged"), 2U);
+}
+
+TEST_F(DestinationTest, LackOfMemoryDropsNothingAndConfirmsNothing) {
+    Make(1000, 2);
+    test::FakeBuilder::scarce = 3;
+    for (const char* const text : {"one", "large", "two"}) Send(text);
+    EXPECT_TRUE(destination_->WaitUntilSafe(30'000));
+    EXPECT_EQ(sink_->Written(), (Lines{"one", "large", "two"}));
+    EXPECT_EQ(Status("Dropped.Damaged"), 0U);
+    test::FakeBuilder::scarce = INT_MAX;
+    Send("large");
+    EXPECT_TRUE(test::Until([] { return test::FakeBuilder::scarce < INT_MAX; }));
+    destination_->Stop(0, 0);
+    EXPECT_FALSE(destination_->WaitUntilSafe(0));
+    test::FakeBuilder::scarce = 0;
 }
 
 TEST_F(DestinationTest, LargePayloadsFillTheQueueByTheirBytes) {

@@ -1,10 +1,13 @@
 #include "agent/collectors/EventLogCollector.h"
 #include "tests/agent/FakeRoad.h"
 #include "tests/support/GuardedBuffer.h"
+#include "tests/support/ImportPatch.h"
+#include "tests/support/TempFolder.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <cwchar>
 #include <map>
 
 #include <windows.h>
@@ -13,6 +16,9 @@ namespace CorvaneAgent {
 namespace {
 
 using namespace test;
+using WindowsAgentCommon::test::GuardedBuffer;
+using WindowsAgentCommon::test::ImportPatch;
+using WindowsAgentCommon::test::TempFolder;
 
 void AppendText(std::vector<unsigned char>& bytes, const std::wstring& text) {
     const auto* const at = reinterpret_cast<const unsigned char*>(text.c_str());
@@ -47,7 +53,7 @@ std::vector<unsigned char> Record(DWORD number, DWORD time = 1'709'210'096) {
 }
 
 struct FakeLog : EventLogSource {
-    unsigned long Open(const std::wstring&) override { return openError; }
+    unsigned long Open(const std::wstring&) override { return 0; }
     unsigned long GetRange(std::uint32_t& oldest, std::uint32_t& count) override {
         oldest = records.empty() ? 0 : records.begin()->first;
         count = static_cast<std::uint32_t>(records.size());
@@ -62,7 +68,6 @@ struct FakeLog : EventLogSource {
         return 0;
     }
     static inline std::map<std::uint32_t, std::vector<unsigned char>> records;
-    static inline unsigned long openError = 0;
     static inline int asked = 0;
     static inline std::function<void()> onIdle;
 };
@@ -77,15 +82,7 @@ struct FakeMessages : EventMessageSource {
 
 class EventLogCollectorTest : public testing::Test {
 protected:
-    void SetUp() override {
-        FakeLog::records.clear();
-        idle_ = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-        FakeLog::onIdle = [this] { ::SetEvent(idle_); };
-    }
-    void TearDown() override {
-        FakeLog::onIdle = nullptr;
-        ::CloseHandle(idle_);
-    }
+    ~EventLogCollectorTest() override { FakeLog::onIdle = nullptr; }
 
     static void Fill(std::uint32_t from, std::uint32_t to, DWORD time = 1'709'210'096) {
         FakeLog::records.clear();
@@ -101,16 +98,13 @@ protected:
         EventLogCollector collector(
             []() -> std::unique_ptr<EventLogSource> { return std::make_unique<FakeLog>(); },
             std::make_unique<FakeMessages>());
-        collector.Configure(ServiceConfig("log", "", "", ""));
-        collector.Initialize(settings);
-        road_.router.lines.clear();
+        const Signal idle;
         FakeLog::asked = 0;
-        ::ResetEvent(idle_);
-        collector.Start();
-        EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(idle_, 60'000));
-        collector.Shutdown();
-        status_ = EnvironmentBlock();
-        collector.GetStatus(status_);
+        FakeLog::onIdle = [&] {
+            if (!onIdle_ || onIdle_()) idle.Set();
+        };
+        road_.router.lines.clear();
+        status_ = road_.Run(collector, settings, &idle);
         std::vector<std::uint32_t> numbers;
         for (const std::string& line : road_.router.lines)
             numbers.push_back(std::strtoul(line.c_str() + line.find("RecordID=") + 9, nullptr, 10));
@@ -120,7 +114,7 @@ protected:
     using Numbers = std::vector<std::uint32_t>;
     FakeRoad road_;
     EnvironmentBlock status_;
-    HANDLE idle_ = nullptr;
+    std::function<bool()> onIdle_;  // whether that was all
 };
 
 TEST_F(EventLogCollectorTest, RendersARecordWithItsMessage) {
@@ -151,21 +145,33 @@ TEST_F(EventLogCollectorTest, ContinuesAndSeesWhatHappenedMeanwhile) {
                 {"empty", 0, 0xFFFFFFFF, 0, {}, "0"}};
     for (const auto& row : rows) {
         SCOPED_TRACE(row.what);
-        road_.persistence.state = EnvironmentBlock();
+        road_.record.block = EnvironmentBlock();
         Fill(1, 10, 100);
         EXPECT_EQ(10u, Run().size());
         Fill(row.from, row.to, row.time);
         EXPECT_EQ(row.expected, Run());
-        EXPECT_EQ(row.missed, Value(status_, "Missed"));
+        EXPECT_EQ(row.missed, Text(status_, "Missed"));
     }
+}
+
+TEST_F(EventLogCollectorTest, CountsMoreThanThirtyTwoBitsHold) {
+    const std::uint32_t numbers[] = {0x80000000, 0xFFFFFFF0, 0x7FFFFFE0};
+    Fill(1, 1);
+    onIdle_ = [&] {
+        const std::size_t come = road_.router.lines.size();
+        if (come > 0 && come < 4) Fill(numbers[come - 1], numbers[come - 1]);
+        return come == 4;
+    };
+    Run();
+    EXPECT_EQ("6442450908", Text(status_, "Missed"));
 }
 
 TEST_F(EventLogCollectorTest, BeginsBehindWhatThereIs) {
     Fill(1, 3);
     EXPECT_EQ(Numbers{}, Run("F"));
     FakeLog::records[4] = Record(4);
-    road_.persistence.state.SetIntegerValue("Number.System", 3);
-    road_.persistence.state.SetIntegerValue("Time.System", 0);
+    road_.record.block.SetIntegerValue("Number.System", 3);
+    road_.record.block.SetIntegerValue("Time.System", 0);
     EXPECT_EQ(Numbers{4}, Run("F"));
 }
 
@@ -174,7 +180,62 @@ TEST_F(EventLogCollectorTest, SkipsDamagedRecords) {
     FakeLog::records[2].resize(40);  // cut off
     FakeLog::records[4][4] = 'x';    // no signature
     EXPECT_EQ((Numbers{1, 3, 5}), Run());
-    EXPECT_EQ("2", Value(status_, "Damaged"));
+    EXPECT_EQ("2", Text(status_, "Damaged"));
+}
+
+/// A 32-bit process of a 64-bit Windows whose folder is the one of the variable WINDOWS.
+struct SixtyFourBitWindows {
+    static FARPROC WINAPI Find(HMODULE module, const char* name) {
+        if (std::strcmp(name, "IsWow64Process") != 0) return real(module, name);
+        return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&IsIt));
+    }
+    static BOOL WINAPI IsIt(HANDLE, BOOL* out) { return *out = TRUE; }
+    static UINT WINAPI Folder(wchar_t* out, UINT size) {
+        return ::GetEnvironmentVariableW(L"WINDOWS", out, size);
+    }
+    static inline FARPROC(WINAPI* const real)(HMODULE, const char*) = &::GetProcAddress;
+    const ImportPatch<decltype(Find)> find{nullptr, "GetProcAddress", &Find};
+    const ImportPatch<decltype(Folder)> folder{nullptr, "GetSystemWindowsDirectoryW", &Folder};
+};
+
+/// The text of message 5 in files that an event source of the test's own has registered; empty for none.
+std::wstring RegisteredText(const std::wstring& files) {
+    const std::wstring source = L"Test" + std::to_wstring(::GetCurrentProcessId());
+    const std::wstring key = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\" + source;
+    HKEY opened = nullptr;
+    EXPECT_EQ(0, ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr,
+                                   &opened, nullptr));
+    EXPECT_EQ(0, ::RegSetValueExW(opened, L"EventMessageFile", 0, REG_EXPAND_SZ,
+                                  reinterpret_cast<const BYTE*>(files.c_str()),
+                                  static_cast<DWORD>((files.size() + 1) * sizeof(wchar_t))));
+    ::RegCloseKey(opened);
+    std::wstring text;
+    if (!MakeEventMessageSource()->GetText(L"Application", source, 5, false, text)) text.clear();
+    ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());
+    return text;
+}
+
+TEST(EventMessageSourceTest, FindsFilesAlsoThoseThatOnlySixtyFourBitProgramsAreShown) {
+    const TempFolder folder;
+    wchar_t messages[MAX_PATH];  // a file with the system's messages
+    ASSERT_TRUE(::ExpandEnvironmentStringsW(L"%SystemRoot%\\system32\\kernelbase.dll", messages, MAX_PATH));
+    ASSERT_TRUE(::CreateDirectoryW(folder.Path(L"Sysnative").c_str(), nullptr));
+    for (const wchar_t* const name : {L"plain.dll", L"Sysnative\\native.dll"})
+        ASSERT_TRUE(::CopyFileW(messages, folder.Path(name).c_str(), TRUE));
+    ::SetEnvironmentVariableW(L"WINDOWS", folder.Path().substr(0, folder.Path().size() - 1).c_str());
+    const struct {
+        const wchar_t* files;
+        bool under32, under64;
+    } rows[] = {{L"none.dll;%WINDOWS%\\plain.dll;", true, true},
+                {L"%WINDOWS%\\SYSTEM32\\native.dll", false, true},
+                {L"%WINDOWS%\\System32\\none.dll", false, false},
+                {L"%WINDOWS%\\System32native.dll", false, false}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::PrintToString(row.files));
+        EXPECT_EQ(row.under32, !RegisteredText(row.files).empty());
+        const SixtyFourBitWindows windows;
+        EXPECT_EQ(row.under64, !RegisteredText(row.files).empty());
+    }
 }
 
 TEST(EventLogRecordTest, ReadsNothingBeyondTheRecord) {
@@ -183,7 +244,7 @@ TEST(EventLogRecordTest, ReadsNothingBeyondTheRecord) {
     std::size_t length = 0;
     // Every length, and every header field and every text with other values, at the end of a page.
     for (std::size_t size = 0; size <= good.size(); ++size) {
-        const WindowsAgentCommon::test::GuardedBuffer buffer(good.data(), size);
+        const GuardedBuffer buffer(good.data(), size);
         const auto* const bytes = reinterpret_cast<const unsigned char*>(buffer.Data());
         EXPECT_EQ(size == good.size(), ReadEventLogRecord(bytes, size, record, length) == nullptr);
         EXPECT_EQ(size, length);
@@ -192,7 +253,7 @@ TEST(EventLogRecordTest, ReadsNothingBeyondTheRecord) {
         for (const int value : {0x00, 0x01, 0x7F, 0x80, 0xFF}) {
             std::string bytes(good.begin(), good.end());
             bytes[at] = static_cast<char>(value);
-            const WindowsAgentCommon::test::GuardedBuffer buffer(bytes.data(), bytes.size());
+            const GuardedBuffer buffer(bytes.data(), bytes.size());
             ReadEventLogRecord(reinterpret_cast<const unsigned char*>(buffer.Data()), bytes.size(), record,
                                length);
             EXPECT_TRUE(length > 0 && length <= bytes.size());

@@ -1,28 +1,29 @@
 #pragma once
 
 #include "WindowsAgentCommon/IPayloadRouter.h"
-#include "WindowsAgentCommon/IPersistenceManager.h"
-#include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "WindowsAgentCommon/SyslogPayloadBuilder.h"
 #include "agent/sdk/Clock.h"
 #include "agent/sdk/IDeliveryBarrier.h"
+#include "agent/sdk/Handle.h"
+#include "tests/agent/Fakes.h"
 #include "tests/payload/PayloadServices.h"
 
-#include <ace/Service_Object.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
-#include <functional>
 #include <string>
 #include <vector>
 
 namespace CorvaneAgent::test {
 
-using namespace WindowsAgentCommon;
+/// What the collector's thread tells the test.
+struct Signal {
+    void Set() const { ::SetEvent(event.get()); }
+    const Handle event{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
+};
 
 /// Renders what it is given; refuses the next `refuse` events, and says false to the next `unsafe` questions.
-struct FakeRouter : ServiceComponentBase<IPayloadRouter, ACE_Service_Object>, IDeliveryBarrier {
-    InitializeResult Initialize(const EnvironmentBlock&) override { return InitializeResult::kDone; }
-    void Shutdown() override {}
+struct FakeRouter : FakeService<IPayloadRouter>, IDeliveryBarrier {
     void AddRoute(const std::shared_ptr<IEventFilter>&, const std::string&) override {}
     StreamRoutingResult Route(const std::shared_ptr<IPayload>& payload) override {
         if (refuse > 0) {
@@ -48,34 +49,14 @@ struct FakeRouter : ServiceComponentBase<IPayloadRouter, ACE_Service_Object>, ID
     std::function<void()> onLine, onRefuse, onQuestion;
 };
 
-/// Keeps one record and remembers every state of it.
-struct FakePersistence : ServiceComponentBase<IPersistenceManager, ACE_Service_Object> {
-    struct Record : IPersistentRecord {
-        explicit Record(FakePersistence& owner) : owner_(owner) {}
-        std::string GetName() const override { return "record"; }
-        unsigned long Load(EnvironmentBlock& block) override {
-            block = owner_.state;
-            return owner_.loadError;
-        }
-        unsigned long Save(const EnvironmentBlock& block) override {
-            owner_.state = block;
-            if (owner_.onSave) owner_.onSave();
-            return 0;
-        }
-        unsigned long Remove() override { return 0; }
-        FakePersistence& owner_;
-    };
-    InitializeResult Initialize(const EnvironmentBlock&) override { return InitializeResult::kDone; }
-    void Shutdown() override {}
+/// Has one record, whatever its name.
+struct FakePersistence : FakeService<IPersistenceManager> {
     unsigned long OpenRecord(const std::string&, std::shared_ptr<IPersistentRecord>& out) override {
-        out = std::make_shared<Record>(*this);
+        out = record;
         return 0;
     }
     unsigned long Flush() override { return 0; }
-
-    EnvironmentBlock state;
-    unsigned long loadError = 0;
-    std::function<void()> onSave;
+    const std::shared_ptr<FakeRecord> record = std::make_shared<FakeRecord>();
 };
 
 /// The services that a collector needs, with the library's payload factory. Every look at the clock takes
@@ -88,13 +69,17 @@ struct FakeRoad {
     }
     ~FakeRoad() { ReplaceSteadyClock(nullptr); }
 
-    /// Runs a collector until it has finished by itself.
+    /// Runs a collector until it has finished by itself, or until end. Its status then.
     template <class Collector>
-    EnvironmentBlock Run(Collector&& collector, const EnvironmentBlock& settings) {
+    EnvironmentBlock Run(Collector&& collector, const EnvironmentBlock& settings,
+                         const Signal* end = nullptr) {
         collector.Configure(ServiceConfig("test", "", "", ""));
         collector.Initialize(settings);
         collector.Start();
-        collector.wait();
+        if (end)
+            EXPECT_EQ(WAIT_OBJECT_0, ::WaitForSingleObject(end->event.get(), 60'000));
+        else
+            collector.wait();
         EnvironmentBlock status;
         collector.GetStatus(status);
         collector.Shutdown();
@@ -105,13 +90,7 @@ struct FakeRoad {
     WindowsAgentCommon::test::PayloadServices payload{};
     FakeRouter router;
     FakePersistence persistence;
+    FakeRecord& record = *persistence.record;
 };
-
-/// A status value.
-inline std::string Value(const EnvironmentBlock& block, const std::string& name) {
-    std::string value;
-    block.GetStringValue(name, value, "<none>");
-    return value;
-}
 
 }  // namespace CorvaneAgent::test

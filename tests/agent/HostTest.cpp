@@ -1,7 +1,9 @@
 #include "agent/host/ComponentFactory.h"
+#include "agent/host/ConfigurationCheck.h"
 #include "agent/host/Options.h"
 #include "agent/host/ServiceControl.h"
 #include "agent/host/StateFile.h"
+#include "agent/host/Takeover.h"
 
 #include <gtest/gtest.h>
 
@@ -10,6 +12,8 @@
 #include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "agent/sdk/AlarmLadder.h"
 #include "agent/sdk/ServiceRegistration.h"
+
+#include <windows.h>
 
 namespace CorvaneAgent {
 namespace {
@@ -22,9 +26,6 @@ public:
     std::string text;
 
     std::string GetHookName() const override { return "story"; }
-    void OnFactoryInitializationStart() override { text += "("; }
-    void OnStaticConfigurationInitialized(const std::string& name) override { text += " c:" + name; }
-    void OnModuleInitialized(const std::string& name) override { text += " m:" + name; }
     void OnComponentInitializeSuccess(const std::string& name) override { text += " ok:" + name; }
     void OnComponentInitializeFail(const std::string& name) override { text += " fail:" + name; }
     void OnComponentInitializeDefer(const std::string& name) override { text += " defer:" + name; }
@@ -50,14 +51,23 @@ public:
         failAt("initialize");
         return InitializeResult::kDone;
     }
-    void Start() override { failAt("start"); }
-    void Shutdown() override { failAt("shutdown"); }
+    void Start() override {
+        failAt("start");
+        for (const std::string& value : values) failAt(value);
+        runs = true;
+    }
+    void Shutdown() override {
+        runs = false;
+        failAt("shutdown");
+    }
 
     std::vector<std::string> values;
+    bool runs = false;
 
 private:
     void failAt(const std::string& point) const {
-        if (failure_ == point) throw KORException(__FILE__, __FUNCTION__, __LINE__, "told to");
+        if (!point.empty() && failure_ == point)
+            throw KORException(__FILE__, __FUNCTION__, __LINE__, "told to");
     }
     std::vector<std::string> dependencies_;
     int defers_;
@@ -89,44 +99,21 @@ TEST(AgentComponentFactory, OrdersDefersAndFailsAsTheComponentsSay) {
         const char* failure;
     };
     struct Row {
-        std::vector<Given> parts;
-        ComponentFactoryResultCode result;
         const char* failed;
-        const char* story;  // without the configuration's and the modules' part
+        const char* story;  // ")" and the result of the initialisation
+        std::vector<Given> parts;
     };
     const Row rows[] = {
-        {{{"AA", {"BB"}, 0, ""}, {"BB", {}, 0, ""}},
-         kComponentFactorySuccess,
-         "",
-         "ok:BB ok:AA )0 <AA >AA0 <BB >BB0"},
-        {{{"AA", {}, 1, ""}, {"BB", {}, 0, ""}},
-         kComponentFactorySuccess,
-         "",
-         "defer:AA ok:BB ok:AA )0 <AA >AA0 <BB >BB0"},
-        {{{"AA", {}, 9, ""}, {"BB", {"AA"}, 0, ""}, {"CC", {}, 0, ""}},
-         kComponentFactoryDeferredForever,
-         "AA",
-         "defer:AA ok:CC defer:AA bad:BB <CC >CC0 )5"},
-        {{{"AA", {"BB"}, 0, ""}, {"BB", {"AA"}, 0, ""}},
-         kComponentFactoryBadDependency,
-         "AA",
-         "bad:AA bad:BB )3"},
-        {{{"AA", {"BB"}, 0, ""}, {"BB", {"No"}, 0, ""}},
-         kComponentFactoryBadDependency,
-         "BB",
-         "bad:AA bad:BB )3"},
-        {{{"AA", {}, 0, ""}, {"BB", {"AA"}, 0, "initialize"}},
-         kComponentFactoryComponentFailed,
-         "BB",
-         "ok:AA fail:BB <AA >AA0 )4"},
-        {{{"AA", {}, 0, ""}, {"BB", {}, 0, "start"}},
-         kComponentFactoryComponentFailed,
-         "BB",
-         "ok:AA ok:BB <BB >BB0 <AA >AA0 )4"},
-        {{{"AA", {}, 0, ""}, {"BB", {}, 0, "shutdown"}},
-         kComponentFactorySuccess,
-         "",
-         "ok:AA ok:BB )0 <BB >BB6 <AA >AA0"},
+        {"", "ok:BB ok:AA )0 <AA >AA0 <BB >BB0", {{"AA", {"BB"}, 0, ""}, {"BB", {}, 0, ""}}},
+        {"", "defer:AA ok:BB ok:AA )0 <AA >AA0 <BB >BB0", {{"AA", {}, 1, ""}, {"BB", {}, 0, ""}}},
+        {"AA",
+         "defer:AA ok:CC defer:AA bad:BB <CC >CC0 )5",
+         {{"AA", {}, 9, ""}, {"BB", {"AA"}, 0, ""}, {"CC", {}, 0, ""}}},
+        {"AA", "bad:AA bad:BB )3", {{"AA", {"BB"}, 0, ""}, {"BB", {"AA"}, 0, ""}}},
+        {"BB", "bad:AA bad:BB )3", {{"AA", {"BB"}, 0, ""}, {"BB", {"No"}, 0, ""}}},
+        {"BB", "ok:AA fail:BB <AA >AA0 )4", {{"AA", {}, 0, ""}, {"BB", {"AA"}, 0, "initialize"}}},
+        {"BB", "ok:AA ok:BB <BB >BB0 <AA >AA0 )4", {{"AA", {}, 0, ""}, {"BB", {}, 0, "start"}}},
+        {"", "ok:AA ok:BB )0 <BB >BB6 <AA >AA0", {{"AA", {}, 0, ""}, {"BB", {}, 0, "shutdown"}}},
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.story);
@@ -140,28 +127,16 @@ TEST(AgentComponentFactory, OrdersDefersAndFailsAsTheComponentsSay) {
         ComponentFactory factory;
         factory.AddHook(&story);
         factory.SetOverrideHook(&parts);
-        EXPECT_EQ(factory.Initialize(services), row.result);
+        const ComponentFactoryResultCode result = factory.Initialize(services);
+        EXPECT_NE(story.text.find(")" + std::to_string(result)), std::string::npos);
         EXPECT_EQ(factory.GetFailedComponent(), row.failed);
-        EXPECT_EQ(factory.GetComponent("AA") != nullptr, row.result == kComponentFactorySuccess);
-        if (row.result == kComponentFactorySuccess) {
+        EXPECT_EQ(factory.GetComponent("AA") != nullptr, result == kComponentFactorySuccess);
+        if (result == kComponentFactorySuccess) {
             EXPECT_EQ(factory.Initialize(services), kComponentFactoryWrongState);
             factory.Shutdown();
         }
-        const auto begin = story.text.find_first_of("odfb", story.text.rfind(" m:") + 4);
-        EXPECT_EQ(story.text.substr(begin), row.story);
+        EXPECT_EQ(story.text, std::string(" ") + row.story);
     }
-}
-
-TEST(AgentComponentFactory, GivesEachLineOfASettingAsAValue) {
-    Parts parts;
-    parts.parts["AA"] = std::make_unique<Part>(std::vector<std::string>(), 0, "");
-    ServiceConfig config = service("AA");
-    config.settings["Value"] = "one\n\nthree";
-    ComponentFactory factory;
-    factory.SetOverrideHook(&parts);
-    ASSERT_EQ(factory.Initialize({config}), kComponentFactorySuccess);
-    EXPECT_EQ(parts.parts["AA"]->values, (std::vector<std::string>{"one", "", "three"}));
-    factory.Shutdown();
 }
 
 TEST(AgentComponentFactory, LoadsModulesAndRefusesNamesThatAreNoNames) {
@@ -191,6 +166,64 @@ TEST(AgentComponentFactory, LoadsModulesAndRefusesNamesThatAreNoNames) {
         EXPECT_EQ(_getService(row.name), nullptr);
     }
     EXPECT_EQ(GetComponentFactory(), nullptr);
+}
+
+TEST(AgentTakeover, StartsStopsAndRestartsCollectorsOnly) {
+    using Services = std::map<std::string, std::string>;  // the value of each one's setting
+    const Services before = {{"AA", "1\n\n3"}, {"BB", "1"}, {"PayloadFactory", "1"}};
+    const struct {
+        const char* what;
+        Services changes;  // "gone" for a service that is
+        const char *done, *restart, *refused;
+    } rows[] = {
+        {"same", {}, "", "", ""},
+        {"changed", {{"AA", "2"}}, " AA", "", ""},
+        {"gone and new", {{"AA", "gone"}, {"CC", "1"}}, " AA CC", "", ""},
+        {"changed for the worse", {{"AA", "fails"}}, "", "", " AA: told to;"},
+        {"new and bad", {{"CC", "fails"}}, "", "", " CC: told to;"},
+        {"no collector", {{"PayloadFactory", "2"}}, "", " PayloadFactory", ""},
+        {"a new one that is none", {{"DiskManager", ""}}, "", " DiskManager", ""},
+    };
+    const auto configure = [](const Services& services) {
+        std::vector<ServiceConfig> configs;
+        for (const auto& [name, value] : services) {
+            if (value == "gone") continue;
+            configs.push_back(service(name));
+            configs.back().settings["Value"] = value;
+        }
+        return configs;
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        Parts parts;
+        for (const char* const name : {"AA", "BB", "CC"})
+            parts.parts[name] = std::make_unique<Part>(std::vector<std::string>(), 0, "fails");
+        ComponentFactory factory;
+        factory.SetOverrideHook(&parts);
+        std::vector<ServiceConfig> inForce = configure(before);
+        ASSERT_EQ(factory.Initialize(inForce), kComponentFactorySuccess);
+        EXPECT_EQ(parts.parts["AA"]->values, (std::vector<std::string>{"1", "", "3"}));
+        Services wanted = row.changes;
+        wanted.insert(before.begin(), before.end());
+        const Takeover takeover = TakeOverCollectors(factory, inForce, configure(wanted));
+        EXPECT_EQ(takeover.done, row.done);
+        EXPECT_EQ(takeover.restart, row.restart);
+        EXPECT_EQ(takeover.refused, row.refused);
+        Services expected, runs;
+        for (const ServiceConfig& config : configure(*row.done ? wanted : before))
+            expected[config.text1] = config.settings.at("Value");
+        for (const ServiceConfig& config : inForce) runs[config.text1] = config.settings.at("Value");
+        EXPECT_EQ(runs, expected);
+        std::vector<std::string> names;
+        factory.GetComponentNames(names);
+        EXPECT_EQ(names.size(), runs.size());
+        for (const auto& [name, part] : parts.parts) {
+            EXPECT_EQ(part->runs, runs.count(name) == 1);
+            EXPECT_EQ(factory.GetComponent(name) != nullptr, part->runs);
+        }
+        EXPECT_EQ(parts.parts["AA"]->values.front(), runs.count("AA") ? runs["AA"].substr(0, 1) : "1");
+        EXPECT_EQ(factory.Shutdown(), kComponentFactorySuccess);
+    }
 }
 
 TEST(AgentOptions, ReadTheSwitches) {
@@ -226,6 +259,45 @@ TEST(AgentOptions, ReadTheSwitches) {
             EXPECT_EQ(options.root, row.root);
         }
     }
+}
+
+TEST(AgentConfiguration, RefusesWhatTheStatusServerCannotUse) {
+    const struct {
+        const char *type, *name, *value;
+        bool good;
+    } rows[] = {
+        {"UDP", "TargetPort", "99999", false},
+        {"UDP", "TargetPort", "%CorvanePort%", true},
+        {"UDP", "LogMonitor.Level", "abc", false},
+        {"UDP", "LogMonitor.Level", "8", false},
+        {"UDP", "LogMonitor.Levle", "4", false},
+        {"UDP", "MaxPayloadSize", "99999", false},
+        {"TCP", "MaxPayloadSize", "99999", true},
+        {"UDP", "QueueLowWaterMark", "0", false},
+        {"UDP", "QueueHighWaterMark", "", false},
+        {"TCP", "LogMonitor.Socket.Framing", "None", false},
+        {"TCP", "LogMonitor.Socket.SendTimeout", "0", false},
+        {"UDP", "StatusServer", "host:65536", false},
+        {"UDP", "StatusServer", "[::1]514", false},
+        {"UDP", "StatusServer", "host:514 ", true},
+        {"UDP", "StatusServer", "[::1]:514", true},
+        {"UDP", "StatusServer", "::1", true},
+        {"UDP", "ConfigurationServer", "host:", false},
+    };
+    ::SetEnvironmentVariableW(L"CorvanePort", L"1514");
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.name) + " " + row.value);
+        EnvironmentBlock settings;
+        settings.SetStringValue("LogMonitor.Socket.Type", row.type);
+        settings.SetStringValue(row.name, row.value);
+        Intervals intervals;
+        const std::string wrong = CheckConfiguration(settings, {service("AA")}, intervals);
+        EXPECT_EQ(wrong.find(row.name) == std::string::npos, row.good) << wrong;
+        if (!row.good) continue;
+        EXPECT_EQ(wrong, "");
+        EXPECT_EQ(intervals.heartbeat, settings.ValueAvailable("StatusServer") ? 60'000 : 0);
+    }
+    ::SetEnvironmentVariableW(L"CorvanePort", nullptr);
 }
 
 TEST(AgentServiceCommand, QuotesAndCompletesTheRoot) {

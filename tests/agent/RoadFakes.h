@@ -1,9 +1,5 @@
 #pragma once
 
-#include <ace/Guard_T.h>
-#include <ace/Service_Object.h>
-#include <ace/Thread_Mutex.h>
-
 #include <algorithm>
 #include <memory>
 #include <string>
@@ -14,29 +10,17 @@
 #include "WindowsAgentCommon/IPayload.h"
 #include "WindowsAgentCommon/IPayloadBuilder.h"
 #include "WindowsAgentCommon/IPayloadFactory.h"
-#include "WindowsAgentCommon/IPersistenceManager.h"
 #include "WindowsAgentCommon/ISender.h"
 #include "WindowsAgentCommon/KORException.h"
-#include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "agent/road/Sink.h"
+#include "tests/agent/Fakes.h"
 #include "tests/support/ImportPatch.h"
 
 #include <windows.h>
 
 namespace CorvaneAgent::test {
 
-using namespace WindowsAgentCommon;
-
 using Lines = std::vector<std::string>;
-using Guard = ACE_Guard<ACE_Thread_Mutex>;
-
-/// Lets other threads work until condition holds; false after half a minute.
-template <class Condition>
-bool Until(Condition condition) {
-    for (const DWORD start = ::GetTickCount(); !condition(); ::SwitchToThread())
-        if (::GetTickCount() - start > 30'000) return false;
-    return true;
-}
 
 inline LineBatch BatchOf(const Lines& lines) {
     LineBatch batch;
@@ -77,12 +61,6 @@ private:
     WindowsAgentCommon::test::ImportPatch<decltype(Write)> patch_;
 };
 
-template <class Interface>
-struct FakeService : ServiceComponentBase<Interface, ACE_Service_Object> {
-    InitializeResult Initialize(const EnvironmentBlock&) override { return InitializeResult::kDone; }
-    void Shutdown() override {}
-};
-
 struct FakeDisk : FakeService<IDiskManager> {
     bool ReserveSpace(unsigned int, std::uint64_t bytes) override {
         const Guard guard(lock);
@@ -95,6 +73,9 @@ struct FakeDisk : FakeService<IDiskManager> {
         used -= bytes;
     }
     const std::wstring& GetBasePath() const override { return base; }
+    void GetStatus(EnvironmentBlock& status) const override {
+        status.SetIntegerValue("CapacityBytes", capacity);
+    }
 
     ACE_Thread_Mutex lock;
     std::uint64_t used = 0, capacity = 1U << 30;
@@ -121,13 +102,15 @@ inline std::shared_ptr<IPayload> PayloadOf(const std::string& text) {
     return std::make_shared<FakePayload>(text);
 }
 
-/// Renders a payload's text; "damaged" throws.
+/// Renders a payload's text; "damaged" throws, and "large" as long as there is no memory.
 struct FakeBuilder : IPayloadBuilder {
     void BuildPayloadString(IPayload& payload, std::string& out) override {
         out = dynamic_cast<FakePayload&>(payload).text;
         if (out == "damaged") throw UnmarshalMemoryException(__FILE__, __FUNCTION__, __LINE__, out);
+        if (out == "large" && scarce-- > 0) throw std::bad_alloc();
         if (out.back() == '7') ::SwitchToThread();  // so that workers overtake each other
     }
+    static inline std::atomic<int> scarce{0};  // so many attempts find no memory
 };
 
 struct FakeFactory : FakeService<IPayloadFactory> {
@@ -144,27 +127,6 @@ struct FakeFactory : FakeService<IPayloadFactory> {
     void CreateLegacyPayloadProfile(std::shared_ptr<IPayloadProfile>&) override {}
 };
 
-struct FakeRecord : IPersistentRecord {
-    std::string GetName() const override { return "spool.test"; }
-    unsigned long Load(EnvironmentBlock& out) override {
-        const Guard guard(lock);
-        out = block;
-        return block.Entries().empty() ? ERROR_FILE_NOT_FOUND : 0;
-    }
-    unsigned long Save(const EnvironmentBlock& in) override {
-        const Guard guard(lock);
-        block = in;
-        return 0;
-    }
-    unsigned long Remove() override { return 0; }
-    EnvironmentBlock Saved() {
-        const Guard guard(lock);
-        return block;
-    }
-    ACE_Thread_Mutex lock;
-    EnvironmentBlock block;
-};
-
 /// A sender whose queue the test empties, and whose connection it makes and breaks.
 class FakeSender : public ISender {
 public:
@@ -176,6 +138,7 @@ public:
     }
     ConnectionState GetState() const override {
         const Guard guard(lock_);
+        ++asked_;
         return connected_ ? ConnectionState::kConnected : ConnectionState::kConnecting;
     }
     std::string GetTarget() const override { return "tcp://test:1"; }
@@ -222,8 +185,22 @@ public:
         const Guard guard(lock_);
         return received_;
     }
+    /// Until its state is asked for again, as the feeder does with lines in hand.
+    bool WaitUntilAsked() {
+        const auto asked = [this] {
+            const Guard guard(lock_);
+            return asked_;
+        };
+        return Until([&, before = asked()] { return asked() != before; });
+    }
     bool WaitForQueue() {
         return Until([this] { return GetQueuedBytes() > 0; });
+    }
+    bool WaitForLast(const std::string& line) {
+        return Until([&] {
+            const Lines received = Received();
+            return !received.empty() && received.back() == line;
+        });
     }
     bool WaitFor(std::size_t count) {
         return Until([&] { return Received().size() >= count; });
@@ -233,6 +210,7 @@ private:
     mutable ACE_Thread_Mutex lock_;
     bool connected_ = false, automatic_ = false;
     unsigned int losses_ = 0;
+    mutable unsigned int asked_ = 0;
     Lines queue_, received_;
 };
 

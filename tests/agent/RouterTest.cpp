@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "agent/road/DestinationManager.h"
-#include "agent/road/DestinationSettings.h"
+#include "agent/road/FolderName.h"
 #include "tests/agent/RoadFakes.h"
 #include "tests/support/FakeComponentFactory.h"
 #include "tests/support/TempFolder.h"
@@ -127,7 +127,6 @@ TEST_F(RouterTest, ASettingThatCannotBeUsedIsNamedWithItsValue) {
         {{{"QueueCapacity", "99999999999999999999"}}, "QueueCapacity \"99999999999999999999\""},
         {{{"Workers", ""}}, "Workers \"\""},
         {{{"Workers", "-1"}}, "Workers \"-1\""},
-        {{{"Type", "UDP"}, {"ResendWindow", "1"}}, "ResendWindow \"1\""},
         {{{"Type", "TCP"}, {"SpoolCapacity", "8"}, {"ResendWindow", "2097153"}}, "ResendWindow \"2097153\""},
         {{{"Type", "TCP"}, {"FullPolicy", "Drop"}}, "FullPolicy \"Drop\""},
         {{{"Type", "TCP"}, {"QueueLowWaterMark", "1048576"}}, "QueueLowWaterMark \"1048576\""}};
@@ -135,10 +134,29 @@ TEST_F(RouterTest, ASettingThatCannotBeUsedIsNamedWithItsValue) {
         SCOPED_TRACE(row.named);
         config_.instances.clear();
         Add("dest", row.settings);
-        EXPECT_NE(InitializationError().find(std::string("Destination dest: ") + row.named),
-                  std::string::npos)
+        EXPECT_EQ(InitializationError().find(row.named + std::string(" of destination dest ")), 0U)
             << InitializationError();
     }
+    const std::pair<Settings, std::string> unknown[] = {
+        {{{"FulPolicy", "Block"}}, "FulPolicy; the closest is FullPolicy"},
+        {{{"Tpye", "TCP"}, {"TargetAddress", "x"}}, "Tpye; the closest is Type"},
+        {{{"Type", "TCP"}, {"Targetport", "1"}}, "Targetport; the closest is TargetPort"},
+        {{{"Type", "UDP"}, {"ResendWindow", "1"}}, "ResendWindow; the closest is SendTimeout"}};
+    for (const auto& [settings, message] : unknown) {
+        config_.instances.clear();
+        Add("dest", settings);
+        EXPECT_EQ(InitializationError(), "destination dest has no setting " + message);
+    }
+    config_.instances.clear();
+    disk_.capacity = 100U << 20;
+    Add("open", {{"Type", "TCP"}, {"ResendWindow", "x"}});
+    Add("other", {{"Type", "UDP"}});
+    Add("given", {{"Type", "TCP"}, {"SpoolCapacity", "40"}});
+    EXPECT_NE(InitializationError().find("from 0 to 7864320"), std::string::npos) << "a quarter of 30 MiB";
+    Add("more", {{"Type", "TCP"}, {"SpoolCapacity", "50"}});
+    const std::string text = InitializationError();
+    EXPECT_TRUE(text.find("106 MiB") != std::string::npos && text.find("100 MiB") != std::string::npos)
+        << text;
     config_.instances.clear();
     AddFile("same");
     AddFile("SAME");

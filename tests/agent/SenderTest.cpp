@@ -6,6 +6,7 @@
 #include "agent/net/Sockets.h"
 #include "agent/sdk/Clock.h"
 #include "agent/sdk/Handle.h"
+#include "tests/agent/Fakes.h"
 #include "tests/support/ImportPatch.h"
 #include "tests/support/LogLines.h"
 
@@ -23,6 +24,8 @@
 
 using namespace CorvaneAgent;
 using namespace WindowsAgentCommon;
+using CorvaneAgent::test::Text;
+using CorvaneAgent::test::Until;
 
 namespace {
 
@@ -39,17 +42,6 @@ struct SteadyClock {
     static inline std::atomic<std::int64_t> now{1'000'000};
     static inline std::atomic<bool> wasRead{false};
 };
-
-/// Polls for at most 20 seconds.
-template <class Condition>
-bool Eventually(Condition condition) {
-    const DWORD start = ::GetTickCount();
-    while (!condition()) {
-        if (::GetTickCount() - start > 20'000) return false;
-        ::SwitchToThread();
-    }
-    return true;
-}
 
 /// A name service that answers no question while it lives; then there is no such name.
 struct SilentNameService {
@@ -71,20 +63,18 @@ struct SilentNameService {
     static inline std::atomic<int> asked{0};
     static inline Handle thread;  // that asks
     static inline const Handle over{::CreateEventW(nullptr, TRUE, FALSE, nullptr)};
-    const test::ImportPatch<decltype(LookUp)> patch{nullptr, "getaddrinfo", &LookUp};
+    const WindowsAgentCommon::test::ImportPatch<decltype(LookUp)> patch{nullptr, "getaddrinfo", &LookUp};
 };
 
 int WSAAPI NoWinsock(WORD, WSADATA*) { return WSASYSNOTREADY; }
 
-/// A receiver on a port of its own, which stays its own when it is started again.
+/// A receiver on a port of its own, which stays its own when it is started again: the system gives none of
+/// its kind to who asks for any.
 struct Server {
-    Server() { Start(); }
-    void Start() {
-        ASSERT_EQ(0U, listener.Bind("127.0.0.1", port));
-        ASSERT_EQ(0U, listener.Listen(5));
-        std::string address;
-        ASSERT_EQ(0U, listener.GetLocalAddress(address, port));
+    Server() : port(static_cast<unsigned short>(10'000 + ::GetTickCount() % 20'000)) {
+        for (; !Start(); ++port) listener.Close();
     }
+    bool Start() { return listener.Bind("127.0.0.1", port) == 0 && listener.Listen(5) == 0; }
     void Accept() {
         ASSERT_EQ(0U, listener.WaitReadable(20'000));
         ASSERT_EQ(0U, listener.Accept(peer));
@@ -99,6 +89,12 @@ struct Server {
             text.append(part, got);
         return text;
     }
+    /// Whether what is left ends in a reset: it looks the same, but then nothing can be sent back.
+    bool EndsInReset() {
+        std::size_t sent = 0;
+        Read(SIZE_MAX);
+        return peer->Send("x", 1, sent) != 0;
+    }
     void Reset() {
         const linger hard = {1, 0};
         ::setsockopt(peer->GetHandle(), SOL_SOCKET, SO_LINGER, reinterpret_cast<const char*>(&hard),
@@ -107,7 +103,7 @@ struct Server {
     }
 
     TCPSocket listener;
-    unsigned short port = 0;
+    unsigned short port;
     std::unique_ptr<ITCPSocket> peer;
 };
 
@@ -127,15 +123,20 @@ using Settings = std::vector<std::pair<std::string, std::string>>;
 struct SenderTest : testing::Test {
     SenderTest() { factory.Initialize(EnvironmentBlock()); }
 
-    void Make(const std::string& type, unsigned short port, const Settings& more = {}) {
+    static EnvironmentBlock Block(const std::string& type, unsigned short port, const Settings& more = {}) {
         EnvironmentBlock block;
-        block.SetStringValue("Type", type);
-        block.SetStringValue("TargetAddress", "127.0.0.1");
-        block.SetIntegerValue("TargetPort", static_cast<unsigned int>(port));
-        block.SetStringValue("BackoffMin", "1");
-        block.SetStringValue("BackoffMax", "2");
-        for (const auto& [name, value] : more) block.SetStringValue(name, value);
-        const std::string host = EntryOf(block, "TargetAddress");
+        const Settings common = {{"Type", type},
+                                 {"TargetAddress", "127.0.0.1"},
+                                 {"TargetPort", std::to_string(port)},
+                                 {"BackoffMin", "1"},
+                                 {"BackoffMax", "2"}};
+        for (const Settings& settings : {common, more})
+            for (const auto& [name, value] : settings) block.SetStringValue(name, value);
+        return block;
+    }
+    void Make(const std::string& type, unsigned short port, const Settings& more = {}) {
+        const EnvironmentBlock block = Block(type, port, more);
+        const std::string host = Text(block, "TargetAddress");
         const std::string target = MakeTarget(type == "UDP" ? "udp" : "tcp", host, port);
         GetLoggerFactory().GetLog("Agent.Sender." + target)->Reset(&log.base);
         ASSERT_TRUE(factory.CreateSender(block, sender));
@@ -143,21 +144,13 @@ struct SenderTest : testing::Test {
         ASSERT_EQ(0U, sender->Open());
     }
     bool Send(const std::string& text) { return sender->Send(text.data(), text.size()); }
-    static std::string EntryOf(const EnvironmentBlock& block, const std::string& name) {
-        std::string value;
-        block.GetStringValue(name, value, "<none>");
-        return value;
-    }
     std::string Status(const std::string& name) {
         EnvironmentBlock status;
         sender->GetStatus(status);
-        return EntryOf(status, name);
-    }
-    bool Connected() {
-        return Eventually([this] { return sender->GetState() == ConnectionState::kConnected; });
+        return Text(status, name);
     }
 
-    test::LogLines log;
+    WindowsAgentCommon::test::LogLines log;
     ConnectionFactory factory;
     std::shared_ptr<ISender> sender;
 };
@@ -194,7 +187,7 @@ TEST_F(SenderTest, StreamsAreFramed) {
         for (const std::string& event : row.events) EXPECT_TRUE(Send(event));
         server.Accept();
         EXPECT_EQ(row.expected, server.Read(row.expected.size()));
-        EXPECT_TRUE(Eventually([&] { return sender->GetQueuedBytes() == 0; }));
+        EXPECT_TRUE(Until([&] { return sender->GetQueuedBytes() == 0; }));
         EXPECT_EQ(std::to_string(row.expected.size()), Status("SentBytes"));
         EXPECT_EQ("0", Status("Cut"));
     }
@@ -249,10 +242,10 @@ TEST_F(SenderTest, AServerThatComesBackGetsEverythingInOrder) {
     EXPECT_EQ(0U, flags & HANDLE_FLAG_INHERIT);
     server.listener.Close();
     server.peer->Close();
-    EXPECT_TRUE(Eventually([this] { return sender->GetLossCount() == 1; }));  // noticed though idle
+    EXPECT_TRUE(Until([this] { return sender->GetLossCount() == 1; }));  // noticed though idle
     for (int i = 500; i < 1000; ++i) EXPECT_TRUE(Send("line " + std::to_string(i)));
-    EXPECT_TRUE(Eventually([this] { return std::stoi(Status("ConnectFailures")) >= 3; }));
-    server.Start();
+    EXPECT_TRUE(Until([this] { return std::stoi(Status("ConnectFailures")) >= 3; }));
+    EXPECT_TRUE(server.Start());
     server.Accept();
     EXPECT_EQ(Lines(500, 1000), server.Read(Lines(500, 1000).size()));
     server.peer->Close();
@@ -280,6 +273,26 @@ TEST_F(SenderTest, ALineCutShortByALossIsSentAgainFromItsBeginning) {
     EXPECT_EQ(1U, sender->GetLossCount());
 }
 
+TEST_F(SenderTest, AStreamEndsInOrderBehindWholeEventsOnly) {
+    SteadyClock clock;
+    const std::string big(8 << 20, 'b');  // more than the system buffers
+    const struct {
+        std::string event;
+        bool waits, reset;
+    } rows[] = {{"whole", false, false}, {big, false, true}, {big, true, true}};
+    for (const auto& row : rows) {
+        SCOPED_TRACE(testing::Message() << row.event.size() << row.waits);
+        Server server;
+        Make("TCP", server.port);
+        EXPECT_TRUE(Send(row.event));
+        server.Accept();
+        EXPECT_TRUE(Until([this] { return Status("SentBytes") != "0"; }));
+        if (!row.waits) sender->Close(0);
+        EXPECT_TRUE(Until([&] { return clock.Tick(), sender->GetState() != ConnectionState::kConnected; }));
+        EXPECT_EQ(row.reset, server.EndsInReset());
+    }
+}
+
 TEST_F(SenderTest, NothingOvertakesWhatIsSentAgainAfterALoss) {
     Server server;
     Make("TCP", server.port, {{"DiscardOnLoss", "T"}});
@@ -287,7 +300,7 @@ TEST_F(SenderTest, NothingOvertakesWhatIsSentAgainAfterALoss) {
     server.Accept();
     EXPECT_EQ(Lines(0, 1), server.Read(1));
     server.Reset();
-    EXPECT_TRUE(Eventually([this] { return Status("Losses") == "1"; }));
+    EXPECT_TRUE(Until([this] { return Status("Losses") == "1"; }));
     EXPECT_FALSE(Send("line 1"));
     EXPECT_EQ(1U, sender->GetLossCount());
     EXPECT_TRUE(Send("line 0") && Send("line 1"));
@@ -302,11 +315,11 @@ TEST_F(SenderTest, APeerThatNeverReadsIsGivenUpAndMemoryStaysBounded) {
     Make("TCP", server.port,
          {{"QueueHighWaterMark", "100000"}, {"BackoffMin", "3600000"}, {"BackoffMax", "3600000"}});
     server.Accept();
-    ASSERT_TRUE(Connected());
+    ASSERT_TRUE(Until([this] { return sender->GetState() == ConnectionState::kConnected; }));
     const std::string line(4000, 'n');
     // The system takes a little more now and then, so the queue is filled up again and again.
     const auto untilIs = [&](const char* name, const char* value) {
-        return Eventually([&] {
+        return Until([&] {
             while (Send(line)) continue;
             EXPECT_LE(sender->GetQueuedBytes(), 104'001U);  // and the line that a loss cuts short
             if (Status(name) == value) return true;
@@ -336,7 +349,7 @@ TEST_F(SenderTest, APeerThatHangsUpOverAndOverIsToldThreeTimes) {
         server.peer->SendAll(garbage.data(), garbage.size());
         server.Reset();
     }
-    EXPECT_TRUE(Eventually([this] { return sender->GetLossCount() == 8; }));
+    EXPECT_TRUE(Until([this] { return sender->GetLossCount() == 8; }));
     server.listener.Close();
     sender->Close(0);
     std::size_t told = 0;
@@ -352,7 +365,7 @@ TEST_F(SenderTest, ATargetThatCannotBeReachedIsToldOnce) {
         log.text.clear();
         Make("TCP", closed.port, {{"TargetAddress", host}});
         EXPECT_TRUE(Send("one") && Send("two") && Send("three"));
-        EXPECT_TRUE(Eventually([this] { return std::stoi(Status("ConnectFailures")) >= 5; }));
+        EXPECT_TRUE(Until([this] { return std::stoi(Status("ConnectFailures")) >= 5; }));
         EXPECT_EQ("connecting", Status("State"));
         sender->Close(1);
         EXPECT_EQ("3", Status("Dropped.Closed"));
@@ -366,9 +379,9 @@ TEST_F(SenderTest, ATargetThatCannotBeReachedIsToldOnce) {
 TEST_F(SenderTest, ANameServiceThatDoesNotAnswerCostsOneThreadAndHoldsUpNoClose) {
     const SilentNameService service;
     Make("TCP", 514, {{"TargetAddress", "silent.example"}, {"ConnectTimeout", "1"}});
-    EXPECT_TRUE(Eventually([] { return SilentNameService::IsAsking(); }));
+    EXPECT_TRUE(Until([] { return SilentNameService::IsAsking(); }));
     const int failures = std::stoi(Status("ConnectFailures"));
-    EXPECT_TRUE(Eventually([&] { return std::stoi(Status("ConnectFailures")) >= failures + 3; }));
+    EXPECT_TRUE(Until([&] { return std::stoi(Status("ConnectFailures")) >= failures + 3; }));
     sender->Close(0);
     EXPECT_EQ(1, service.asked);
     EXPECT_TRUE(service.IsAsking());
@@ -382,24 +395,17 @@ TEST_F(SenderTest, SettingsThatCannotBeUsedAreRefused) {
     };
     for (const auto& [name, value] : rows) {
         SCOPED_TRACE(std::string(name) + "=" + value);
-        EnvironmentBlock block;
-        block.SetStringValue("Type", "TCP");
-        block.SetStringValue("TargetAddress", "127.0.0.1");
-        EXPECT_TRUE(factory.CreateSender(block, sender));
-        block.SetStringValue(name, value);
-        EXPECT_FALSE(factory.CreateSender(block, sender));
+        EXPECT_FALSE(factory.CreateSender(Block("TCP", 514, {{name, value}}), sender));
     }
+    EXPECT_TRUE(factory.CreateSender(Block("TCP", 514), sender));
     sender.reset();
-    const test::ImportPatch<decltype(NoWinsock)> patch(nullptr, "WSAStartup", &NoWinsock);
-    EnvironmentBlock block;
-    block.SetStringValue("TargetAddress", "127.0.0.1");
-    EXPECT_FALSE(factory.CreateSender(block, sender));
+    const WindowsAgentCommon::test::ImportPatch<decltype(NoWinsock)> patch(nullptr, "WSAStartup", &NoWinsock);
+    EXPECT_FALSE(factory.CreateSender(Block("UDP", 514), sender));
 }
 
 TEST_F(SenderTest, TheFactoryKeepsNamesAndClosesAllAtTheEnd) {
     Server server;
-    EnvironmentBlock block;
-    block.SetStringValue("TargetAddress", "::1");
+    const EnvironmentBlock block = Block("UDP", 514, {{"TargetAddress", "::1"}});
     std::shared_ptr<ISender> same;
     EXPECT_TRUE(factory.CreateSender("central", block, sender));
     EXPECT_EQ("udp://[::1]:514", sender->GetTarget());

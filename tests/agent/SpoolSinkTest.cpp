@@ -9,6 +9,7 @@
 
 #include "agent/sdk/Clock.h"
 #include "tests/agent/RoadFakes.h"
+#include "tests/support/LogLines.h"
 #include "tests/support/TempFolder.h"
 #include "tests/support/Thread.h"
 
@@ -37,8 +38,7 @@ protected:
         sender_ = std::make_shared<test::FakeSender>();
         record_ = std::make_shared<test::FakeRecord>();
         record_->block = kept_;
-        sink_ = std::make_unique<SpoolSink>(options_, disk_, sender_, record_,
-                                            WindowsAgentCommon::GetLoggerFactory().GetLog("Test"));
+        sink_ = std::make_unique<SpoolSink>(options_, disk_, sender_, record_, log_);
         sink_->Start();
     }
     /// Ends it as a kill at this moment would: what it keeps while it ends is forgotten.
@@ -57,6 +57,7 @@ protected:
         return test::Value(status, name);
     }
 
+    WindowsAgentCommon::Log log_ = WindowsAgentCommon::GetLoggerFactory().GetLog("Test");
     test::FakeDisk disk_;
     WindowsAgentCommon::test::TempFolder folder_;
     SpoolSink::Options options_;
@@ -75,23 +76,11 @@ Lines FirstTimes(const Lines& lines) {
     return first;
 }
 
-TEST_F(SpoolSinkTest, WhatWasWrittenWhileTheDestinationIsDownIsSentInOrder) {
-    Start();
-    for (int i = 0; i < 10; ++i) ASSERT_TRUE(sink_->Write(BatchOf(Numbered(i * 20, 20))));
-    EXPECT_EQ(Status("Spooled"), 200U);
-    EXPECT_TRUE(sender_->Received().empty());
-    sender_->Connect(true);
-    ASSERT_TRUE(sender_->WaitFor(200));
-    ASSERT_TRUE(sink_->Write(BatchOf({"last"})));
-    ASSERT_TRUE(sender_->WaitFor(201));
-    Lines expected = Numbered(0, 200);
-    expected.push_back("last");
-    EXPECT_EQ(sender_->Received(), expected);
-}
-
 TEST_F(SpoolSinkTest, ALossRepeatsAtMostTheWindowAndLosesNothing) {
     Start();
     ASSERT_TRUE(sink_->Write(BatchOf(Numbered(0, 3000))));
+    ASSERT_TRUE(sender_->WaitUntilAsked());
+    EXPECT_EQ(Status("SpoolBytes"), 3000U * 18) << "some are in hand";
     for (int round = 0; round < 5; ++round) {
         SCOPED_TRACE(round);
         const std::size_t before = sender_->Received().size();
@@ -107,11 +96,7 @@ TEST_F(SpoolSinkTest, ALossRepeatsAtMostTheWindowAndLosesNothing) {
         ASSERT_TRUE(test::Until([&] { return Status("Resent") > resent; }));
     }
     sender_->Connect(true);
-    const auto last = Numbered(2999, 1)[0];
-    ASSERT_TRUE(test::Until([&] {
-        const Lines received = sender_->Received();
-        return !received.empty() && received.back() == last;
-    }));
+    ASSERT_TRUE(sender_->WaitForLast(Numbered(2999, 1)[0]));
     const Lines received = sender_->Received();
     EXPECT_EQ(FirstTimes(received), Numbered(0, 3000));
     const std::size_t most = (100 + 200 + 4096) / 10 + 2;
@@ -144,25 +129,32 @@ TEST_F(SpoolSinkTest, AKillAtAnyMomentLosesNothing) {
     sender_->Connect(true);
     all.push_back("last");
     ASSERT_TRUE(sink_->Write(BatchOf({"last"})));
-    ASSERT_TRUE(test::Until([&] {
-        const Lines lines = sender_->Received();
-        return !lines.empty() && lines.back() == all.back();
-    }));
+    ASSERT_TRUE(sender_->WaitForLast(all.back()));
     take();
     EXPECT_EQ(FirstTimes(received), all);
 }
 
-TEST_F(SpoolSinkTest, ARestartContinuesAtTheConfirmedPosition) {
+TEST_F(SpoolSinkTest, ARestartContinuesAtTheConfirmedPositionAndAFailureToKeepItIsToldOnce) {
+    WindowsAgentCommon::test::LogLines lines;  // of one thread only, the feeder
+    log_ = WindowsAgentCommon::GetLoggerFactory().GetLog("SpoolSinkTest");
+    log_->Reset(&lines.base);
     ReplaceSteadyClock(FakeTime);
     Start();
     sender_->Connect(true);
+    record_->error = ERROR_DISK_FULL;
     ASSERT_TRUE(sink_->Write(BatchOf(Numbered(0, 10))));
     ASSERT_TRUE(sender_->WaitFor(10));
-    seconds = seconds + 10;  // quiet for so long
-    ASSERT_TRUE(test::Until([&] { return record_->Saved().ValueAvailable("Offset"); }));
+    const auto passing = [](auto condition) { return test::Until([&] { return ++seconds, condition(); }); };
+    ASSERT_TRUE(passing([&] { return Status("PositionErrors") >= 3; }));
+    record_->error = 0;
+    ASSERT_TRUE(passing([&] { return record_->Saved().ValueAvailable("Offset"); }));
     sender_->Disconnect();
     ASSERT_TRUE(sink_->Write(BatchOf(Numbered(10, 10))));
     Stop();
+    const auto level = [](int number) { return std::to_string(number) + " The position in the spool of "; };
+    EXPECT_EQ(lines.text, level(CorvaneLogger::kLevelError) +
+                              "destination test cannot be kept, error 112: trying again\n" +
+                              level(CorvaneLogger::kLevelInfo) + "destination test is kept again\n");
     Start();
     sender_->Connect(true);
     ASSERT_TRUE(sender_->WaitFor(10));
@@ -197,17 +189,14 @@ TEST_F(SpoolSinkTest, WhatIsInHandWhenItsSegmentIsDroppedCountsAsDroppedAfterALo
     ASSERT_TRUE(sink_->Write(BatchOf(Numbered(0, 20))));
     ASSERT_TRUE(test::Until([&] { return Status("Sent") >= 20; }));
     ASSERT_TRUE(sink_->Write(BatchOf(Numbered(20, 40))));  // some are in hand behind a full sender
-    ASSERT_TRUE(test::Until([&] { return Status("SpoolBytes") == 0; }));
+    ASSERT_TRUE(sender_->WaitUntilAsked());
     for (int i = 3; i < 20; ++i) ASSERT_TRUE(sink_->Write(BatchOf(Numbered(i * 20, 20))));
     const std::uint64_t before = Status("Dropped.SpoolFull");
     sender_->Lose(0);
     ASSERT_TRUE(test::Until([&] { return Status("Dropped.SpoolFull") > before; }));
     const std::uint64_t dropped = Status("Dropped.SpoolFull");
     sender_->Connect(true);
-    ASSERT_TRUE(test::Until([&] {
-        const Lines received = sender_->Received();
-        return !received.empty() && received.back() == Numbered(399, 1)[0];
-    }));
+    ASSERT_TRUE(sender_->WaitForLast(Numbered(399, 1)[0]));
     EXPECT_EQ(sender_->Received().size() + dropped, 400U);
 }
 
@@ -215,12 +204,10 @@ TEST_F(SpoolSinkTest, DroppingIsOneAlarmThatStaysForFifteenSeconds) {
     options_.dropOldest = true;
     disk_.capacity = 1000;
     Start();
-    std::string state;
     const auto alarm = [&] {
         WindowsAgentCommon::EnvironmentBlock status;
         sink_->AddStatus("", status);
-        status.GetStringValue("SpoolAlarm", state, "");
-        return state;
+        return test::Text(status, "SpoolAlarm");
     };
     std::int64_t now = 1'000'000;
     for (int i = 0; i < 10; ++i) ASSERT_TRUE(sink_->Write(BatchOf(Numbered(i * 20, 20))));

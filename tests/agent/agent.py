@@ -61,8 +61,8 @@ class Agent:
             text += settings(values) + "</Service>"
         self.write_config(text + "</Services></AgentConfig>")
 
-    def write_config(self, text):
-        with open(self.path("config", "AgentConfig.xml"), "w", encoding="utf-8") as file:
+    def write_config(self, text, name="AgentConfig.xml"):
+        with open(self.path("config", name), "w", encoding="utf-8") as file:
             file.write(text)
 
     def command(self, *arguments):
@@ -99,6 +99,9 @@ class Agent:
                 raise RuntimeError(f"not within {seconds} seconds: {what}\n{self.log()}\n{self.state()}")
             time.sleep(0.02)
 
+    def lines(self):
+        return self.read("logs", "events.log").splitlines()
+
     def log(self):
         return self.read("logs", "agent.log")
 
@@ -122,11 +125,11 @@ class Agent:
             return sum(int(found) for found in re.findall(r"Private_(?:Clean|Dirty): *(\d+) kB", file.read())) * 1024
 
 
-def numbered_lines(path, count, length=120):
-    """A text file of lines "Number=1 ...", each of length bytes with its line feed."""
-    with open(path, "w", encoding="ascii") as file:
-        for number in range(1, count + 1):
-            file.write(f"Number={number} ".ljust(length - 1, "x") + "\n")
+def append_lines(path, last, first=1):
+    """Lines "Number=FIRST ..." to the last number, each of 120 bytes with its line feed."""
+    with open(path, "a", encoding="ascii") as file:
+        for number in range(first, last + 1):
+            file.write(f"Number={number} ".ljust(119, "x") + "\n")
 
 
 def numbers_in(texts):

@@ -6,8 +6,10 @@
     records = server.records()      # what the parser made of each: a dict with pri, time, host, message, raw
 """
 
+import contextlib
 import json
 import os
+import random
 import shutil
 import signal
 import socket
@@ -35,9 +37,12 @@ input(type="imtcp" address="127.0.0.1" port="{octets}" ruleset="all" supportOcte
 
 
 def free_port(kind):
-    with socket.socket(socket.AF_INET, kind) as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
+    """A port that is free, and none of those that the system gives to whoever asks for any."""
+    while True:
+        port = random.randrange(10_000, 30_000)
+        with socket.socket(socket.AF_INET, kind) as probe, contextlib.suppress(OSError):
+            probe.bind(("127.0.0.1", port))
+            return port
 
 
 def find_program():
@@ -46,26 +51,22 @@ def find_program():
 
 class Rsyslog:
     """Starts with start() or as a context; stop() lets it write out what it has, and start() again appends to the
-    same output on the same ports. kill() stops it without that."""
+    same output on the same ports."""
 
-    def __init__(self, folder, tcp=0, octets=0, udp=0, output=None):
+    def __init__(self, folder):
         self.folder = os.path.abspath(folder)
-        self.tcp = tcp or free_port(socket.SOCK_STREAM)
-        self.octets = octets or free_port(socket.SOCK_STREAM)
-        self.udp = udp or free_port(socket.SOCK_DGRAM)
-        self.output = output or os.path.join(self.folder, "received.jsonl")
+        self.tcp, self.octets = free_port(socket.SOCK_STREAM), free_port(socket.SOCK_STREAM)
+        self.udp = free_port(socket.SOCK_DGRAM)
+        self.output = os.path.join(self.folder, "received.jsonl")
         self.process = None
 
     def start(self):
-        program = find_program()
-        if not program:
-            raise RuntimeError("rsyslogd is not installed: scripts/setup --checks")
         configuration = os.path.join(self.folder, "rsyslog.conf")
         with open(configuration, "w", encoding="utf-8") as file:
             file.write(TEMPLATE.format(**vars(self)))
         with open(os.path.join(self.folder, "rsyslogd.log"), "ab") as log:
             self.process = subprocess.Popen(
-                [program, "-n", "-f", configuration, "-i", os.path.join(self.folder, "rsyslogd.pid")],
+                [find_program(), "-n", "-f", configuration, "-i", os.path.join(self.folder, "rsyslogd.pid")],
                 stdin=subprocess.DEVNULL, stdout=log, stderr=log)
         self.wait(lambda: self.listens(self.tcp) and self.listens(self.octets), "does not listen")
         return self
@@ -77,20 +78,14 @@ class Rsyslog:
             return probe.connect_ex(("127.0.0.1", port)) == 0
 
     def stop(self):
-        self.end(signal.SIGTERM)
-
-    def kill(self):
-        self.end(signal.SIGKILL)
-
-    def end(self, number):
         if self.process:
-            self.process.send_signal(number)
+            self.process.send_signal(signal.SIGTERM)
             try:
                 self.process.wait(60)
-            except subprocess.TimeoutExpired:
+            finally:
                 self.process.kill()
                 self.process.wait()
-            self.process = None
+                self.process = None
 
     __enter__ = start
 
@@ -105,14 +100,14 @@ class Rsyslog:
         except FileNotFoundError:
             return 0
 
-    def wait_for(self, lines, seconds=60):
-        self.wait(lambda: self.count() >= lines, f"has not received {lines} lines", seconds)
+    def wait_for(self, lines):
+        self.wait(lambda: self.count() >= lines, f"has not received {lines} lines")
 
-    def wait(self, condition, what, seconds=60):
-        end = time.monotonic() + seconds
+    def wait(self, condition, what):
+        end = time.monotonic() + 60
         while not condition():
             if time.monotonic() > end:
-                raise RuntimeError(f"rsyslogd {what} ({self.count()} received)")
+                raise RuntimeError(f"rsyslogd {what} after a minute ({self.count()} received)")
             time.sleep(0.02)
 
     def records(self):
