@@ -55,7 +55,11 @@ DWORD WINAPI reportCrash(void*) {
     const std::string text = describe();
     GetLoggerFactory().GetLog("Agent.Crash")->Fatal("The agent ends: %s", text.c_str());
     std::fputs(("corvane-agent: " + text + "\n").c_str(), stderr);
-    ::ExitProcess(kExitCrash);
+    std::fflush(stderr);
+    GetLoggerFactory().Shutdown();  // flushes; should that wait for ever, the other thread ends the process
+    // An orderly end would run with the other threads ended wherever they were, and may fault itself.
+    ::TerminateProcess(::GetCurrentProcess(), kExitCrash);
+    return 0;
 }
 
 /// Lets the other thread report, and does not come back. Only the first of several faults is reported.
