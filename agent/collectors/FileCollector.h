@@ -46,7 +46,7 @@ private:
 };
 
 template <class Base>
-typename Base::Progress FileCollector<Base>::Collect() {
+auto FileCollector<Base>::Collect() -> Progress {
     bool more = false, finished = true;
     for (std::size_t i = 0; i < files_.size() && !this->IsStopping(); ++i) {
         if (files_[i].finished) continue;

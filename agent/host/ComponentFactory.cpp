@@ -326,7 +326,8 @@ ComponentFactory::Result ComponentFactory::addOne(const ServiceConfig& service) 
     Result result = make(service);
     if (result != kComponentFactorySuccess) return result;
     if (!dynamic_cast<IDeviceService*>(entries_.back().component))
-        return fail(kComponentFactoryNotAComponent, service.text1, "only collectors come while others run");
+        return fail(kComponentFactoryNotAComponent, service.text1,
+                    "it is no collector, and comes with a restart only");
     result = initializeAll();
     return result == kComponentFactorySuccess ? startAll(order_.size() - 1) : result;
 }

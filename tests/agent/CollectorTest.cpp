@@ -98,21 +98,29 @@ TEST_F(CollectorTest, ContinuesBehindEveryPositionThatItKept) {
     ExpectToContinueFromEveryPosition<TextFileCollector>(Settings(folder.Narrow("t.log")));
 }
 
-TEST_F(CollectorTest, RendersAnEventsFields) {
-    const std::string failure =
-        "<Event><System><Provider Name='A B'/><EventID>4625</EventID><Level>0</Level>"
-        "<Keywords>0x8010000000000000</Keywords><TimeCreated SystemTime='2024-02-29T12:34:56Z'/>"
-        "<EventRecordID>9</EventRecordID><Computer>w s&#10;1</Computer></System><EventData>"
-        "<Data Name='User Name'>u\tEventID=1\t</Data><Data Name='EventID'>1</Data></EventData></Event>";
-    folder.Write(L"e.xml", failure);
+TEST_F(CollectorTest, RendersEveryPartOfAnEvent) {
+    folder.Write(
+        L"e.xml",
+        "<?xml version='1.0'?><Events><Event xmlns='x'><System><Provider Name='A B' Guid='{G}'/>"
+        "<EventID Qualifiers='7'>4625</EventID><Version>1</Version><Level>0</Level><Task>9</Task>"
+        "<Opcode>2</Opcode><Keywords>0x8010000000000000</Keywords>"
+        "<TimeCreated SystemTime='2024-02-29T12:34:56.1234567Z'/><EventRecordID>77</EventRecordID>"
+        "<Correlation ActivityID='{A}'/><Execution ProcessID='4' ThreadID='8'/><Channel>C</Channel>"
+        "<Computer>w s&#10;1</Computer><Security UserID='S-1-5-18'/></System><EventData>"
+        "<Data Name='User Name'>u\tEventID=1\t</Data><Data Name='EventID'>1</Data><Binary>0AFF</Binary>"
+        "</EventData><RenderingInfo Culture='en'><Message>Hello\r\nworld</Message><Level>Warning</Level>"
+        "<Keywords><Keyword>a</Keyword><Keyword>b</Keyword></Keywords></RenderingInfo></Event></Events>");
     const EnvironmentBlock status = RunXml();
     std::string header;
     IPayloadBuilder::FormatSyslogHeaderString(header, 16 * 8 + 4, ACE_Time_Value(1'709'210'096), "w_s_1");
-    EXPECT_EQ(header +
-                  "EventID=4625\tProvider=A B\tLevel=0\tComputer=w s\n1\tRecordID=9\t"
-                  "Time=2024-02-29T12:34:56Z\tKeywords=0x8010000000000000\tUser_Name=u\\tEventID=1\\t\tData."
-                  "EventID=1",
-              road.router.lines.at(0));
+    EXPECT_EQ(
+        header +
+            "EventID=4625\tProvider=A B\tChannel=C\tLevel=0\tLevelText=Warning\tComputer=w s\n1\t"
+            "RecordID=77\tTime=2024-02-29T12:34:56.1234567Z\tProviderGuid={G}\tQualifiers=7\tVersion=1\t"
+            "Task=9\tOpcode=2\tKeywords=0x8010000000000000\tKeywordsText=a, b\tProcessID=4\tThreadID=8\t"
+            "User=S-1-5-18\tActivityID={A}\tUser_Name=u\\tEventID=1\\t\tData.EventID=1\tBinary=0AFF\t"
+            "Message=Hello\nworld",
+        road.router.lines.at(0));
     EXPECT_EQ("finished 1 0",
               Text(status, "State") + " " + Text(status, "Events") + " " + Text(status, "Damaged"));
 }

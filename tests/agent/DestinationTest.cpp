@@ -22,12 +22,6 @@ using WindowsAgentCommon::test::Thread;
 
 WindowsAgentCommon::Log TestLog() { return WindowsAgentCommon::GetLoggerFactory().GetLog("Test"); }
 
-WindowsAgentCommon::EnvironmentBlock StatusOf(const Sink& sink) {
-    WindowsAgentCommon::EnvironmentBlock status;
-    sink.AddStatus("", status);
-    return status;
-}
-
 // --- the file ---
 
 class FileSinkTest : public testing::Test {
@@ -88,15 +82,20 @@ TEST_F(FileSinkTest, RollsAndKeepsSoManyFilesOrGrowsOnWhenItCannot) {
 
 TEST_F(FileSinkTest, AFullDiskBlocksTheWriteUntilItIsCancelled) {
     FileSink sink({"test", L"Z:\\dev\\full", 0, 1}, TestLog());
+    const auto status = [&](const char* name) {
+        WindowsAgentCommon::EnvironmentBlock block;
+        sink.AddStatus("", block);
+        return test::Text(block, name);
+    };
     bool written = true;
     {
         const Thread writer([&] { written = sink.Write(BatchOf({"waits"})); });
-        EXPECT_TRUE(test::Until([&] { return test::Text(StatusOf(sink), "State") == "failing"; }));
+        EXPECT_TRUE(test::Until([&] { return status("State") == "failing"; }));
         EXPECT_TRUE(writer.IsAtWork());
         sink.Cancel();
     }
     EXPECT_FALSE(written);
-    EXPECT_EQ(test::Value(StatusOf(sink), "Sent"), 0U);
+    EXPECT_EQ(status("Sent"), "0");
 }
 
 TEST_F(FileSinkTest, AWriteThatFailsHalfwayIsTakenBackAndDoneAgain) {

@@ -114,7 +114,7 @@ class Rsyslog:
         with open(self.output, encoding="utf-8", errors="surrogateescape") as file:
             records = [json.loads(line) for line in file]
         for record in records:
-            record["pri"] = int(record["pri"])
+            record["pri"] = int(record["pri"]) if record["pri"].isdigit() else None  # None: a line that a kill cut off
             # The parser takes the first word of the message for a tag.
             record["message"] = record.pop("tag") + record.pop("msg")
         return records
