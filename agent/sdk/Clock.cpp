@@ -1,6 +1,10 @@
 #include "agent/sdk/Clock.h"
 
+#include <ace/Guard_T.h>
+#include <ace/Thread_Mutex.h>
+
 #include <atomic>
+#include <memory>
 
 #include "agent/sdk/Win32.h"
 
@@ -10,19 +14,24 @@ namespace {
 
 std::atomic<std::int64_t (*)() noexcept> replacement{nullptr};
 
+// The system's tick count, which never runs back as performance counters of XP's machines may, beyond the 32
+// bits in which it wraps every 49 days.
+std::int64_t tickCount() noexcept {
+    static ACE_Thread_Mutex& lock = *std::make_unique<ACE_Thread_Mutex>().release();  // outlives every thread
+    static std::uint32_t last = 0;
+    static std::int64_t wraps = 0;
+    const ACE_Guard<ACE_Thread_Mutex> guard(lock);
+    const std::uint32_t now = ::GetTickCount();
+    if (now < last) ++wraps;
+    last = now;
+    return wraps << 32 | now;
+}
+
 }  // namespace
 
 std::int64_t SteadyMilliseconds() noexcept {
     if (auto* const source = replacement.load(std::memory_order_acquire)) return source();
-    static const std::int64_t frequency = [] {
-        LARGE_INTEGER value;
-        ::QueryPerformanceFrequency(&value);
-        return value.QuadPart;
-    }();
-    LARGE_INTEGER counter;
-    ::QueryPerformanceCounter(&counter);
-    // In two steps, since counter times 1000 overflows after some months of a fast counter.
-    return counter.QuadPart / frequency * 1000 + counter.QuadPart % frequency * 1000 / frequency;
+    return tickCount();
 }
 
 std::int64_t SystemMilliseconds() noexcept {
