@@ -33,15 +33,14 @@ std::atomic<const Clock*> current{&kWindowsClock};
 }  // namespace
 
 std::int64_t TickCount::Milliseconds() noexcept {
-    // The half before the count: a thread that is held up in between sees the count of a later half, never
-    // that of an earlier one. Whoever comes first moves the half on, for all.
-    std::uint32_t half = half_.load(std::memory_order_acquire);
+    // The steps before the count: a thread that is held up in between sees a later count, never an earlier
+    // one. Whoever comes first moves the steps on, for all.
+    std::uint32_t steps = steps_.load(std::memory_order_acquire);
     const std::uint32_t count = read_();
-    if (count >> 31 != (half & 1)) {
-        std::uint32_t expected = half++;
-        half_.compare_exchange_strong(expected, half);
-    }
-    return static_cast<std::int64_t>(half >> 1) << 32 | count;
+    const std::uint32_t passed = ((count >> 16) - steps) & 0xFFFF;
+    const std::uint32_t now = steps + passed;
+    if (passed != 0) steps_.compare_exchange_strong(steps, now);
+    return static_cast<std::int64_t>(now) << 16 | (count & 0xFFFF);
 }
 
 std::int64_t SystemTicks() noexcept { return current.load(std::memory_order_relaxed)->systemTicks(); }

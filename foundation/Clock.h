@@ -26,16 +26,16 @@ std::int64_t SteadyTicks() noexcept;
 /// Blocks the calling thread.
 void SleepMilliseconds(unsigned int milliseconds) noexcept;
 
-/// A counter of milliseconds with 32 bits, such as the system's, continued beyond them. Takes no lock. Ask it
-/// at least once in 24 days.
+/// A counter of milliseconds with 32 bits, such as the system's, continued beyond them. Takes no lock. A time
+/// of more than 49 days in which nobody asks it counts 49.7 days less.
 class TickCount {
 public:
-    explicit constexpr TickCount(std::uint32_t (*read)() noexcept) noexcept : read_(read), half_(0) {}
+    explicit constexpr TickCount(std::uint32_t (*read)() noexcept) noexcept : read_(read), steps_(0) {}
     std::int64_t Milliseconds() noexcept;  ///< Never less than any thread has been given before.
 
 private:
     std::uint32_t (*read_)() noexcept;
-    std::atomic<std::uint32_t> half_;  // how many halves of the counter's range have passed
+    std::atomic<std::uint32_t> steps_;  // of 2^16 ms that have passed; they wrap after 8,900 years
 };
 
 /// A source of time. Tests put one of their own in place of the system's.

@@ -76,7 +76,7 @@ SteadyTimerHeap::Timer SteadyTimerHeap::Add(ACE_Event_Handler* handler, const vo
     const std::int64_t every = std::clamp<std::int64_t>(Ticks(interval), 0, kLongest);
     const Guard guard(mutex());
     if (closed_) throw KORException(__FILE__, __FUNCTION__, __LINE__, "The scheduler has ended");
-    // Rounded up: a timer never fires early.
+    // Rounded up: not before the steady time has come.
     const long id = schedule(handler, act, AceTime(at + kTicksPerMicrosecond - 1), AceTime(every));
     if (id == -1) throw std::bad_alloc();
     return {id, stamps_[static_cast<std::size_t>(id)]};

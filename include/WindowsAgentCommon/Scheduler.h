@@ -51,8 +51,8 @@ private:
 /// Time: intervals and expiries run on a steady time. Setting the system's clock neither stops a timer nor
 /// makes it fire in bursts; only the times that callers pass and handlers get are the clock's. A timer that
 /// comes late (a slow handler, a machine that slept) fires once for all the times it missed and keeps its
-/// rhythm. Resolution is 1 ms plus that of the system's waits (up to 15.6 ms on Windows). Times beyond 30
-/// years from now count as 30 years.
+/// rhythm. The steady time and the system's waits go in steps of up to 15.6 ms on Windows: by so much a timer
+/// may be early, and by so much and 1 ms late. Times beyond 30 years from now count as 30 years.
 ///
 /// Handlers are called one after the other; a slow one delays all others. handle_timeout gets the system's
 /// time and the act. A handler may call the scheduler: cancel or reset its own timer or others', schedule.
