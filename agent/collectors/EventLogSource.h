@@ -14,7 +14,9 @@ class EventLogSource {
 public:
     virtual ~EventLogSource() = default;
 
-    virtual unsigned long Open(const std::wstring& log) = 0;  ///< Such as L"System"; closes what was open.
+    /// log: such as L"System"; one that the system does not know is ERROR_FILE_NOT_FOUND. Closes what was
+    /// open.
+    virtual unsigned long Open(const std::wstring& log) = 0;
 
     /// The number of the oldest record, and how many there are; record numbers are consecutive.
     virtual unsigned long GetRange(std::uint32_t& oldest, std::uint32_t& count) = 0;

@@ -183,6 +183,17 @@ TEST_F(EventLogCollectorTest, SkipsDamagedRecords) {
     EXPECT_EQ("2", Text(status_, "Damaged"));
 }
 
+TEST(EventLogSourceTest, OpensNoOtherLogForOneThatIsNotThere) {
+    const std::wstring log = L"Test" + std::to_wstring(::GetCurrentProcessId());
+    const std::wstring key = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\" + log;
+    HKEY opened = nullptr;
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, MakeEventLogSource()->Open(log));
+    ASSERT_EQ(0, ::RegCreateKeyW(HKEY_LOCAL_MACHINE, key.c_str(), &opened));
+    ::RegCloseKey(opened);
+    EXPECT_EQ(0u, MakeEventLogSource()->Open(log));
+    ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());
+}
+
 /// A 32-bit process of a 64-bit Windows whose folder is the one of the variable WINDOWS.
 struct SixtyFourBitWindows {
     static FARPROC WINAPI Find(HMODULE module, const char* name) {
