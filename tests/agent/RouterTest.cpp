@@ -63,10 +63,16 @@ protected:
     PayloadRouter router_;
 };
 
+/// A payload for which there is no memory in a queue.
+struct Unqueueable : test::FakePayload {
+    std::size_t GetSize() const override { throw std::bad_alloc(); }
+};
+
 TEST_F(RouterTest, EitherEveryDestinationGetsAnEventOrNone) {
     AddFile("a");
     AddFile("b");
     Start();
+    EXPECT_THROW(router_.Route(std::make_shared<Unqueueable>()), std::bad_alloc);
     for (int i = 0; i < 250; ++i) ASSERT_TRUE(router_.Route(PayloadOf(Numbered(i, 1)[0])).IsQueued());
     for (int i = 0; i < 6; ++i) ASSERT_TRUE(manager_.GetDestination("b")->Send(PayloadOf("x")).IsQueued());
     EXPECT_TRUE(router_.Route(PayloadOf("b is full")).IsFailure());
