@@ -96,6 +96,7 @@ void EventLogCollector::GetStatus(EnvironmentBlock& status) const {
 }
 
 Collector::Progress EventLogCollector::Collect() {
+    messages_->Expire();
     Progress progress = Progress::kNothing;
     for (EventLog& log : logs_) {
         if (IsStopping()) return Progress::kNothing;

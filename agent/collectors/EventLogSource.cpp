@@ -11,6 +11,16 @@ namespace {
 constexpr DWORD kFirstBuffer = 64 * 1024;
 constexpr DWORD kMostBuffer = 0x7FFFF;  // the most that ReadEventLog takes
 
+/// For a log that it does not know the system opens Application. One that cannot be looked up may be there.
+bool isRegistered(const std::wstring& log) {
+    HKEY key = nullptr;
+    const LONG error = ::RegOpenKeyExW(HKEY_LOCAL_MACHINE,
+                                       (L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\" + log).c_str(), 0,
+                                       KEY_QUERY_VALUE, &key);
+    if (error == 0) ::RegCloseKey(key);
+    return error != ERROR_FILE_NOT_FOUND;
+}
+
 struct LogCloser {
     void operator()(void* log) const noexcept { ::CloseEventLog(log); }
 };
@@ -42,6 +52,8 @@ public:
 
 private:
     unsigned long reopen() {
+        log_.reset();
+        if (!isRegistered(name_)) return ERROR_FILE_NOT_FOUND;
         log_.reset(::OpenEventLogW(nullptr, name_.c_str()));
         return log_ ? 0 : ::GetLastError();
     }

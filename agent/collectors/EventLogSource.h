@@ -14,7 +14,9 @@ class EventLogSource {
 public:
     virtual ~EventLogSource() = default;
 
-    virtual unsigned long Open(const std::wstring& log) = 0;  ///< Such as L"System"; closes what was open.
+    /// log: such as L"System"; one that the system does not know is ERROR_FILE_NOT_FOUND. Closes what was
+    /// open.
+    virtual unsigned long Open(const std::wstring& log) = 0;
 
     /// The number of the oldest record, and how many there are; record numbers are consecutive.
     virtual unsigned long GetRange(std::uint32_t& oldest, std::uint32_t& count) = 0;
@@ -33,14 +35,18 @@ public:
     /// parameter message files). UTF-16. False when there is none.
     virtual bool GetText(const std::wstring& log, const std::wstring& source, std::uint32_t id,
                          bool parameter, std::wstring& out) = 0;
+
+    /// To be called now and then: releases what is kept of message files, once it is some minutes old.
+    virtual void Expire() = 0;
 };
 
 /// The classic event-log functions, which are there from Windows XP on.
 std::unique_ptr<EventLogSource> MakeEventLogSource();
 
 /// Reads the registry ("EventMessageFile" and "ParameterMessageFile", for Security through the registry cache
-/// where that service is there) and loads message files as data, at most 200 of them at a time. Under 64-bit
-/// Windows it finds those of the system folder, too, that only 64-bit programs are shown.
+/// where that service is there) and loads message files as data, at most 200 of them at a time. What it
+/// found, and that it found nothing, it keeps for five minutes, so that files can be installed and replaced.
+/// Under 64-bit Windows it finds those of the system folder, too, that only 64-bit programs are shown.
 std::unique_ptr<EventMessageSource> MakeEventMessageSource();
 
 }  // namespace CorvaneAgent

@@ -1,6 +1,7 @@
 #include "WindowsAgentCommon/IComponentFactory.h"
 #include "WindowsAgentCommon/IRegistryCache.h"
 #include "agent/collectors/EventLogSource.h"
+#include "agent/sdk/Clock.h"
 
 #include <list>
 #include <map>
@@ -15,6 +16,7 @@ namespace {
 
 constexpr std::size_t kMostModules = 200;
 constexpr std::size_t kMostSources = 2000;
+constexpr std::int64_t kKeepMs = 5 * 60'000;
 constexpr DWORD kMostText = 64 * 1024;  // UTF-16 units; what FormatMessage writes at most
 
 struct ModuleCloser {
@@ -87,6 +89,15 @@ public:
         return false;
     }
 
+    /// All of it at once: one that is in use is found again quickly, and then as it is now.
+    void Expire() override {
+        const std::int64_t now = SteadyMilliseconds();
+        if (now - emptied_ < kKeepMs) return;
+        emptied_ = now;
+        files_.clear();
+        modules_.clear();
+    }
+
 private:
     const std::vector<std::wstring>& files(const std::wstring& log, const std::wstring& source,
                                            bool parameter) {
@@ -152,6 +163,7 @@ private:
 
     std::map<std::wstring, std::vector<std::wstring>> files_;
     std::list<std::pair<std::wstring, Module>> modules_;  // the one used last in front
+    std::int64_t emptied_ = SteadyMilliseconds();         // files_ and modules_
     std::vector<wchar_t> buffer_;
 };
 

@@ -2,6 +2,7 @@
 
 #include "WindowsAgentCommon/AgentPaths.h"
 #include "WindowsAgentCommon/Encoding.h"
+#include "WindowsAgentCommon/FileUtil.h"
 #include "WindowsAgentCommon/Formatting.h"
 #include "WindowsAgentCommon/IComponentFactory.h"
 #include "WindowsAgentCommon/IConnectionFactory.h"
@@ -19,6 +20,8 @@
 
 #include <algorithm>
 #include <exception>
+
+#include "agent/sdk/Win32.h"
 
 namespace CorvaneAgent {
 
@@ -85,10 +88,52 @@ std::uint64_t spoolCapacity(SettingsReader& settings) {
     return settings.Number<std::uint64_t>("SpoolCapacity", 0, kLeastSpool, 1U << 20) * kMegabyte;
 }
 
+/// The folder of the spools' folders.
+std::wstring spoolsFolder() {
+    std::wstring folder = require<IDiskManager>().GetBasePath();
+    if (!folder.empty() && folder.back() != L'\\') folder += L'\\';
+    return folder + L"spool\\";
+}
+
+/// What the spools of former destinations hold. It may never have been sent, so it stays; an operator is
+/// told.
+std::uint64_t strayBytes(const std::vector<InstanceConfig>& instances, Log log) {
+    std::vector<std::wstring> known;
+    for (const InstanceConfig& instance : instances)
+        if (settingsOf(instance).Text("Type", "File") != "File") known.push_back(FolderName(instance.text1));
+    if (known.empty()) return 0;
+    const std::wstring folder = spoolsFolder();
+    std::uint64_t bytes = 0;
+    WIN32_FIND_DATAW entry;
+    const HANDLE search = ::FindFirstFileW((folder + L"*").c_str(), &entry);
+    if (search == INVALID_HANDLE_VALUE) return 0;
+    const auto close = [](void* handle) { ::FindClose(handle); };
+    const std::unique_ptr<void, decltype(close)> owner(search, close);
+    do {
+        const std::wstring name = entry.cFileName;
+        constexpr DWORD kKind = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+        const auto isIt = [&name](const std::wstring& other) {
+            return ::_wcsicmp(name.c_str(), other.c_str()) == 0;
+        };
+        if ((entry.dwFileAttributes & kKind) != FILE_ATTRIBUTE_DIRECTORY || IsDotFolder(name.c_str()) ||
+            std::any_of(known.begin(), known.end(), isIt))
+            continue;
+        LARGE_INTEGER size = {};
+        GetDirectoryContentSize(folder + name, size);  // after an error, as much as could be counted
+        if (size.QuadPart == 0) continue;
+        bytes += static_cast<std::uint64_t>(size.QuadPart);
+        log->Warn(
+            "The spool %ls belongs to no destination and takes %I64d bytes of room; a network destination of "
+            "its former name sends what it holds; to give that up, delete the folder while the agent is off",
+            (folder + name).c_str(), size.QuadPart);
+    } while (::FindNextFileW(search, &entry));
+    return bytes;
+}
+
 /// The bytes for each spool without a SpoolCapacity: an equal part of what the others leave. Throws when the
 /// spools together would exceed the disk manager's capacity, since one of them could then take another's
-/// room.
-std::uint64_t shareOf(const std::vector<InstanceConfig>& instances) {
+/// room. stray, of former destinations: becomes what each of these spools has less for them.
+std::uint64_t shareOf(const std::vector<InstanceConfig>& instances, std::uint64_t& stray) {
     std::uint64_t given = 0, others = 0, capacity = 0;
     for (const InstanceConfig& instance : instances) {
         SettingsReader settings = settingsOf(instance);
@@ -101,7 +146,10 @@ std::uint64_t shareOf(const std::vector<InstanceConfig>& instances) {
     EnvironmentBlock status;
     require<IDiskManager>().GetStatus(status);
     status.GetIntegerValue("CapacityBytes", capacity, 0);
-    if (capacity == 0) return kUnlimitedSpool * kMegabyte;
+    if (capacity == 0) {
+        stray = 0;
+        return kUnlimitedSpool * kMegabyte;
+    }
     const std::uint64_t needed = given + others * kLeastSpool * kMegabyte;
     std::string text;
     if (needed > capacity)
@@ -112,7 +160,18 @@ std::uint64_t shareOf(const std::vector<InstanceConfig>& instances) {
                 "The destinations' spools need %I64u MiB (SpoolCapacity, or at least %I64u for each without "
                 "it), but the disk manager's Capacity is %I64u MiB",
                 needed / kMegabyte, kLeastSpool, capacity / kMegabyte));
-    return others == 0 ? 0 : (capacity - given) / others;
+    if (others == 0) return 0;
+    stray = std::min(stray, capacity - needed) / others;
+    return (capacity - given) / others;
+}
+
+/// Makes a spool smaller, and what must fit into it.
+void shrink(SpoolSink::Options& options, std::uint64_t bytes) {
+    options.spool.capacity -= bytes;
+    const std::uint64_t most = options.spool.capacity / 4;
+    options.resendWindow = std::min<std::uint64_t>(most, options.resendWindow);
+    options.highWaterMark = static_cast<std::size_t>(std::min<std::uint64_t>(most, options.highWaterMark));
+    options.lowWaterMark = std::min(options.lowWaterMark, options.highWaterMark - 1);
 }
 
 }  // namespace
@@ -140,7 +199,8 @@ InitializeResult DestinationManager::Initialize(const EnvironmentBlock& settings
     if (instances.empty())
         throw InitializationException(__FILE__, __FUNCTION__, __LINE__, "There is no destination");
     requireUniqueNames(instances);
-    share_ = shareOf(instances);
+    stray_ = strayBytes(instances, log_);
+    share_ = shareOf(instances, stray_);
     Destinations made;
     for (const InstanceConfig& instance : instances) add(instance, made);
     {
@@ -182,12 +242,9 @@ std::unique_ptr<Sink> DestinationManager::makeSpoolSink(const InstanceConfig& co
     SpoolSink::Options options;
     options.name = config.text1;
     options.dropOldest = settings.Choice("FullPolicy", "Block", {"Block", "DropOldest"}) == "DropOldest";
-    options.spool.folder = disk.GetBasePath();
-    if (!options.spool.folder.empty() && options.spool.folder.back() != L'\\') options.spool.folder += L'\\';
-    options.spool.folder += L"spool\\" + FolderName(config.text1) + L"\\";
+    options.spool.folder = spoolsFolder() + FolderName(config.text1) + L"\\";
     options.spool.capacity = spoolCapacity(settings);
     if (options.spool.capacity == 0) options.spool.capacity = share_;
-    options.spool.segmentBytes = std::min<std::uint64_t>(options.spool.capacity / 16, 4 * kMegabyte);
     // What is handed over and not confirmed yet stays in the spool: there must be room beside it.
     const std::uint64_t most = options.spool.capacity / 4;
     if (type == "TCP")
@@ -197,6 +254,9 @@ std::unique_ptr<Sink> DestinationManager::makeSpoolSink(const InstanceConfig& co
         settings.Number("QueueHighWaterMark", kMegabyte, 1024, std::min<std::uint64_t>(most, 256U << 20));
     options.lowWaterMark =
         settings.Number("QueueLowWaterMark", options.highWaterMark / 2, 0, options.highWaterMark - 1);
+    // The limits above are the configuration's alone: what lies on the disk keeps no agent from starting.
+    if (spoolCapacity(settings) == 0) shrink(options, stray_);
+    options.spool.segmentBytes = std::min<std::uint64_t>(options.spool.capacity / 16, 4 * kMegabyte);
     settings.Know({"TargetAddress", "TargetPort", "Framing", "MaxPayloadSize", "ConnectTimeout", "BackoffMin",
                    "BackoffMax", "SendTimeout"});
     settings.RefuseUnknown();

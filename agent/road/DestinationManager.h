@@ -69,7 +69,8 @@ private:
     mutable ACE_Thread_Mutex lock_;  // guards what follows
     ACE_Condition_Thread_Mutex changed_;
     Destinations destinations_;
-    std::uint64_t share_ = 0;                     // Initialize's own: bytes of a spool without SpoolCapacity
+    std::uint64_t share_ = 0;  // Initialize's own: bytes of a spool without SpoolCapacity
+    std::uint64_t stray_ = 0;  // and what it has less for the spools of former destinations
     WindowsAgentCommon::EnvironmentBlock final_;  // what the destinations counted before they were shut down
     bool stopping_ = false;
 };

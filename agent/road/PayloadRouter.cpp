@@ -142,17 +142,14 @@ void PayloadRouter::unreserve(Set set) {
 
 StreamRoutingResult PayloadRouter::sendToSome(const PayloadPtr& payload, Set set) {
     if (!reserve(set)) return failure();
+    const auto giveBack = [this](const Set* left) { unreserve(*left); };
+    const std::unique_ptr<const Set, decltype(giveBack)> reserved(&set, giveBack);
     std::vector<std::pair<const Target*, PayloadPtr>> sends;
-    try {
-        for (std::size_t i = 0; i < targets_.size(); ++i)
-            if ((set >> i & 1) != 0)
-                sends.emplace_back(&targets_[i], sends.empty() ? payload : payload->Clone());
-    } catch (const std::exception&) {
-        unreserve(set);
-        throw;
-    }
+    for (std::size_t i = 0; i < targets_.size(); ++i)
+        if ((set >> i & 1) != 0) sends.emplace_back(&targets_[i], sends.empty() ? payload : payload->Clone());
     int flags = 0;
     for (const auto& send : sends) {
+        set &= set - 1;  // the lowest one: its place is used up, even if this fails
         if (send.first->own) {
             send.first->own->SendReserved(send.second);
             flags |= StreamRoutingResult::kQueued;

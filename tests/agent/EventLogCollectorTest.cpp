@@ -78,6 +78,8 @@ struct FakeMessages : EventMessageSource {
         out = parameter ? L"running\r\n" : L"The %1 service is %2.%0";
         return parameter ? id == 7 : id == 0x40001B7C;
     }
+    void Expire() override { expired = true; }
+    static inline bool expired = false;
 };
 
 class EventLogCollectorTest : public testing::Test {
@@ -127,6 +129,7 @@ TEST_F(EventLogCollectorTest, RendersARecordWithItsMessage) {
         "Time=2024-02-29T12:34:56Z\tQualifiers=16384\tTask=0\tKeywords=0x80000000000000\tUser=S-1-5-18\t"
         "Data1=Spooler\tData2=%%7\tBinary=AB01\tMessage=The Spooler service is running.",
         line.substr(line.find("EventID=")));
+    EXPECT_TRUE(FakeMessages::expired);
 }
 
 TEST_F(EventLogCollectorTest, ContinuesAndSeesWhatHappenedMeanwhile) {
@@ -183,6 +186,17 @@ TEST_F(EventLogCollectorTest, SkipsDamagedRecords) {
     EXPECT_EQ("2", Text(status_, "Damaged"));
 }
 
+TEST(EventLogSourceTest, OpensNoOtherLogForOneThatIsNotThere) {
+    const std::wstring log = L"Test" + std::to_wstring(::GetCurrentProcessId());
+    const std::wstring key = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\" + log;
+    HKEY opened = nullptr;
+    EXPECT_EQ(ERROR_FILE_NOT_FOUND, MakeEventLogSource()->Open(log));
+    ASSERT_EQ(0, ::RegCreateKeyW(HKEY_LOCAL_MACHINE, key.c_str(), &opened));
+    ::RegCloseKey(opened);
+    EXPECT_EQ(0u, MakeEventLogSource()->Open(log));
+    ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());
+}
+
 /// A 32-bit process of a 64-bit Windows whose folder is the one of the variable WINDOWS.
 struct SixtyFourBitWindows {
     static FARPROC WINAPI Find(HMODULE module, const char* name) {
@@ -198,30 +212,43 @@ struct SixtyFourBitWindows {
     const ImportPatch<decltype(Folder)> folder{nullptr, "GetSystemWindowsDirectoryW", &Folder};
 };
 
-/// The text of message 5 in files that an event source of the test's own has registered; empty for none.
-std::wstring RegisteredText(const std::wstring& files) {
+/// An event source of the test's own, registered with message files.
+struct Registration {
+    explicit Registration(const std::wstring& files) {
+        HKEY opened = nullptr;
+        EXPECT_EQ(0, ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr,
+                                       &opened, nullptr));
+        EXPECT_EQ(0, ::RegSetValueExW(opened, L"EventMessageFile", 0, REG_EXPAND_SZ,
+                                      reinterpret_cast<const BYTE*>(files.c_str()),
+                                      static_cast<DWORD>((files.size() + 1) * sizeof(wchar_t))));
+        ::RegCloseKey(opened);
+    }
+    Registration(const Registration&) = delete;
+    Registration& operator=(const Registration&) = delete;
+    ~Registration() { ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str()); }
+
+    /// Whether there is a text of message 5.
+    bool HasText(EventMessageSource& messages) const {
+        std::wstring text;
+        return messages.GetText(L"Application", source, 5, false, text) && !text.empty();
+    }
+
     const std::wstring source = L"Test" + std::to_wstring(::GetCurrentProcessId());
     const std::wstring key = L"SYSTEM\\CurrentControlSet\\Services\\EventLog\\Application\\" + source;
-    HKEY opened = nullptr;
-    EXPECT_EQ(0, ::RegCreateKeyExW(HKEY_LOCAL_MACHINE, key.c_str(), 0, nullptr, 0, KEY_SET_VALUE, nullptr,
-                                   &opened, nullptr));
-    EXPECT_EQ(0, ::RegSetValueExW(opened, L"EventMessageFile", 0, REG_EXPAND_SZ,
-                                  reinterpret_cast<const BYTE*>(files.c_str()),
-                                  static_cast<DWORD>((files.size() + 1) * sizeof(wchar_t))));
-    ::RegCloseKey(opened);
-    std::wstring text;
-    if (!MakeEventMessageSource()->GetText(L"Application", source, 5, false, text)) text.clear();
-    ::RegDeleteKeyW(HKEY_LOCAL_MACHINE, key.c_str());
-    return text;
+};
+
+/// A file with the system's messages.
+std::wstring SystemMessages() {
+    wchar_t path[MAX_PATH];
+    ::ExpandEnvironmentStringsW(L"%SystemRoot%\\system32\\kernelbase.dll", path, MAX_PATH);
+    return path;
 }
 
 TEST(EventMessageSourceTest, FindsFilesAlsoThoseThatOnlySixtyFourBitProgramsAreShown) {
     const TempFolder folder;
-    wchar_t messages[MAX_PATH];  // a file with the system's messages
-    ASSERT_TRUE(::ExpandEnvironmentStringsW(L"%SystemRoot%\\system32\\kernelbase.dll", messages, MAX_PATH));
     ASSERT_TRUE(::CreateDirectoryW(folder.Path(L"Sysnative").c_str(), nullptr));
     for (const wchar_t* const name : {L"plain.dll", L"Sysnative\\native.dll"})
-        ASSERT_TRUE(::CopyFileW(messages, folder.Path(name).c_str(), TRUE));
+        ASSERT_TRUE(::CopyFileW(SystemMessages().c_str(), folder.Path(name).c_str(), TRUE));
     ::SetEnvironmentVariableW(L"WINDOWS", folder.Path().substr(0, folder.Path().size() - 1).c_str());
     const struct {
         const wchar_t* files;
@@ -232,10 +259,34 @@ TEST(EventMessageSourceTest, FindsFilesAlsoThoseThatOnlySixtyFourBitProgramsAreS
                 {L"%WINDOWS%\\System32native.dll", false, false}};
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::PrintToString(row.files));
-        EXPECT_EQ(row.under32, !RegisteredText(row.files).empty());
+        const Registration registered(row.files);
+        EXPECT_EQ(row.under32, registered.HasText(*MakeEventMessageSource()));
         const SixtyFourBitWindows windows;
-        EXPECT_EQ(row.under64, !RegisteredText(row.files).empty());
+        EXPECT_EQ(row.under64, registered.HasText(*MakeEventMessageSource()));
     }
+}
+
+TEST(EventMessageSourceTest, LooksAgainAfterFiveMinutesAndLetsGoOfFiles) {
+    static std::int64_t now = 0;
+    ReplaceSteadyClock([]() noexcept { return now; });
+    const TempFolder folder;
+    const std::wstring file = folder.Path(L"late.dll");
+    const auto messages = MakeEventMessageSource();
+    const Registration registered(file);
+    const auto hasText = [&](std::int64_t laterMs) {
+        now += laterMs;
+        messages->Expire();
+        return registered.HasText(*messages);
+    };
+    EXPECT_FALSE(hasText(0));
+    ASSERT_TRUE(::CopyFileW(SystemMessages().c_str(), file.c_str(), TRUE));
+    EXPECT_FALSE(hasText(299'999));
+    EXPECT_TRUE(hasText(1));
+    EXPECT_FALSE(::CopyFileW(SystemMessages().c_str(), file.c_str(), FALSE)) << "it is in use";
+    now += 300'000;
+    messages->Expire();
+    EXPECT_TRUE(::CopyFileW(SystemMessages().c_str(), file.c_str(), FALSE));
+    ReplaceSteadyClock(nullptr);
 }
 
 TEST(EventLogRecordTest, ReadsNothingBeyondTheRecord) {

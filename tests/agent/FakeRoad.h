@@ -49,16 +49,6 @@ struct FakeRouter : FakeService<IPayloadRouter>, IDeliveryBarrier {
     std::function<void()> onLine, onRefuse, onQuestion;
 };
 
-/// Has one record, whatever its name.
-struct FakePersistence : FakeService<IPersistenceManager> {
-    unsigned long OpenRecord(const std::string&, std::shared_ptr<IPersistentRecord>& out) override {
-        out = record;
-        return 0;
-    }
-    unsigned long Flush() override { return 0; }
-    const std::shared_ptr<FakeRecord> record = std::make_shared<FakeRecord>();
-};
-
 /// The services that a collector needs, with the library's payload factory. Every look at the clock takes
 /// 100 ms, so that a position is kept every few batches.
 struct FakeRoad {

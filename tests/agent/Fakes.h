@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include <windows.h>
@@ -65,6 +66,16 @@ struct FakeRecord : IPersistentRecord {
     unsigned long loadError = 0;
     std::atomic<unsigned long> error{0};  // of Save
     std::function<void()> onSave;
+};
+
+/// Has one record, whatever its name.
+struct FakePersistence : FakeService<IPersistenceManager> {
+    unsigned long OpenRecord(const std::string&, std::shared_ptr<IPersistentRecord>& out) override {
+        out = record;
+        return 0;
+    }
+    unsigned long Flush() override { return 0; }
+    const std::shared_ptr<FakeRecord> record = std::make_shared<FakeRecord>();
 };
 
 }  // namespace CorvaneAgent::test

@@ -7,8 +7,10 @@
 
 #include "agent/road/DestinationManager.h"
 #include "agent/road/FolderName.h"
+#include "agent/sdk/Clock.h"
 #include "tests/agent/RoadFakes.h"
-#include "tests/support/FakeComponentFactory.h"
+#include "tests/support/FakeConnections.h"
+#include "tests/support/LogLines.h"
 #include "tests/support/TempFolder.h"
 
 namespace CorvaneAgent {
@@ -24,8 +26,11 @@ class RouterTest : public testing::Test {
 protected:
     RouterTest() {
         disk_.base = folder_.Path();
-        components_.components = {
-            {"PayloadFactory", &factory_}, {"DiskManager", &disk_}, {"DestinationManager", &manager_}};
+        connections_.components.components = {{"PayloadFactory", &factory_},
+                                              {"DiskManager", &disk_},
+                                              {"DestinationManager", &manager_},
+                                              {"ConnectionFactory", &connections_},
+                                              {"PersistenceManager", &persistence_}};
     }
     ~RouterTest() override { manager_.Shutdown(); }
     void Add(const std::string& name, const Settings& settings) {
@@ -54,7 +59,8 @@ protected:
         }
     }
 
-    WindowsAgentCommon::test::FakeComponentFactory components_;
+    WindowsAgentCommon::test::FakeConnections connections_;
+    test::FakePersistence persistence_;
     WindowsAgentCommon::test::TempFolder folder_;
     test::FakeFactory factory_;
     test::FakeDisk disk_;
@@ -63,10 +69,16 @@ protected:
     PayloadRouter router_;
 };
 
+/// A payload for which there is no memory in a queue.
+struct Unqueueable : test::FakePayload {
+    std::size_t GetSize() const override { throw std::bad_alloc(); }
+};
+
 TEST_F(RouterTest, EitherEveryDestinationGetsAnEventOrNone) {
     AddFile("a");
     AddFile("b");
     Start();
+    EXPECT_THROW(router_.Route(std::make_shared<Unqueueable>()), std::bad_alloc);
     for (int i = 0; i < 250; ++i) ASSERT_TRUE(router_.Route(PayloadOf(Numbered(i, 1)[0])).IsQueued());
     for (int i = 0; i < 6; ++i) ASSERT_TRUE(manager_.GetDestination("b")->Send(PayloadOf("x")).IsQueued());
     EXPECT_TRUE(router_.Route(PayloadOf("b is full")).IsFailure());
@@ -161,6 +173,41 @@ TEST_F(RouterTest, ASettingThatCannotBeUsedIsNamedWithItsValue) {
     AddFile("same");
     AddFile("SAME");
     EXPECT_NE(InitializationError(), "");
+}
+
+TEST_F(RouterTest, SpoolsOfFormerDestinationsAreToldAndNotSharedOut) {
+    WindowsAgentCommon::test::LogLines log("Agent.DestinationManager");
+    static std::int64_t now = 0;
+    ReplaceSteadyClock([]() noexcept { return now += 1000; });  // so that no shutdown waits
+    disk_.capacity = 16U << 20;
+    Add("open", {{"Type", "TCP"}, {"QueueHighWaterMark", "4194304"}});
+    for (const wchar_t* const name : {L"spool", L"spool\\OPEN", L"spool\\former", L"spool\\empty"})
+        ASSERT_TRUE(::CreateDirectoryW(folder_.Path(name).c_str(), nullptr));
+    folder_.Write(L"spool\\OPEN\\note.txt", "mine");
+    const struct {
+        const wchar_t* path;
+        std::size_t bytes;
+        std::uint64_t left;
+        const char* highWaterMark;
+    } rows[] = {{L"spool\\note.txt", 9, 16U << 20, "4194304"},
+                {L"spool\\former\\0000000001.spool", 4U << 20, 12U << 20, "3145728"},
+                {L"spool\\former\\0000000002.spool", 10U << 20, 8U << 20, "2097152"}};
+    for (const auto& row : rows) {
+        log.text.clear();
+        folder_.Write(row.path, std::string(row.bytes, 'x'));
+        EXPECT_EQ(InitializationError(), "");
+        EnvironmentBlock status;
+        manager_.GetStatus(status);
+        EXPECT_EQ(test::Value(status, "open.SpoolCapacity"), row.left);
+        EXPECT_EQ(connections_.settings["QueueHighWaterMark"], row.highWaterMark);
+        manager_.Shutdown();
+    }
+    ReplaceSteadyClock(nullptr);
+    EXPECT_EQ(log.text.find("200 The spool " + folder_.Narrow("spool\\former") +
+                            " belongs to no destination and takes 14680064 bytes"),
+              0U)
+        << log.text;
+    EXPECT_EQ(log.text.find('\n'), log.text.size() - 1) << "of no other folder";
 }
 
 TEST(FolderNameTest, IsOneFolderWhateverTheDestinationIsCalled) {
