@@ -192,6 +192,17 @@ TEST_F(CollectorTest, StopsByTheCommonDeadlineWhileTheRoadIsStuck) {
     EXPECT_EQ("stopped", Text(road.Run(collector, Settings(folder.Narrow("t.log"))), "State"));
     EXPECT_EQ(0u,
               road.router.longest);  // that time has passed: the events are safe already, or it ends without
+
+    road.router.onLine = nullptr;
+    TextFileCollector waiting;
+    bool asked = false;
+    road.router.onQuestion = [&] {
+        if (!std::exchange(asked, true)) road.router.longest = 0;  // this question came before the stop
+        waiting.BeginStop(0);
+    };
+    EXPECT_EQ("stopped", Text(road.Run(waiting, Settings(folder.Narrow("t.log"))), "State"));
+    EXPECT_TRUE(asked);
+    EXPECT_EQ(0u, road.router.longest);
 }
 
 TEST_F(CollectorTest, KeepsNoPositionUntilTheEventsAreSafe) {

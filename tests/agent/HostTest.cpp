@@ -26,6 +26,9 @@ public:
     std::string text;
 
     std::string GetHookName() const override { return "story"; }
+    void OnFactoryInitializationStart() override { text += "("; }
+    void OnStaticConfigurationInitialized(const std::string& name) override { text += " c:" + name; }
+    void OnModuleInitialized(const std::string& name) override { text += " m:" + name; }
     void OnComponentInitializeSuccess(const std::string& name) override { text += " ok:" + name; }
     void OnComponentInitializeFail(const std::string& name) override { text += " fail:" + name; }
     void OnComponentInitializeDefer(const std::string& name) override { text += " defer:" + name; }
@@ -100,7 +103,7 @@ TEST(AgentComponentFactory, OrdersDefersAndFailsAsTheComponentsSay) {
     };
     struct Row {
         const char* failed;
-        const char* story;  // ")" and the result of the initialisation
+        const char* story;  // once all are made; ")" and the result of the initialisation
         std::vector<Given> parts;
     };
     const Row rows[] = {
@@ -119,7 +122,9 @@ TEST(AgentComponentFactory, OrdersDefersAndFailsAsTheComponentsSay) {
         SCOPED_TRACE(row.story);
         Parts parts;
         std::vector<ServiceConfig> services;
+        std::string made = "(";
         for (const Given& given : row.parts) {
+            made += std::string(" c:") + given.name + " m:" + given.name;
             parts.parts[given.name] = std::make_unique<Part>(given.dependencies, given.defers, given.failure);
             services.push_back(service(given.name));
         }
@@ -135,7 +140,7 @@ TEST(AgentComponentFactory, OrdersDefersAndFailsAsTheComponentsSay) {
             EXPECT_EQ(factory.Initialize(services), kComponentFactoryWrongState);
             factory.Shutdown();
         }
-        EXPECT_EQ(story.text, std::string(" ") + row.story);
+        EXPECT_EQ(story.text, made + " " + row.story);
     }
 }
 
