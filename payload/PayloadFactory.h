@@ -12,8 +12,8 @@ namespace WindowsAgentCommon {
 
 /// The payload factory. The setting "PayloadFactoryMapping" says which scheme Initialize takes:
 /// "PayloadMappingv1", or PayloadMappingv2 for anything else, deliberately without a word. The scheme stays
-/// after Shutdown, so that a late caller finds it; both live as long
-/// as the factory, so that one that is initialised again takes none away from its callers.
+/// after Shutdown, so that a late caller finds it; both live as long as the factory, so that one that is
+/// initialised again takes none away from its callers.
 class PayloadFactory : public ServiceComponentBase<IPayloadFactory, ACE_Service_Object> {
 public:
     InitializeResult Initialize(const EnvironmentBlock& settings) override;

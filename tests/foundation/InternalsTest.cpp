@@ -116,6 +116,7 @@ struct CountingTraits {
 TEST(Win32Handle, ClosesWhatItOwnsOnceAndKeepsTheLastError) {
     using CountingHandle = UniqueHandle<CountingTraits>;
     using Values = std::vector<int>;
+    closed.clear();
     ::SetLastError(ERROR_DISK_FULL);
     {
         CountingHandle handle(1);

@@ -1,8 +1,12 @@
 #include "WindowsAgentCommon/SystemInfo.h"
 
+#include "WindowsAgentCommon/Formatting.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
+#include <vector>
 
 #include <windows.h>
 
@@ -51,6 +55,21 @@ TEST(SystemInfo, ServiceStatesAreTheServiceManagers) {
     EXPECT_TRUE(::DeleteService(service));
     ::CloseServiceHandle(service);
     ::CloseServiceHandle(manager);
+}
+
+TEST(SystemInfo, LibraryVersionIsThatOfItsVersionResource) {
+    wchar_t path[MAX_PATH] = {};
+    ::GetModuleFileNameW(::GetModuleHandleW(L"CorvaneCommon.dll"), path, MAX_PATH);
+    std::vector<char> resource(::GetFileVersionInfoSizeW(path, nullptr));
+    ASSERT_TRUE(::GetFileVersionInfoW(path, 0, static_cast<DWORD>(resource.size()), resource.data()));
+    VS_FIXEDFILEINFO* fixed = nullptr;
+    UINT size = 0;
+    ASSERT_TRUE(::VerQueryValueW(resource.data(), L"\\", reinterpret_cast<void**>(&fixed), &size));
+    std::string version = "old", text;
+    GetKORVersionString(version);
+    for (const auto& [high, low] : {std::pair(fixed->dwFileVersionMS, fixed->dwFileVersionLS),
+                                    std::pair(fixed->dwProductVersionMS, fixed->dwProductVersionLS)})
+        EXPECT_EQ(version, Format(text, "%d.%d.%d.%d", HIWORD(high), LOWORD(high), HIWORD(low), LOWORD(low)));
 }
 
 }  // namespace

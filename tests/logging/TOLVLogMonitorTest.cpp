@@ -65,6 +65,7 @@ TEST_F(TOLVLogMonitorTest, GivesTheSenderItsSettings) {
         {"h",
          {{"QueueLowWaterMark", "1"}, {"QueueHighWaterMark", "2"}, {"PayloadBuilderType", "B"}},
          {{"QueueLowWaterMark", "1"}, {"QueueHighWaterMark", "2"}, {"PayloadBuilderType", "B"}}},
+        {"h", {{"MaxPayloadSize", "3"}}, {{"MaxPayloadSize", "3"}}},
         {"h", {{"QueueLowWaterMark", "0"}, {"QueueHighWaterMark", "-1"}, {"MaxPayloadSize", "x"}}, {}},
     };
     FakeConnections connections;
@@ -94,11 +95,13 @@ TEST_F(TOLVLogMonitorTest, SendsALineOfTheLevelThatIsAskedForOrAboveAsOneEvent) 
     const std::string host(name, name + size);
     std::string os;
     GetWindowsVersionString(os);
-    const std::pair<const char*, int> rows[] = {{"1", 1}, {"6", 6}, {"7", 7}, {"0", 4}, {"", 4}, {"WARN", 4}};
+    const std::pair<const char*, int> rows[] = {{nullptr, 4}, {"1", 1}, {"6", 6},   {"7", 7},
+                                                {"0", 4},     {"", 4},  {"WARN", 4}};
     for (const auto& [setting, lowest] : rows) {
-        SCOPED_TRACE(setting);
-        monitor.Initialize(
-            {{"ConfigurationServer", "h:99"}, {"ApplicationIdentifier", "A"}, {"LogMonitor.Level", setting}});
+        SCOPED_TRACE(setting ? setting : "none");
+        Settings settings = {{"ConfigurationServer", "h:99"}, {"ApplicationIdentifier", "A"}};
+        if (setting) settings.emplace("LogMonitor.Level", setting);
+        monitor.Initialize(settings);
         for (int level = kMonitorTrace; level <= kMonitorFatal; ++level) {
             connections.sender->sent.clear();
             std::string before, after;

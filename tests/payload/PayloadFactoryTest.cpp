@@ -6,9 +6,12 @@
 #include "WindowsAgentCommon/StringRegistry.h"
 #include "WindowsAgentCommon/SyslogPayloadBuilder.h"
 #include "tests/payload/PayloadServices.h"
+#include "tests/support/ImportPatch.h"
 #include "tests/support/LogLines.h"
 
 #include <gtest/gtest.h>
+
+#include <cstdlib>
 
 using namespace WindowsAgentCommon;
 using namespace WindowsAgentCommon::test;
@@ -90,6 +93,27 @@ TEST(PayloadFactory, ThatIsMissingOrNotInitialisedIsReported) {
                  factory.ReadPayload(nullptr, payload));
 }
 
+int failing = 0;  // of the next requests
+
+void* ScarceMemory(std::size_t size) { return failing-- > 0 ? nullptr : std::malloc(size); }
+
+TEST(PayloadFactory, ThatCannotBeMadeIsNullAndNothingIsThrown) {
+    const std::pair<int, std::string> rows[] = {
+        {1, "100 Unable to make service PayloadFactory: std::bad_alloc\n"}, {1000, ""}};
+    for (const auto& [requests, expected] : rows) {
+        SCOPED_TRACE(requests);
+        const LogLines lines("Code.ComponentFactory");
+        ACE_Service_Object* service = nullptr;
+        {
+            const ImportPatch patch(L"libstdc++-6.dll", "malloc", &ScarceMemory);
+            failing = requests;
+            service = _make_PayloadFactory(nullptr);
+        }
+        EXPECT_EQ(nullptr, service);
+        EXPECT_EQ(expected, lines.text);
+    }
+}
+
 TEST(PayloadProfile, IsStrictOrLenient) {
     using Info = std::pair<unsigned int, std::int64_t>;
     const PayloadServices services;
@@ -106,6 +130,24 @@ TEST(PayloadProfile, IsStrictOrLenient) {
     lenient->AddField("f", 5);
     EXPECT_EQ(Info(first, 5), lenient->GetFieldTypeInfo("f"));
     for (int i = 0; i < 2; ++i) EXPECT_EQ(Info(second, 1), lenient->GetFieldTypeInfo("g"));
+
+    struct Derived : LegacyPayloadProfile {
+        explicit Derived(std::int64_t type) : typeInfo(type) {}
+        void AddField(const std::string& name, const std::int64_t&) override {
+            PayloadProfile::AddField(name, typeInfo);
+        }
+        Info GetFieldTypeInfo(const std::string& name) override {
+            ++asked;
+            return LegacyPayloadProfile::GetFieldTypeInfo(name);
+        }
+        const std::int64_t typeInfo;
+        int asked = 0;
+    };
+    for (const auto& [typeInfo, asked] : {std::pair(5, 2), std::pair(0, 1)}) {  // 0 is asked for no further
+        Derived derived(typeInfo);
+        EXPECT_EQ(typeInfo, derived.GetFieldTypeInfo("f").second);
+        EXPECT_EQ(asked, derived.asked);
+    }
 }
 
 TEST(StreamRoutingResult, TellsErrorsFromFailures) {

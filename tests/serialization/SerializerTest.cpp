@@ -164,6 +164,22 @@ TEST(Serializer, MemorySeeksWithinTheStorageOrThrowsTheCasesLine) {
     }
 }
 
+TEST(Serializer, MemoryTakesTheReadablePartOfABlock) {
+    const std::tuple<std::size_t, std::size_t, unsigned int, std::string, std::string> rows[] = {
+        {2, 6, 3, "cde", "cdef"}, {4, 6, kMax, "ef", "ef"}, {0, 7, 7, "", ""}};  // the last: beyond its end
+    for (const auto& [readAt, writeAt, count, expected, all] : rows) {
+        SCOPED_TRACE(testing::Message() << readAt << " to " << writeAt);
+        const test::GuardedBuffer bytes("abcdef", 6);
+        auto block = std::make_shared<ACE_Message_Block>(bytes.Data(), 6);
+        block->rd_ptr(readAt);
+        block->wr_ptr(writeAt);
+        MemoryBufferSerializer counted(0, 8), whole(0, 8);
+        EXPECT_EQ(expected.size(), counted.WriteBuffer(count, block));
+        EXPECT_EQ(all.size(), whole.WriteBuffer(block));
+        EXPECT_EQ(expected + "," + all, Written(counted) + "," + Written(whole));
+    }
+}
+
 TEST(Serializer, MemoryViewsShareOneStorageThatTheLastReleases) {
     for (const bool originalFirst : {true, false}) {
         const GuardedHeap heap;

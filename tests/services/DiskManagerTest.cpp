@@ -118,6 +118,8 @@ TEST_F(DiskManagerTest, AFolderThatCannotBeUsedIsRefusedInTheLogAndByException) 
         {temp.Narrow("file"), "does not exist and cannot be created.", ERROR_ALREADY_EXISTS},
         {"", "does not exist and cannot be created.", ERROR_PATH_NOT_FOUND},
         {tooLong, "has no absolute path of less than 260 characters.", ERROR_FILENAME_EXCED_RANGE}};
+    const std::string good = "BasePath=" + temp.Narrow("good");
+    Initialize({good});
     for (const auto& [path, why, error] : rows) {
         SCOPED_TRACE(path);
         try {
@@ -131,8 +133,11 @@ TEST_F(DiskManagerTest, AFolderThatCannotBeUsedIsRefusedInTheLogAndByException) 
             EXPECT_EQ(failure.GetLastError(), error);
         }
         EXPECT_FALSE(manager->IsInitialized());
-        EXPECT_EQ(manager->GetBasePath(), L"");
+        EXPECT_EQ(manager->GetBasePath(), temp.Path(L"good"));
+        EXPECT_TRUE(manager->ReserveSpace(0, kMost) && Used() == 0);
     }
+    Initialize({good});
+    EXPECT_FALSE(manager->ReserveSpace(0, kMost));
 }
 
 TEST_F(DiskManagerTest, TemporaryFoldersLieBelowTheBasePathUnderSafeNames) {

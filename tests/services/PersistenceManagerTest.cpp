@@ -136,6 +136,7 @@ TEST_F(PersistenceManagerTest, WritesWhatIsSavedMeanwhileOnceAndLosesNothingAtTh
     ACE_Manual_Event first, on;
     firstMove = &first;
     goOn = &on;
+    moves = 0;
     {
         const test::ImportPatch patch(L"CorvaneCommon.dll", "MoveFileExW", &SlowMove);
         Save(record, "0");

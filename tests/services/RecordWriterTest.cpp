@@ -33,6 +33,7 @@ TEST(RecordWriter, TriesAgainAtIntervalsOfTheSteadyClockWithoutKeepingOthersWait
     test::FakeClock clock;
     ACE_Auto_Event event;
     moved = &event;
+    for (std::atomic<int>& each : moves) each = 0;
     EnsureAceInitialized();
     RecordWriter writer;
     const test::ImportPatch patch(nullptr, "MoveFileExW", &FailingMove);

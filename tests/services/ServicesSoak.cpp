@@ -86,15 +86,19 @@ void Render(int round) {
     factory->CreatePayloadProfile(profile);
     factory->CreatePayload(payload);
     profile->AddField("SyslogHeader", kPayloadText);
+    profile->AddField("event", kPayloadInteger64);
+    profile->AddField("user", kPayloadWideText);
     profile->AddField("message", kPayloadText | kPayloadDeferred);
     const std::string message(static_cast<std::size_t>(round % 500), 'm');
     Check(payload->AddField(*profile, "SyslogHeader", std::string("<13>host ")));
     Check(payload->AddField(*profile, "message", message));
+    Check(payload->AddField(*profile, "event", std::int64_t{round}));
+    Check(payload->AddField(*profile, "user", std::wstring(L"m\u00E9")));
     Check(factory->ReadPayload(payload->Clone()->GetMessageBlock(), received));
     for (const auto& each : {payload, received}) {
         std::string line;
         builder->BuildPayloadString(*each, line);
-        Check(line == "<13>host message=" + message);
+        Check(line == "<13>host event=" + std::to_string(round) + "\tuser=m\xC3\xA9\tmessage=" + message);
     }
 }
 

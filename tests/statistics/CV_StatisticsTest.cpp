@@ -166,10 +166,12 @@ TEST_F(CV_StatisticsTest, ReportReplacesTheOneBeforeBehindWhatTheFileHeldAndLeav
 }
 
 TEST_F(CV_StatisticsTest, TimesAreInTheDestinationsPatternAndCutTo20Characters) {
-    const std::pair<std::string, std::string> rows[] = {{"%d.%m.%Y", "01.03.2026"},
-                                                        {"", ""},
-                                                        {"%A%A%A%A%A%A%A%A%A%A%A", "SundaySundaySundaySu"},
-                                                        {"%Q", "03-01 12:00:00"}};
+    const std::pair<std::string, std::string> rows[] = {
+        {"%d.%m.%Y", "01.03.2026"},
+        {"", ""},
+        {"%A%A%A%A%A%A%A%A%A%A%A", "SundaySundaySundaySu"},
+        {"0123456789012345678\xC3\xA4", "0123456789012345678"},
+        {"%Q", "03-01 12:00:00"}};
     for (const auto& [pattern, text] : rows) {
         CorvaneLogger::LogDst* const destination = Reporter({{"ConversionPattern", pattern}});
         ::DeleteFileW(folder.Path(L"r.txt").c_str());

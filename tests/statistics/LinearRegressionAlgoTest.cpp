@@ -51,14 +51,19 @@ TEST(LinearRegressionAlgo, SetDataReplacesAllOrNothing) {
     EXPECT_EQ(regression.Compute(), Line(0, 0));
 }
 
-TEST(LinearRegressionAlgo, CopiesHaveSamplesOfTheirOwn) {
-    LinearRegressionAlgo first(3);
+TEST(LinearRegressionAlgo, CopiesHaveSamplesOfTheirOwnAndAveragesUseADerivedFit) {
+    struct Derived : LinearRegressionAlgo {
+        using LinearRegressionAlgo::LinearRegressionAlgo;
+        Line Compute() override { return ++calls, LinearRegressionAlgo::Compute(); }
+        int calls = 0;
+    } first(3);
     for (int i = 0; i < 5; ++i) first.AddSample(i, i * i);
     LinearRegressionAlgo second(first);
     second = *&second;
     second.AddSample(5, 25);
     EXPECT_EQ(second.GetXRollingAverage(), 4);
-    EXPECT_EQ(first.GetXRollingAverage(), 3);
+    EXPECT_EQ(Line(first.GetXRollingAverage(), first.GetYRollingAverage()), Line(3, 29.0 / 3));
+    EXPECT_EQ(first.calls, 2);
 }
 
 TEST(LinearRegressionAlgo, NoReaderSeesHalfASampleAndAssigningBothWaysDoesNotLock) {

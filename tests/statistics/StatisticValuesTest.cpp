@@ -1,5 +1,7 @@
 #include "WindowsAgentCommon/AggregatedStatistics.h"
 #include "WindowsAgentCommon/InstanceStatisticsSet.h"
+#include "WindowsAgentCommon/KORException.h"
+#include "WindowsAgentCommon/PerformanceTimer.h"
 #include "WindowsAgentCommon/SimpleStatistic.h"
 #include "tests/support/FakeClock.h"
 
@@ -42,7 +44,16 @@ TEST(SimpleStatistic, OnlyAnotherValueIsCollected) {
     EXPECT_FALSE(SimpleStatistic("\xC3\xA4", "", {1, true}) < SimpleStatistic("z", "", {1, true}));
 }
 
-TEST(InstanceStatisticsSet, VisitsWhatItHeldWhenTheVisitBegan) {
+TEST(PerformanceTimer, EndsWhereItIsTold) {
+    PerformanceTimer timer;
+    EXPECT_EQ(timer.Final(), 0);
+    timer.Start();
+    EXPECT_LT(timer.Final(), 0);
+    timer.End();
+    EXPECT_TRUE(timer.Final() >= 0 && timer.Current() >= timer.Final());
+}
+
+TEST(InstanceStatisticsSet, KeepsStatisticsByInstanceAndVisitsThoseOfTheBeginning) {
     struct : InstanceStatisticsSet, IStatisticsVisitor {
         void Visit(const std::shared_ptr<IStatistic>& statistic) override {
             std::shared_ptr<IStatistic> another = std::make_shared<SimpleStatistic>();
@@ -51,8 +62,17 @@ TEST(InstanceStatisticsSet, VisitsWhatItHeldWhenTheVisitBegan) {
         }
         std::set<std::shared_ptr<IStatistic>> seen;
     } set;
-    std::shared_ptr<IStatistic> one = std::make_shared<SimpleStatistic>();
+    std::shared_ptr<IStatistic> one = std::make_shared<SimpleStatistic>(), none;
     for (const int instance : {1, 1, -1}) set.UpdateStatistic(instance, one);
+    EXPECT_THROW(set.UpdateStatistic(2, none), ObjectDoesNotExistException);
+    EXPECT_THROW(set.VisitStatisticsByInstance(1, nullptr), ObjectDoesNotExistException);
+    std::set<Int64> instances = {7};
+    EXPECT_EQ(set.GetCurrentInstances(instances), 3u) << "one was there before";
+    EXPECT_EQ(instances, (std::set<Int64>{-1, 1, 7}));
+    EXPECT_EQ(set.GetSize(), 2u);
+    std::set<std::shared_ptr<IStatistic>> statistics = {none};
+    EXPECT_TRUE(!set.GetStatisticsByInstance(2, statistics) && statistics == std::set{none});
+    EXPECT_TRUE(set.GetStatisticsByInstance(1, statistics) && statistics == std::set{one});
     EXPECT_TRUE(set.VisitStatisticsByInstance(1, &set) && !set.VisitStatisticsByInstance(2, &set));
     EXPECT_EQ(set.seen, std::set{one});
 }
