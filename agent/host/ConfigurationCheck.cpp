@@ -71,8 +71,9 @@ bool readStatusServer(SettingsReader& reader) {
     reader.Number("QueueLowWaterMark", 1, 1, reader.Number("QueueHighWaterMark", 1'000'000, 1, kMost));
     reader.Number("TargetPort", 514, 1, 65'535);
     if (stream) reader.Choice(prefix + "Framing", "LineFeed", {"LineFeed", "OctetCounting"});
-    for (const char* const name : {"BackoffMin", "BackoffMax", "ConnectTimeout", "SendTimeout"})
+    for (const char* const name : {"ConnectTimeout", "SendTimeout"})
         reader.Number(prefix + name, 1, 1, kHourMs);
+    reader.Number(prefix + "BackoffMin", 1, 1, reader.Number(prefix + "BackoffMax", 30'000, 1, kHourMs));
     reader.Know({"ApplicationIdentifier", "PayloadBuilderType", "LogMonitor.Socket.Framing"});
     const std::string configuration = readServer(reader, "ConfigurationServer");
     const std::string status = readServer(reader, "StatusServer");

@@ -280,6 +280,8 @@ TEST(AgentConfiguration, RefusesWhatTheStatusServerCannotUse) {
         {"TCP", "LogMonitor.Socket.SendTimeout", "0", false},
         {"TCP", "LogMonitor.Socket.SendTimeuot", "1", false},
         {"TCP", "LogMonitor.Socket.DiscardOnLoss", "T", false},
+        {"UDP", "LogMonitor.Socket.BackoffMin", "30001", false},
+        {"UDP", "LogMonitor.Socket.BackoffMin", "30000", true},
         {"UDP", "StatusServer", "host:65536", false},
         {"UDP", "StatusServer", "[::1]514", false},
         {"UDP", "StatusServer", "host:514 ", true},
