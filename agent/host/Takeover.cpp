@@ -47,6 +47,8 @@ void start(ComponentFactory& factory, const ServiceConfig& wanted, const Service
 Takeover TakeOverCollectors(ComponentFactory& factory, Services& inForce, const Services& wanted) {
     Takeover takeover;
     const Services before = inForce;
+    Services going;
+    std::vector<std::string> names;
     for (const ServiceConfig& old : before) {
         const auto now = find(wanted, old.text1);
         if (now != wanted.end() && SameService(*now, old)) continue;
@@ -54,6 +56,12 @@ Takeover TakeOverCollectors(ComponentFactory& factory, Services& inForce, const 
             takeover.restart += " " + old.text1;
             continue;
         }
+        going.push_back(old);
+        names.push_back(old.text1);
+    }
+    factory.BeginStop(names);
+    for (const ServiceConfig& old : going) {
+        const auto now = find(wanted, old.text1);
         factory.RemoveComponent(old.text1);
         inForce.erase(find(inForce, old.text1));
         if (now != wanted.end()) {

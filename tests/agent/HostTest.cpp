@@ -11,6 +11,7 @@
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "agent/sdk/AlarmLadder.h"
+#include "agent/sdk/IStoppable.h"
 #include "agent/sdk/ServiceRegistration.h"
 
 #include <windows.h>
@@ -40,7 +41,7 @@ public:
 };
 
 /// A component that depends, defers and fails as it is told.
-class Part : public ServiceComponentBase<IDeviceService, ACE_Service_Object> {
+class Part : public ServiceComponentBase<IDeviceService, ACE_Service_Object>, public IStoppable {
 public:
     Part(const std::vector<std::string>& dependencies, int defers, const std::string& failure)
         : dependencies_(dependencies), defers_(defers), failure_(failure) {}
@@ -56,13 +57,16 @@ public:
         for (const std::string& value : values) failAt(value);
         runs = true;
     }
+    void BeginStop(std::int64_t) override { ends += '?'; }
     void Shutdown() override {
+        ends += '.';
         runs = false;
         failAt("shutdown");
     }
 
     std::vector<std::string> values;
     bool runs = false;
+    inline static std::string ends;  // of all: "?" for each that is told to begin it, "." for each shutdown
 
 private:
     void failAt(const std::string& point) const {
@@ -178,6 +182,7 @@ TEST(AgentTakeover, StartsStopsAndRestartsCollectorsOnly) {
     } rows[] = {
         {"same", {}, "", "", ""},
         {"changed", {{"AA", "2"}}, " AA", "", ""},
+        {"all changed", {{"AA", "2"}, {"BB", "2"}}, " AA BB", "", ""},
         {"gone and new", {{"AA", "gone"}, {"CC", "1"}}, " AA CC", "", ""},
         {"changed for the worse", {{"AA", "fails"}}, "", "", " AA: told to;"},
         {"new and bad", {{"CC", "fails"}}, "", "", " CC: told to;"},
@@ -205,10 +210,15 @@ TEST(AgentTakeover, StartsStopsAndRestartsCollectorsOnly) {
         EXPECT_EQ(parts.parts["AA"]->values, (std::vector<std::string>{"1", "", "3"}));
         Services wanted = row.changes;
         wanted.insert(before.begin(), before.end());
+        Part::ends.clear();
         const Takeover takeover = TakeOverCollectors(factory, inForce, configure(wanted));
         EXPECT_EQ(takeover.done, row.done);
         EXPECT_EQ(takeover.restart, row.restart);
         EXPECT_EQ(takeover.refused, row.refused);
+        const std::size_t gone = Part::ends.size() / 2;
+        if (!*row.refused) {
+            EXPECT_EQ(Part::ends, std::string(gone, '?') + std::string(gone, '.'));
+        }
         Services expected, runs;
         for (const ServiceConfig& config : configure(*row.done ? wanted : before))
             expected[config.text1] = config.settings.at("Value");
