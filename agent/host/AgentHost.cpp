@@ -224,6 +224,7 @@ void AgentHost::lookForConfiguration() {
         version_ = manager_->GetConfigurationVersion();
         stamp_ = configurationStamp_;
     }
+    if (takeover.again) configurationStamp_.clear();
     tellReload(takeover);
 }
 

@@ -43,8 +43,8 @@ public:
 /// A component that depends, defers and fails as it is told.
 class Part : public ServiceComponentBase<IDeviceService, ACE_Service_Object>, public IStoppable {
 public:
-    Part(const std::vector<std::string>& dependencies, int defers, const std::string& failure)
-        : dependencies_(dependencies), defers_(defers), failure_(failure) {}
+    Part(const std::vector<std::string>& dependencies, int defers, const std::string& failsAt)
+        : failure(failsAt), dependencies_(dependencies), defers_(defers) {}
     void GetDependencies(std::vector<std::string>& services) const override { services = dependencies_; }
     InitializeResult Initialize(const EnvironmentBlock& settings) override {
         settings.GetArrayValue("Value", values);
@@ -65,17 +65,17 @@ public:
     }
 
     std::vector<std::string> values;
+    std::string failure;  // the point, or the value, at which it fails
     bool runs = false;
     inline static std::string ends;  // of all: "?" for each that is told to begin it, "." for each shutdown
 
 private:
     void failAt(const std::string& point) const {
-        if (!point.empty() && failure_ == point)
+        if (!point.empty() && failure == point)
             throw KORException(__FILE__, __FUNCTION__, __LINE__, "told to");
     }
     std::vector<std::string> dependencies_;
     int defers_;
-    std::string failure_;
 };
 
 class Parts : public IComponentFactoryOverrideHook {
@@ -234,6 +234,35 @@ TEST(AgentTakeover, StartsStopsAndRestartsCollectorsOnly) {
         EXPECT_EQ(parts.parts["AA"]->values.front(), runs.count("AA") ? runs["AA"].substr(0, 1) : "1");
         EXPECT_EQ(factory.Shutdown(), kComponentFactorySuccess);
     }
+}
+
+TEST(AgentTakeover, TriesAgainWhatCouldNotEvenStartAsItWas) {
+    Parts parts;
+    Part& part = *(parts.parts["AA"] = std::make_unique<Part>(std::vector<std::string>(), 0, ""));
+    ComponentFactory factory;
+    factory.SetOverrideHook(&parts);
+    std::vector<ServiceConfig> inForce = {service("AA")}, wanted = {service("AA")};
+    ASSERT_EQ(factory.Initialize(inForce), kComponentFactorySuccess);
+    wanted[0].settings["Value"] = "new";
+    const struct {
+        const char *failsAt, *done, *refused;
+        bool again, runs;
+    } rows[] = {
+        {"initialize", "", " AA: told to; AA as it was: told to;", true, false},
+        {"new", "", " AA: told to;", false, true},
+        {"initialize", "", " AA: told to; AA as it was: told to;", true, false},
+        {"", " AA", "", false, true},
+    };
+    for (const auto& row : rows) {
+        part.failure = row.failsAt;
+        const Takeover takeover = TakeOverCollectors(factory, inForce, wanted);
+        EXPECT_EQ(takeover.done, row.done);
+        EXPECT_EQ(takeover.refused, row.refused);
+        EXPECT_EQ(takeover.again, row.again);
+        EXPECT_EQ(part.runs, row.runs);
+        EXPECT_EQ(inForce.size(), 1U);
+    }
+    EXPECT_EQ(factory.Shutdown(), kComponentFactorySuccess);
 }
 
 TEST(AgentOptions, ReadTheSwitches) {
