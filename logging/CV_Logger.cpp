@@ -72,12 +72,12 @@ CV_Logger::~CV_Logger() = default;
 
 void detail::RegistryAccess::Destroy() noexcept { std::unique_ptr<CV_Logger>(instance.exchange(nullptr)); }
 
-void detail::RegistryAccess::Finish() noexcept {
+void CV_Logger::WriteOutUnlocked() noexcept {
     CV_Logger* const logger = instance.load();
     // A thread that was ended with the lock, as any that looks something up, left the map whole unless it was
     // changing it.
     if (logger == nullptr || (logger->destinationsChange_ && logger->lock_.tryacquire() != 0)) return;
-    for (const auto& destination : logger->destinations_) FileAccess::Finish(*destination.second);
+    for (const auto& destination : logger->destinations_) detail::FileAccess::Finish(*destination.second);
 }
 
 ALogger& CV_Logger::Logger(const std::string& name) { return TheLogger().getLogger(name); }

@@ -25,7 +25,7 @@ bool ProcessIsEnding() noexcept {
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void* reserved) {
     if (reason == DLL_PROCESS_DETACH) {
         if (reserved != nullptr) {
-            CorvaneLogger::detail::RegistryAccess::Finish();
+            CorvaneLogger::CV_Logger::WriteOutUnlocked();
         } else {
             CorvaneLogger::detail::DestroyLoggerFactory();
             CorvaneLogger::detail::RegistryAccess::Destroy();

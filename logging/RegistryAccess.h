@@ -6,10 +6,6 @@ namespace CorvaneLogger::detail {
 
 /// What ends and tests of the registry need beyond its interface.
 struct RegistryAccess {
-    /// Writes out what file destinations hold, at the end of the process: no waiting, no heap, nothing
-    /// closed.
-    static void Finish() noexcept;
-
     /// Destroys the registry, when the library is unloaded. A later TheLogger() would make a new one.
     static void Destroy() noexcept;
 
@@ -17,7 +13,7 @@ struct RegistryAccess {
     static void Pass(CV_Logger& logger) { logger.pass(); }
 };
 
-/// The same for file destinations.
+/// CV_Logger::WriteOutUnlocked for a file destination, which stays open.
 struct FileAccess {
     static void Finish(LogDst& destination) noexcept;
 };

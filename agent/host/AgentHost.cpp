@@ -15,7 +15,6 @@
 #include "agent/host/ConfigurationCheck.h"
 #include "agent/host/Takeover.h"
 #include "agent/sdk/Clock.h"
-#include "agent/sdk/IStoppable.h"
 
 #include <cstdlib>
 
@@ -29,7 +28,6 @@ namespace {
 
 constexpr std::int64_t kProgressMs = 1000;
 constexpr std::int64_t kIdleSpoolMs = 5000;  // with --once, how long a destination may send nothing
-constexpr std::int64_t kStopMs = 1000;       // what collectors have together; the destinations have 3 seconds
 constexpr const char* kManager = "AgentConfigManager";
 
 /// What waits to be sent, over all destinations.
@@ -226,6 +224,7 @@ void AgentHost::lookForConfiguration() {
         version_ = manager_->GetConfigurationVersion();
         stamp_ = configurationStamp_;
     }
+    if (takeover.again) configurationStamp_.clear();
     tellReload(takeover);
 }
 
@@ -363,13 +362,9 @@ void AgentHost::OnAfterComponentShutdown(const std::string& name, ComponentFacto
 /// What may wait for others on the network begins its end side by side, so that the number of collectors and
 /// a status server that cannot be reached do not add up.
 void AgentHost::beginStop() {
-    const std::int64_t deadline = SteadyMilliseconds() + kStopMs;
     std::vector<std::string> names;
     factory_.GetComponentNames(names);
-    for (const std::string& name : names) {
-        if (auto* const component = dynamic_cast<IStoppable*>(factory_.GetComponent(name)))
-            component->BeginStop(deadline);
-    }
+    factory_.BeginStop(names);
     if (heartbeat_) heartbeat_->BeginStop();
     GetLoggerFactory().InstallLogMonitor(nullptr);
     monitor_.Shutdown();

@@ -2,6 +2,8 @@
 
 #include "WindowsAgentCommon/Encoding.h"
 #include "WindowsAgentCommon/IDeviceService.h"
+#include "agent/sdk/Clock.h"
+#include "agent/sdk/IStoppable.h"
 
 #include <ace/Dynamic_Service.h>
 #include <ace/Guard_T.h>
@@ -15,6 +17,8 @@ namespace CorvaneAgent {
 using namespace WindowsAgentCommon;
 
 namespace {
+
+constexpr std::int64_t kStopMs = 1000;  // what collectors have together; the destinations have 3 seconds
 
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;
@@ -307,6 +311,18 @@ bool ComponentFactory::RemoveComponent(const std::string& name) {
     *found = Entry();
     while (!entries_.empty() && !entries_.back().component) entries_.pop_back();
     return true;
+}
+
+void ComponentFactory::BeginStop(const std::vector<std::string>& names) {
+    const std::int64_t deadline = SteadyMilliseconds() + kStopMs;
+    for (const std::string& name : names) {
+        try {
+            if (auto* const component = dynamic_cast<IStoppable*>(GetComponent(name)))
+                component->BeginStop(deadline);
+        } catch (const std::exception& error) {
+            log_->Error("The component %s does not begin its end: %s", name.c_str(), error.what());
+        }
+    }
 }
 
 ComponentFactory::Result ComponentFactory::Add(const ServiceConfig& service) {

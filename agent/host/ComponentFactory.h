@@ -52,6 +52,10 @@ public:
     /// failure nothing of it is left.
     Result Add(const WindowsAgentCommon::ServiceConfig& service);
 
+    /// Begins the end of components (IStoppable) that are shut down next, with one deadline in a second, so
+    /// that what each may wait for does not add up.
+    void BeginStop(const std::vector<std::string>& names);
+
     std::string GetFailure() const { return failure_; }  ///< Why it failed, UTF-8.
 
     int fini() override { return 0; }  ///< The host shuts it down itself.

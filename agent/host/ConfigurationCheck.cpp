@@ -62,7 +62,7 @@ std::string readServer(SettingsReader& reader, const char* name) {
 }
 
 /// What the log monitor would replace by its defaults, or its sender refuse. Whether there is a server.
-bool readStatusServer(SettingsReader& reader, const EnvironmentBlock& settings) {
+bool readStatusServer(SettingsReader& reader) {
     constexpr unsigned int kMost = 256 << 20, kLongestDatagram = 65'507, kHourMs = 3'600'000;
     const std::string prefix = "LogMonitor.Socket.", type = reader.Text(prefix + "Type");
     const bool stream = !type.empty() && (type[0] == 'T' || type[0] == 't');
@@ -71,11 +71,10 @@ bool readStatusServer(SettingsReader& reader, const EnvironmentBlock& settings) 
     reader.Number("QueueLowWaterMark", 1, 1, reader.Number("QueueHighWaterMark", 1'000'000, 1, kMost));
     reader.Number("TargetPort", 514, 1, 65'535);
     if (stream) reader.Choice(prefix + "Framing", "LineFeed", {"LineFeed", "OctetCounting"});
-    for (const char* const name : {"BackoffMin", "BackoffMax", "ConnectTimeout", "SendTimeout"})
+    for (const char* const name : {"ConnectTimeout", "SendTimeout"})
         reader.Number(prefix + name, 1, 1, kHourMs);
-    reader.Know({"ApplicationIdentifier", "PayloadBuilderType"});
-    for (const auto& [name, value] : settings.Entries())
-        if (name.rfind(prefix, 0) == 0) reader.Know({name.c_str()});
+    reader.Number(prefix + "BackoffMin", 1, 1, reader.Number(prefix + "BackoffMax", 30'000, 1, kHourMs));
+    reader.Know({"ApplicationIdentifier", "PayloadBuilderType", "LogMonitor.Socket.Framing"});
     const std::string configuration = readServer(reader, "ConfigurationServer");
     const std::string status = readServer(reader, "StatusServer");
     return !reader.Text("TargetAddress", status.empty() ? configuration : status).empty();
@@ -91,7 +90,7 @@ void readSettings(const EnvironmentBlock& settings, Intervals& intervals) {
     intervals.state = milliseconds("StateInterval", 5, 1, 3600);
     intervals.reload = milliseconds("ReloadInterval", 10, 1, 86'400);
     intervals.heartbeat = milliseconds("HeartbeatInterval", 60, 0, 86'400);
-    if (!readStatusServer(reader, settings)) intervals.heartbeat = 0;
+    if (!readStatusServer(reader)) intervals.heartbeat = 0;
     reader.RefuseUnknown();
 }
 

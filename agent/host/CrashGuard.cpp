@@ -18,9 +18,13 @@ using namespace WindowsAgentCommon;
 namespace {
 
 constexpr DWORD kMaxLoggingMs = 5000;
+constexpr DWORD kMaxWriteMs = 1000;
 
-// Made at the start, since a faulting process may not be able to. They live as long as the process.
-HANDLE crashed = nullptr;
+// Events and threads are made at the start, since a faulting process may not be able to. They live as long as
+// the process. A thread for each thing that may never return, so that none holds up the others.
+HANDLE crashed = nullptr, described = nullptr, stuck = nullptr;
+HANDLE console = nullptr, writer = nullptr;
+std::string description;
 std::atomic<const EXCEPTION_RECORD*> faultRecord{nullptr};
 std::atomic<bool> taken{false};
 std::exception_ptr uncaught;
@@ -52,20 +56,34 @@ std::string describe() {
 
 DWORD WINAPI reportCrash(void*) {
     ::WaitForSingleObject(crashed, INFINITE);
-    const std::string text = describe();
-    const std::string line = "corvane-agent: " + text + "\n";
-    // First, and past the runtime's stream: what follows may wait for a lock that is never given back.
-    DWORD written = 0;
-    ::WriteFile(::GetStdHandle(STD_ERROR_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written,
-                nullptr);
-    GetLoggerFactory().GetLog("Agent.Crash")->Fatal("The agent ends: %s", text.c_str());
+    description = describe();
+    ::SetEvent(described);
+    GetLoggerFactory().GetLog("Agent.Crash")->Fatal("The agent ends: %s", description.c_str());
     CorvaneLogger::CV_Logger::TheLogger().flushDsts();
+    ::WaitForSingleObject(console, kMaxWriteMs);
     // Not ExitProcess: it would end the thread that watches this one, and then run every module's farewell.
     ::TerminateProcess(::GetCurrentProcess(), kExitCrash);
     return 0;
 }
 
-/// Lets the other thread report, watches it, and does not come back. Only the first of several faults is
+/// Past the runtime's stream, which may be locked for ever; a full pipe may block it all the same.
+DWORD WINAPI tellConsole(void*) {
+    ::WaitForSingleObject(described, INFINITE);
+    const std::string line = "corvane-agent: " + description + "\n";
+    DWORD written = 0;
+    ::WriteFile(::GetStdHandle(STD_ERROR_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written,
+                nullptr);
+    return 0;
+}
+
+/// For when the report waits for a lock that is never given back.
+DWORD WINAPI writeOut(void*) {
+    ::WaitForSingleObject(stuck, INFINITE);
+    CorvaneLogger::CV_Logger::WriteOutUnlocked();
+    return 0;
+}
+
+/// Lets the other threads report, watches them, and does not come back. Only the first of several faults is
 /// reported.
 [[noreturn]] void end(const EXCEPTION_RECORD* record) {
     if (!taken.exchange(true)) {
@@ -77,6 +95,8 @@ DWORD WINAPI reportCrash(void*) {
         ::SetEvent(crashed);
     }
     ::Sleep(kMaxLoggingMs);
+    ::SetEvent(stuck);
+    ::WaitForSingleObject(writer, kMaxWriteMs);
     ::TerminateProcess(::GetCurrentProcess(), kExitCrash);
     for (;;) ::Sleep(INFINITE);
 }
@@ -88,9 +108,12 @@ LONG WINAPI onFault(EXCEPTION_POINTERS* pointers) { end(pointers->ExceptionRecor
 }  // namespace
 
 void InstallCrashGuard() {
-    crashed = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    for (HANDLE* const event : {&crashed, &described, &stuck})
+        *event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
     const HANDLE thread = ::CreateThread(nullptr, 0, &reportCrash, nullptr, 0, nullptr);
     if (thread) ::CloseHandle(thread);
+    console = ::CreateThread(nullptr, 0, &tellConsole, nullptr, 0, nullptr);
+    writer = ::CreateThread(nullptr, 0, &writeOut, nullptr, 0, nullptr);
     ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
     ::SetUnhandledExceptionFilter(&onFault);
     std::set_terminate(&onTerminate);

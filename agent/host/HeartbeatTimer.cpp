@@ -15,7 +15,13 @@ HeartbeatTimer::HeartbeatTimer(const std::multimap<std::string, std::string>& se
     scheduler_->Schedule(this, nullptr, ACE_Time_Value(interval));
 }
 
-void HeartbeatTimer::BeginStop() { scheduler_->Schedule(this, this, ACE_Time_Value::zero); }
+void HeartbeatTimer::BeginStop() {
+    try {
+        scheduler_->Schedule(this, this, ACE_Time_Value::zero);
+    } catch (const std::exception&) {
+        return;  // for want of memory: the destructor shuts down, if later
+    }
+}
 
 HeartbeatTimer::~HeartbeatTimer() {
     scheduler_.reset();

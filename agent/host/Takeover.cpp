@@ -35,9 +35,9 @@ void start(ComponentFactory& factory, const ServiceConfig& wanted, const Service
         takeover.refused += " " + name + ": " + factory.GetFailure() + ";";
     }
     if (!before) return;
-    if (factory.Add(*before) == kComponentFactorySuccess) {
-        inForce.push_back(*before);
-    } else {
+    inForce.push_back(*before);
+    if (factory.Add(*before) != kComponentFactorySuccess) {
+        takeover.again = true;
         takeover.refused += " " + name + " as it was: " + factory.GetFailure() + ";";
     }
 }
@@ -47,13 +47,23 @@ void start(ComponentFactory& factory, const ServiceConfig& wanted, const Service
 Takeover TakeOverCollectors(ComponentFactory& factory, Services& inForce, const Services& wanted) {
     Takeover takeover;
     const Services before = inForce;
+    Services going;
+    std::vector<std::string> names;
     for (const ServiceConfig& old : before) {
         const auto now = find(wanted, old.text1);
-        if (now != wanted.end() && SameService(*now, old)) continue;
-        if (!dynamic_cast<IDeviceService*>(factory.GetComponent(old.text1))) {
+        IServiceComponent* const component =
+            factory.GetComponent(old.text1);  // null: it could not start again
+        if (component && now != wanted.end() && SameService(*now, old)) continue;
+        if (component && !dynamic_cast<IDeviceService*>(component)) {
             takeover.restart += " " + old.text1;
             continue;
         }
+        going.push_back(old);
+        names.push_back(old.text1);
+    }
+    factory.BeginStop(names);
+    for (const ServiceConfig& old : going) {
+        const auto now = find(wanted, old.text1);
         factory.RemoveComponent(old.text1);
         inForce.erase(find(inForce, old.text1));
         if (now != wanted.end()) {

@@ -110,6 +110,12 @@ public:
 
     void flushDsts();  ///< Flushes every destination; idle files are closed.
 
+    /// What process exit does, for who ends the process without it, such as a watchdog before
+    /// TerminateProcess: writes out what the open files hold, waits for no lock and needs no heap; only the
+    /// disk may block. A lock that another thread holds is passed over: a line which that thread is at may be
+    /// there twice, or in part. Not on a thread that may be within logging itself.
+    static void WriteOutUnlocked() noexcept;
+
 private:
     friend struct detail::RegistryAccess;
 

@@ -1,6 +1,7 @@
 // What tests of the whole agent load: a collector that ends its process, and a registry cache that knows
 // counters, which Wine has none of.
 
+#include "CorvaneLogger/CV_Logger.h"
 #include "WindowsAgentCommon/IRegistryCache.h"
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/ServiceComponentBase.h"
@@ -15,11 +16,17 @@ using namespace WindowsAgentCommon;
 
 bool faulting = false;
 
+struct Destination : CorvaneLogger::LogDst {
+    using LogDst::lock_;
+};
+
 class FaultingCollector : public CorvaneAgent::Collector {
 protected:
     void ReadSettings(CorvaneAgent::SettingsReader& settings) override { kind_ = settings.Text("Kind"); }
     void Restore(const EnvironmentBlock&) override {}
     Progress Collect() override {
+        if (kind_ == "locked")
+            (CorvaneLogger::CV_Logger::TheLogger().findLogDst("file")->*&Destination::lock_).acquire();
         GetLog()->Info("The line before the end");
         faulting = true;
         if (kind_ == "exception") throwThrough();

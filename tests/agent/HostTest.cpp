@@ -11,6 +11,7 @@
 #include "WindowsAgentCommon/KORException.h"
 #include "WindowsAgentCommon/ServiceComponentBase.h"
 #include "agent/sdk/AlarmLadder.h"
+#include "agent/sdk/IStoppable.h"
 #include "agent/sdk/ServiceRegistration.h"
 
 #include <windows.h>
@@ -43,10 +44,10 @@ public:
 };
 
 /// A component that depends, defers and fails as it is told.
-class Part : public ServiceComponentBase<IDeviceService, ACE_Service_Object> {
+class Part : public ServiceComponentBase<IDeviceService, ACE_Service_Object>, public IStoppable {
 public:
-    Part(const std::vector<std::string>& dependencies, int defers, const std::string& failure)
-        : dependencies_(dependencies), defers_(defers), failure_(failure) {}
+    Part(const std::vector<std::string>& dependencies, int defers, const std::string& failsAt)
+        : failure(failsAt), dependencies_(dependencies), defers_(defers) {}
     void GetDependencies(std::vector<std::string>& services) const override { services = dependencies_; }
     InitializeResult Initialize(const EnvironmentBlock& settings) override {
         settings.GetArrayValue("Value", values);
@@ -59,22 +60,25 @@ public:
         for (const std::string& value : values) failAt(value);
         runs = true;
     }
+    void BeginStop(std::int64_t) override { ends += '?'; }
     void Shutdown() override {
+        ends += '.';
         runs = false;
         failAt("shutdown");
     }
 
     std::vector<std::string> values;
+    std::string failure;  // the point, or the value, at which it fails
     bool runs = false;
+    inline static std::string ends;  // of all: "?" for each that is told to begin it, "." for each shutdown
 
 private:
     void failAt(const std::string& point) const {
-        if (!point.empty() && failure_ == point)
+        if (!point.empty() && failure == point)
             throw KORException(__FILE__, __FUNCTION__, __LINE__, "told to");
     }
     std::vector<std::string> dependencies_;
     int defers_;
-    std::string failure_;
 };
 
 class Parts : public IComponentFactoryOverrideHook {
@@ -183,6 +187,7 @@ TEST(AgentTakeover, StartsStopsAndRestartsCollectorsOnly) {
     } rows[] = {
         {"same", {}, "", "", ""},
         {"changed", {{"AA", "2"}}, " AA", "", ""},
+        {"all changed", {{"AA", "2"}, {"BB", "2"}}, " AA BB", "", ""},
         {"gone and new", {{"AA", "gone"}, {"CC", "1"}}, " AA CC", "", ""},
         {"changed for the worse", {{"AA", "fails"}}, "", "", " AA: told to;"},
         {"new and bad", {{"CC", "fails"}}, "", "", " CC: told to;"},
@@ -210,10 +215,15 @@ TEST(AgentTakeover, StartsStopsAndRestartsCollectorsOnly) {
         EXPECT_EQ(parts.parts["AA"]->values, (std::vector<std::string>{"1", "", "3"}));
         Services wanted = row.changes;
         wanted.insert(before.begin(), before.end());
+        Part::ends.clear();
         const Takeover takeover = TakeOverCollectors(factory, inForce, configure(wanted));
         EXPECT_EQ(takeover.done, row.done);
         EXPECT_EQ(takeover.restart, row.restart);
         EXPECT_EQ(takeover.refused, row.refused);
+        const std::size_t gone = Part::ends.size() / 2;
+        if (!*row.refused) {
+            EXPECT_EQ(Part::ends, std::string(gone, '?') + std::string(gone, '.'));
+        }
         Services expected, runs;
         for (const ServiceConfig& config : configure(*row.done ? wanted : before))
             expected[config.text1] = config.settings.at("Value");
@@ -229,6 +239,35 @@ TEST(AgentTakeover, StartsStopsAndRestartsCollectorsOnly) {
         EXPECT_EQ(parts.parts["AA"]->values.front(), runs.count("AA") ? runs["AA"].substr(0, 1) : "1");
         EXPECT_EQ(factory.Shutdown(), kComponentFactorySuccess);
     }
+}
+
+TEST(AgentTakeover, TriesAgainWhatCouldNotEvenStartAsItWas) {
+    Parts parts;
+    Part& part = *(parts.parts["AA"] = std::make_unique<Part>(std::vector<std::string>(), 0, ""));
+    ComponentFactory factory;
+    factory.SetOverrideHook(&parts);
+    std::vector<ServiceConfig> inForce = {service("AA")}, wanted = {service("AA")};
+    ASSERT_EQ(factory.Initialize(inForce), kComponentFactorySuccess);
+    wanted[0].settings["Value"] = "new";
+    const struct {
+        const char *failsAt, *done, *refused;
+        bool again, runs;
+    } rows[] = {
+        {"initialize", "", " AA: told to; AA as it was: told to;", true, false},
+        {"new", "", " AA: told to;", false, true},
+        {"initialize", "", " AA: told to; AA as it was: told to;", true, false},
+        {"", " AA", "", false, true},
+    };
+    for (const auto& row : rows) {
+        part.failure = row.failsAt;
+        const Takeover takeover = TakeOverCollectors(factory, inForce, wanted);
+        EXPECT_EQ(takeover.done, row.done);
+        EXPECT_EQ(takeover.refused, row.refused);
+        EXPECT_EQ(takeover.again, row.again);
+        EXPECT_EQ(part.runs, row.runs);
+        EXPECT_EQ(inForce.size(), 1U);
+    }
+    EXPECT_EQ(factory.Shutdown(), kComponentFactorySuccess);
 }
 
 TEST(AgentOptions, ReadTheSwitches) {
@@ -281,7 +320,12 @@ TEST(AgentConfiguration, RefusesWhatTheStatusServerCannotUse) {
         {"UDP", "QueueLowWaterMark", "0", false},
         {"UDP", "QueueHighWaterMark", "", false},
         {"TCP", "LogMonitor.Socket.Framing", "None", false},
+        {"UDP", "LogMonitor.Socket.Framing", "OctetCounting", true},
         {"TCP", "LogMonitor.Socket.SendTimeout", "0", false},
+        {"TCP", "LogMonitor.Socket.SendTimeuot", "1", false},
+        {"TCP", "LogMonitor.Socket.DiscardOnLoss", "T", false},
+        {"UDP", "LogMonitor.Socket.BackoffMin", "30001", false},
+        {"UDP", "LogMonitor.Socket.BackoffMin", "30000", true},
         {"UDP", "StatusServer", "host:65536", false},
         {"UDP", "StatusServer", "[::1]514", false},
         {"UDP", "StatusServer", "host:514 ", true},
