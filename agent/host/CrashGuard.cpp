@@ -22,7 +22,7 @@ constexpr DWORD kMaxWriteMs = 1000;
 
 // Events and threads are made at the start, since a faulting process may not be able to. They live as long as
 // the process. A thread for each thing that may never return, so that none holds up the others.
-HANDLE crashed = nullptr, described = nullptr, stuck = nullptr;
+HANDLE begun = nullptr, crashed = nullptr, described = nullptr, stuck = nullptr;
 HANDLE console = nullptr, writer = nullptr;
 std::string description;
 std::atomic<const EXCEPTION_RECORD*> faultRecord{nullptr};
@@ -54,8 +54,13 @@ std::string describe() {
     }
 }
 
+void waitFor(HANDLE event) {
+    ::SetEvent(begun);
+    ::WaitForSingleObject(event, INFINITE);
+}
+
 DWORD WINAPI reportCrash(void*) {
-    ::WaitForSingleObject(crashed, INFINITE);
+    waitFor(crashed);
     description = describe();
     ::SetEvent(described);
     GetLoggerFactory().GetLog("Agent.Crash")->Fatal("The agent ends: %s", description.c_str());
@@ -68,7 +73,7 @@ DWORD WINAPI reportCrash(void*) {
 
 /// Past the runtime's stream, which may be locked for ever; a full pipe may block it all the same.
 DWORD WINAPI tellConsole(void*) {
-    ::WaitForSingleObject(described, INFINITE);
+    waitFor(described);
     const std::string line = "corvane-agent: " + description + "\n";
     DWORD written = 0;
     ::WriteFile(::GetStdHandle(STD_ERROR_HANDLE), line.data(), static_cast<DWORD>(line.size()), &written,
@@ -78,7 +83,7 @@ DWORD WINAPI tellConsole(void*) {
 
 /// For when the report waits for a lock that is never given back.
 DWORD WINAPI writeOut(void*) {
-    ::WaitForSingleObject(stuck, INFINITE);
+    waitFor(stuck);
     CorvaneLogger::CV_Logger::WriteOutUnlocked();
     return 0;
 }
@@ -101,6 +106,14 @@ DWORD WINAPI writeOut(void*) {
     for (;;) ::Sleep(INFINITE);
 }
 
+/// The thread has begun when this returns, for faults right after the start, and since the process may end
+/// then.
+HANDLE start(LPTHREAD_START_ROUTINE work) {
+    const HANDLE thread = ::CreateThread(nullptr, 0, work, nullptr, 0, nullptr);
+    if (thread) ::WaitForSingleObject(begun, kMaxWriteMs);
+    return thread;
+}
+
 LONG WINAPI onFault(EXCEPTION_POINTERS* pointers) { end(pointers->ExceptionRecord); }
 
 [[noreturn]] void onTerminate() { end(nullptr); }
@@ -108,12 +121,13 @@ LONG WINAPI onFault(EXCEPTION_POINTERS* pointers) { end(pointers->ExceptionRecor
 }  // namespace
 
 void InstallCrashGuard() {
+    begun = ::CreateEventW(nullptr, FALSE, FALSE, nullptr);
     for (HANDLE* const event : {&crashed, &described, &stuck})
         *event = ::CreateEventW(nullptr, TRUE, FALSE, nullptr);
-    const HANDLE thread = ::CreateThread(nullptr, 0, &reportCrash, nullptr, 0, nullptr);
-    if (thread) ::CloseHandle(thread);
-    console = ::CreateThread(nullptr, 0, &tellConsole, nullptr, 0, nullptr);
-    writer = ::CreateThread(nullptr, 0, &writeOut, nullptr, 0, nullptr);
+    console = start(&tellConsole);
+    writer = start(&writeOut);
+    const HANDLE reporter = start(&reportCrash);
+    if (reporter) ::CloseHandle(reporter);
     ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX | SEM_NOOPENFILEERRORBOX);
     ::SetUnhandledExceptionFilter(&onFault);
     std::set_terminate(&onTerminate);

@@ -1,5 +1,5 @@
 // Four threads use the services; handles and memory must not grow meanwhile. For longer by hand: the
-// environment variable SOAK_ROUNDS, of which a second has some thousand.
+// environment variable SOAK_ROUNDS, of which an idle machine makes some 1,000 a second.
 
 #include "WindowsAgentCommon/IDiskManager.h"
 #include "WindowsAgentCommon/IPayload.h"
